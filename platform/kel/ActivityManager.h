@@ -1,0 +1,94 @@
+#pragma once
+
+#include <map>
+
+#include "platform/kel/Clock.h"
+#include "platform/kel/Entity.h"
+#include "platform/kel/String8.h"
+
+namespace Kel {
+
+class ActivityManager;
+
+// A named unit of scheduled work; state machines are created with the activity they
+// run on and take the framework clock from it.
+class Activity : public Entity {
+ public:
+   using Ptr = Kel::Ptr<Activity>;
+   using PtrConst = Kel::Ptr<const Activity>;
+
+   Activity(Name name, ActivityManager* manager) : name_(std::move(name)), manager_(manager) {}
+
+   const char* typeName() const override { return "Kel::Activity"; }
+   const Name& name() const { return name_; }
+   ActivityManager* manager() const { return manager_; }
+   Clock::Ptr clock() const;
+
+ private:
+   Name name_;
+   ActivityManager* manager_;
+};
+
+// Runs the process's scheduled work: the clock's wake-ups and the readable-fd reactors.
+// It does not wait by itself; a driver does that. Two drivers exist: StandaloneLoop (tests
+// and tools) and the snmpd driver of the plug-in, which hooks into snmpd's own loop.
+//
+// Each driving pass first dispatches the fds that are readable and then runs the clock
+// reactors that are due, so a wake-up asked for "as soon as possible" runs after the
+// pending input.
+class ActivityManager {
+ public:
+   class FdReactor {
+    public:
+      virtual ~FdReactor() = default;
+      virtual void onReadable(int fd) = 0;
+   };
+
+   class Driver {
+    public:
+      virtual ~Driver() = default;
+      // The earliest wake-up wanted changed (timeNever: none).
+      virtual void nextWakeIs(double when) = 0;
+      virtual void fdAdded(int fd) = 0;
+      virtual void fdRemoved(int fd) = 0;
+   };
+
+   ActivityManager();
+   ~ActivityManager();
+   ActivityManager(const ActivityManager&) = delete;
+   ActivityManager& operator=(const ActivityManager&) = delete;
+
+   // The process's manager.
+   static ActivityManager& instance();
+
+   Activity::Ptr activityIs(const Name& name);
+   Clock::Ptr clock() const { return clock_; }
+
+   // Watches `fd` for input; `reactor` (not owned) is called while the fd is readable.
+   void fdReactorIs(int fd, FdReactor* reactor);
+   void fdReactorDel(int fd);
+   const std::map<int, FdReactor*>& fdReactors() const { return fds_; }
+
+   // Installs the driver (not owned) and tells it the current schedule; nullptr removes it.
+   void driverIs(Driver* driver);
+   Driver* driver() const { return driver_; }
+
+   double nextWake() const { return clock_->nextTime(); }
+   // Dispatches one readable fd.
+   void dispatchReadable(int fd);
+   // Runs the clock reactors that are due at Kel::now(), then tells the driver the next
+   // wake-up once.
+   void runDue();
+
+ private:
+   void scheduleChanged();
+
+   Clock::Ptr clock_;
+   std::map<Name, Activity::Ptr> activities_;
+   std::map<int, FdReactor*> fds_;
+   Driver* driver_ = nullptr;
+   bool runningDue_ = false;
+   double announcedWake_;
+};
+
+}  // namespace Kel

@@ -1,0 +1,186 @@
+#include "platform/kel/Trace.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Kel {
+namespace {
+
+// Every handle and every configured level, by facility name. "*" sets the level of
+// facilities that are not named explicitly.
+class TraceRegistry {
+ public:
+   static TraceRegistry& instance() {
+      static TraceRegistry* registry = new TraceRegistry();  // outlives static handles
+      return *registry;
+   }
+
+   int attach(TraceHandle* handle) {
+      std::lock_guard lock(mutex_);
+      handles_.push_back(handle);
+      return levelFor(handle->facility());
+   }
+
+   void detach(TraceHandle* handle) {
+      std::lock_guard lock(mutex_);
+      std::erase(handles_, handle);
+   }
+
+   void apply(const std::map<std::string, int, std::less<>>& levels) {
+      std::lock_guard lock(mutex_);
+      for (const auto& [name, level] : levels) {
+         configured_[name] = level;
+      }
+      for (TraceHandle* h : handles_) {
+         h->levelIs(levelFor(h->facility()));
+      }
+   }
+
+   int level(std::string_view facility) {
+      std::lock_guard lock(mutex_);
+      return levelFor(facility);
+   }
+
+ private:
+   TraceRegistry() {
+      if (const char* env = std::getenv("BRIDGESNMP_TRACE")) {
+         std::map<std::string, int, std::less<>> levels;
+         std::string error;
+         if (parseTraceSpec(env, levels, error)) {
+            configured_ = std::move(levels);
+         } else {
+            std::cerr << "BRIDGESNMP_TRACE ignored: " << error << "\n";
+         }
+      }
+   }
+
+   int levelFor(std::string_view facility) const {
+      if (auto it = configured_.find(facility); it != configured_.end()) {
+         return it->second;
+      }
+      if (auto it = configured_.find("*"); it != configured_.end()) {
+         return it->second;
+      }
+      return defaultTraceLevel;
+   }
+
+ public:
+   static bool parseTraceSpec(std::string_view spec, std::map<std::string, int, std::less<>>& out,
+                              std::string& error) {
+      while (!spec.empty()) {
+         const auto comma = spec.find(',');
+         std::string_view item = spec.substr(0, comma);
+         spec = comma == std::string_view::npos ? std::string_view() : spec.substr(comma + 1);
+         while (!item.empty() && item.front() == ' ') {
+            item.remove_prefix(1);
+         }
+         while (!item.empty() && item.back() == ' ') {
+            item.remove_suffix(1);
+         }
+         if (item.empty()) {
+            continue;
+         }
+         const auto slash = item.find('/');
+         if (slash == std::string_view::npos || slash == 0) {
+            error = "expected Facility/level, got '" + std::string(item) + "'";
+            return false;
+         }
+         const std::string_view number = item.substr(slash + 1);
+         int level = -1;
+         auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), level);
+         if (ec != std::errc() || end != number.data() + number.size() || level < 0 || level > 9) {
+            error = "trace level must be 0 to 9 in '" + std::string(item) + "'";
+            return false;
+         }
+         out[std::string(item.substr(0, slash))] = level;
+      }
+      return true;
+   }
+
+ private:
+   std::mutex mutex_;
+   std::vector<TraceHandle*> handles_;
+   std::map<std::string, int, std::less<>> configured_;
+};
+
+class StderrSink : public TraceSink {
+ public:
+   void write(const TraceRecord& record) override {
+      std::cerr << formatTraceRecord(record) << std::endl;
+   }
+};
+
+std::shared_ptr<TraceSink>& currentSink() {
+   static auto* sink = new std::shared_ptr<TraceSink>(std::make_shared<StderrSink>());
+   return *sink;
+}
+
+std::string_view sourceName(const char* file) {
+   std::string_view path(file);
+   if (const auto slash = path.rfind('/'); slash != std::string_view::npos) {
+      path.remove_prefix(slash + 1);
+   }
+   if (const auto dot = path.find('.'); dot != std::string_view::npos) {
+      path = path.substr(0, dot);
+   }
+   return path;
+}
+
+}  // namespace
+
+TraceHandle::TraceHandle(const char* facility) : facility_(facility), level_(defaultTraceLevel) {
+   level_.store(TraceRegistry::instance().attach(this), std::memory_order_relaxed);
+}
+
+TraceHandle::~TraceHandle() {
+   TraceRegistry::instance().detach(this);
+}
+
+bool setTraceLevels(std::string_view spec, std::string* error) {
+   std::map<std::string, int, std::less<>> levels;
+   std::string why;
+   if (!TraceRegistry::parseTraceSpec(spec, levels, why)) {
+      if (error) {
+         *error = why;
+      }
+      return false;
+   }
+   TraceRegistry::instance().apply(levels);
+   return true;
+}
+
+int traceLevel(std::string_view facility) {
+   return TraceRegistry::instance().level(facility);
+}
+
+void traceSinkIs(std::shared_ptr<TraceSink> sink) {
+   currentSink() = std::move(sink);
+}
+
+std::shared_ptr<TraceSink> traceSink() {
+   return currentSink();
+}
+
+void traceHelper(const TraceHandle& handle, int level, const char* file, int line,
+                 std::string_view message) {
+   const TraceRecord record{handle.facility(), level, sourceName(file), line, message};
+   if (const auto& sink = currentSink()) {
+      sink->write(record);
+   }
+}
+
+std::string formatTraceRecord(const TraceRecord& record) {
+   std::string text;
+   text.reserve(record.message.size() + 48);
+   text.append(record.facility).append("/").append(std::to_string(record.level)).append(" ");
+   text.append(record.source).append(":").append(std::to_string(record.line)).append(": ");
+   text.append(record.message);
+   return text;
+}
+
+}  // namespace Kel

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+namespace Kel {
+
+// One trace facility ("Snmp", "BridgeSnmpAgent", "SnmpConversion", ...). Messages carry
+// a level from 0 (set-up failures) to 9 (most detailed); a message is emitted when its
+// level is at or below the facility's level. Levels come from the BRIDGESNMP_TRACE
+// environment variable ("Snmp/2,BridgeSnmpAgent/8", "*/3") and from setTraceLevels().
+// Handles of the same name share their level.
+class TraceHandle {
+ public:
+   explicit TraceHandle(const char* facility);
+   ~TraceHandle();
+   TraceHandle(const TraceHandle&) = delete;
+   TraceHandle& operator=(const TraceHandle&) = delete;
+
+   const char* facility() const { return facility_; }
+   bool enabled(int level) const { return level <= level_.load(std::memory_order_relaxed); }
+   int level() const { return level_.load(std::memory_order_relaxed); }
+   void levelIs(int level) { level_.store(level, std::memory_order_relaxed); }
+
+ private:
+   const char* facility_;
+   std::atomic<int> level_;
+};
+
+// Levels a facility starts with when nothing configures it.
+inline constexpr int defaultTraceLevel = 0;
+
+// Applies a level specification such as "Snmp/2,BridgeSnmpAgent/8" or "*/3" to the
+// existing handles and to handles created later. Returns false, changing nothing, when
+// the text is malformed; `error` then says why.
+bool setTraceLevels(std::string_view spec, std::string* error = nullptr);
+// The level a facility has now (its configured or default level).
+int traceLevel(std::string_view facility);
+
+struct TraceRecord {
+   const char* facility;
+   int level;
+   std::string_view source;  // the source file's base name without extension
+   int line;
+   std::string_view message;
+};
+
+class TraceSink {
+ public:
+   virtual ~TraceSink() = default;
+   virtual void write(const TraceRecord& record) = 0;
+};
+
+// Where messages go: stderr unless replaced (snmpd's log inside the agent, memory in tests).
+void traceSinkIs(std::shared_ptr<TraceSink> sink);
+std::shared_ptr<TraceSink> traceSink();
+
+// Formats the source name from a file path and hands the record to the sink.
+void traceHelper(const TraceHandle& handle, int level, const char* file, int line,
+                 std::string_view message);
+
+// The standard text form of a record: "Facility/level Source:line: message".
+std::string formatTraceRecord(const TraceRecord& record);
+
+}  // namespace Kel
+
+// Emits `expr` (a stream expression) when `level` is enabled on `handle`; the message is
+// not formatted otherwise.
+#define KEL_TRACE(handle, level, expr)                                                            \
+   do {                                                                                           \
+      const ::Kel::TraceHandle& kelTraceHandle_ = (handle);                                       \
+      if (kelTraceHandle_.enabled(level)) {                                                       \
+         std::ostringstream kelTraceStream_;                                                      \
+         kelTraceStream_ << expr;                                                                 \
+         ::Kel::traceHelper(kelTraceHandle_, (level), __FILE__, __LINE__, kelTraceStream_.str()); \
+      }                                                                                           \
+   } while (0)

@@ -1,0 +1,103 @@
+#include "plugin/PluginHost.h"
+
+#include <exception>
+
+#include "platform/kel/ActivityManager.h"
+#include "platform/snmputil/HandlerRegistration.h"
+#include "plugin/SnmpdTraceSink.h"
+#include "snmp/NetSnmp.h"
+
+namespace Plugin {
+namespace {
+
+Kel::TraceHandle snmpTrace("Snmp");
+
+constexpr const char* traceToken = "bridgesnmpTrace";
+
+}  // namespace
+
+PluginHost& PluginHost::instance() {
+   static PluginHost host;
+   return host;
+}
+
+void PluginHost::load() {
+   if (loaded_) {
+      return;
+   }
+   loaded_ = true;
+   previousSink_ = Kel::traceSink();
+   Kel::traceSinkIs(std::make_shared<SnmpdTraceSink>());
+   snmpd_register_config_handler(traceToken, &PluginHost::onTraceLine, nullptr,
+                                 "Facility/level[,Facility/level...]  (\"*\" for all)");
+   if (netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_HAVE_READ_CONFIG)) {
+      start();
+   } else {
+      snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG,
+                             &PluginHost::onConfigRead, this);
+   }
+}
+
+void PluginHost::start() {
+   if (started_) {
+      return;  // a reconfiguration (SIGHUP) reads the configuration again
+   }
+   started_ = true;
+   KEL_TRACE(snmpTrace, 1, "bridgesnmp starting");
+   driver_ = std::make_unique<SnmpdLoopDriver>(Kel::ActivityManager::instance());
+   const std::size_t hooks = Snmp::AutoRegistree::callAll();
+   KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
+}
+
+void PluginHost::unload() {
+   if (!loaded_) {
+      return;
+   }
+   snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG,
+                            &PluginHost::onConfigRead, this, 1);
+   snmpd_unregister_config_handler(traceToken);
+   driver_.reset();
+   KEL_TRACE(snmpTrace, 1, "bridgesnmp unloaded");
+   Kel::traceSinkIs(previousSink_);
+   previousSink_.reset();
+   loaded_ = false;
+   started_ = false;
+}
+
+int PluginHost::onConfigRead(int, int, void*, void* clientArg) {
+   try {
+      static_cast<PluginHost*>(clientArg)->start();
+   } catch (const std::exception& e) {
+      KEL_TRACE(snmpTrace, 0, "bridgesnmp start-up failed: " << e.what());
+   }
+   return SNMPERR_SUCCESS;
+}
+
+void PluginHost::onTraceLine(const char*, char* line) {
+   std::string error;
+   if (!Kel::setTraceLevels(line ? line : "", &error)) {
+      config_perror(error.c_str());
+   }
+}
+
+}  // namespace Plugin
+
+extern "C" {
+
+__attribute__((visibility("default"))) void init_bridgesnmp(void) {
+   try {
+      Plugin::PluginHost::instance().load();
+   } catch (const std::exception& e) {
+      snmp_log(LOG_ERR, "bridgesnmp: loading failed: %s\n", e.what());
+   }
+}
+
+__attribute__((visibility("default"))) void deinit_bridgesnmp(void) {
+   try {
+      Plugin::PluginHost::instance().unload();
+   } catch (const std::exception& e) {
+      snmp_log(LOG_ERR, "bridgesnmp: unloading failed: %s\n", e.what());
+   }
+}
+
+}  // extern "C"

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/kel/Trace.h"
+#include "plugin/SnmpdLoopDriver.h"
+
+namespace Plugin {
+
+// The plug-in inside snmpd: brings the platform up once snmpd has read its
+// configuration, then calls every MIB unit's registration hook, and takes it all down
+// again at unload. The snmpd.conf lines it adds are handled here too.
+class PluginHost {
+ public:
+   static PluginHost& instance();
+
+   // From init_bridgesnmp: installs the log sink and the snmpd.conf lines, and starts
+   // at once if snmpd has already read its configuration (a module loaded at run time),
+   // otherwise when it has.
+   void load();
+   // From deinit_bridgesnmp.
+   void unload();
+
+   bool started() const { return started_; }
+
+ private:
+   PluginHost() = default;
+   void start();
+   static int onConfigRead(int major, int minor, void* serverArg, void* clientArg);
+   static void onTraceLine(const char* token, char* line);
+
+   bool loaded_ = false;
+   bool started_ = false;
+   std::shared_ptr<Kel::TraceSink> previousSink_;
+   std::unique_ptr<SnmpdLoopDriver> driver_;
+};
+
+}  // namespace Plugin

@@ -1,0 +1,115 @@
+#include "plugin/SnmpdLoopDriver.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+
+#include "platform/kel/Time.h"
+#include "platform/kel/Trace.h"
+#include "snmp/NetSnmp.h"
+
+namespace Plugin {
+namespace {
+
+Kel::TraceHandle kelTrace("Kel");
+
+}  // namespace
+
+SnmpdLoopDriver::SnmpdLoopDriver(Kel::ActivityManager& manager) : manager_(manager) {
+   wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+   if (wakeFd_ < 0) {
+      KEL_TRACE(kelTrace, 0, "eventfd failed: " << std::strerror(errno));
+   } else {
+      register_readfd(wakeFd_, &SnmpdLoopDriver::onWakeFd, this);
+   }
+   manager_.driverIs(this);
+}
+
+SnmpdLoopDriver::~SnmpdLoopDriver() {
+   if (manager_.driver() == this) {
+      manager_.driverIs(nullptr);
+   }
+   cancelAlarm();
+   if (wakeFd_ >= 0) {
+      unregister_readfd(wakeFd_);
+      ::close(wakeFd_);
+   }
+}
+
+void SnmpdLoopDriver::nextWakeIs(double when) {
+   cancelAlarm();
+   if (std::isinf(when)) {
+      return;
+   }
+   const double delay = when - Kel::now();
+   if (delay <= 0.0) {
+      signalWake();
+      return;
+   }
+   timeval tv{};
+   tv.tv_sec = static_cast<time_t>(delay);
+   tv.tv_usec = static_cast<suseconds_t>((delay - static_cast<double>(tv.tv_sec)) * 1e6);
+   if (tv.tv_sec == 0 && tv.tv_usec == 0) {
+      tv.tv_usec = 1;
+   }
+   alarm_ = snmp_alarm_register_hr(tv, 0, &SnmpdLoopDriver::onAlarm, this);
+   if (alarm_ == 0) {
+      KEL_TRACE(kelTrace, 0, "snmp_alarm_register_hr failed; waking at once instead");
+      signalWake();
+   }
+}
+
+void SnmpdLoopDriver::fdAdded(int fd) {
+   register_readfd(fd, &SnmpdLoopDriver::onFd, this);
+}
+
+void SnmpdLoopDriver::fdRemoved(int fd) {
+   unregister_readfd(fd);
+}
+
+void SnmpdLoopDriver::signalWake() {
+   if (wakeFd_ < 0) {
+      return;
+   }
+   const std::uint64_t one = 1;
+   // EAGAIN means the counter is already non-zero: the wake-up is pending anyway.
+   [[maybe_unused]] const ssize_t written = ::write(wakeFd_, &one, sizeof one);
+}
+
+void SnmpdLoopDriver::cancelAlarm() {
+   if (alarm_ != 0) {
+      snmp_alarm_unregister(alarm_);
+      alarm_ = 0;
+   }
+}
+
+void SnmpdLoopDriver::onAlarm(unsigned int, void* self) {
+   auto* driver = static_cast<SnmpdLoopDriver*>(self);
+   driver->alarm_ = 0;  // one-shot: net-snmp removes it after this call
+   driver->signalWake();
+}
+
+void SnmpdLoopDriver::onWakeFd(int fd, void* self) {
+   std::uint64_t count = 0;
+   [[maybe_unused]] const ssize_t got = ::read(fd, &count, sizeof count);
+   try {
+      static_cast<SnmpdLoopDriver*>(self)->manager_.runDue();
+   } catch (const std::exception& e) {
+      KEL_TRACE(kelTrace, 0, "clock wake-up failed: " << e.what());
+   }
+}
+
+void SnmpdLoopDriver::onFd(int fd, void* self) {
+   try {
+      static_cast<SnmpdLoopDriver*>(self)->manager_.dispatchReadable(fd);
+   } catch (const std::exception& e) {
+      KEL_TRACE(kelTrace, 0, "fd " << fd << " dispatch failed: " << e.what());
+   }
+}
+
+}  // namespace Plugin

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/kel/ActivityManager.h"
+
+namespace Plugin {
+
+// Drives the framework's activities from snmpd's own loop, on snmpd's one thread.
+//
+// Readable fds are watched with register_readfd. Wake-ups go through one internal
+// eventfd, also watched with register_readfd: a wake-up due now signals it, and a later
+// one arms a one-shot snmp alarm whose callback only signals it. All work therefore runs
+// from snmpd's fd dispatch, after which snmpd reads pending SNMP requests before it
+// selects again; a slice that asks to run again at once cannot starve requests. (Running
+// the work inside the alarm callback would not do: run_alarms() keeps calling alarms
+// that are already due before it returns to the loop.)
+class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
+ public:
+   explicit SnmpdLoopDriver(Kel::ActivityManager& manager);
+   ~SnmpdLoopDriver() override;
+   SnmpdLoopDriver(const SnmpdLoopDriver&) = delete;
+   SnmpdLoopDriver& operator=(const SnmpdLoopDriver&) = delete;
+
+   void nextWakeIs(double when) override;
+   void fdAdded(int fd) override;
+   void fdRemoved(int fd) override;
+
+ private:
+   static void onAlarm(unsigned int clientreg, void* self);
+   static void onWakeFd(int fd, void* self);
+   static void onFd(int fd, void* self);
+   void signalWake();
+   void cancelAlarm();
+
+   Kel::ActivityManager& manager_;
+   int wakeFd_ = -1;
+   unsigned int alarm_ = 0;
+};
+
+}  // namespace Plugin
