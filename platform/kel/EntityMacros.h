@@ -8,10 +8,11 @@
 
 // Declaring an entity: list its members in one macro and expand KEL_ENTITY in the class.
 //
-//   #define VLAN_STATUS_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION)     \
-//      KEY(vlanId, Bridging::VlanId)                                                \
-//      ATTRIBUTE(operState, OperState, OperState, OperState::up)                    \
+//   #define VLAN_STATUS_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION) <continued>
+//      KEY(vlanId, Bridging::VlanId) <continued>
+//      ATTRIBUTE(operState, OperState, OperState, OperState::up) <continued>
 //      COLLECTION(vlanPortStatus, VlanPortStatus, VlanPortStatusMap)
+//   (each <continued> being a line-continuing backslash)
 //
 //   class VlanStatus : public Kel::Entity {
 //      KEL_ENTITY(VlanStatus, Kel::Entity, "Bridging::VlanStatus", VLAN_STATUS_MEMBERS)

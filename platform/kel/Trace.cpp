@@ -47,18 +47,26 @@ class TraceRegistry {
    }
 
  private:
-   TraceRegistry() {
-      if (const char* env = std::getenv("BRIDGESNMP_TRACE")) {
-         std::map<std::string, int, std::less<>> levels;
-         std::string error;
-         if (parseTraceSpec(env, levels, error)) {
-            configured_ = std::move(levels);
-         } else {
-            std::cerr << "BRIDGESNMP_TRACE ignored: " << error << "\n";
-         }
+   TraceRegistry() { applyEnvironment(); }
+
+ public:
+   // Reads BRIDGESNMP_TRACE; a malformed value is reported on stderr and ignored.
+   bool applyEnvironment() {
+      const char* env = std::getenv("BRIDGESNMP_TRACE");
+      if (!env) {
+         return true;
       }
+      std::map<std::string, int, std::less<>> levels;
+      std::string error;
+      if (!parseTraceSpec(env, levels, error)) {
+         std::cerr << "BRIDGESNMP_TRACE ignored: " << error << "\n";
+         return false;
+      }
+      apply(levels);
+      return true;
    }
 
+ private:
    int levelFor(std::string_view facility) const {
       if (auto it = configured_.find(facility); it != configured_.end()) {
          return it->second;
@@ -152,6 +160,10 @@ bool setTraceLevels(std::string_view spec, std::string* error) {
    }
    TraceRegistry::instance().apply(levels);
    return true;
+}
+
+bool applyTraceEnvironment() {
+   return TraceRegistry::instance().applyEnvironment();
 }
 
 int traceLevel(std::string_view facility) {

@@ -37,6 +37,9 @@ inline constexpr int defaultTraceLevel = 0;
 // existing handles and to handles created later. Returns false, changing nothing, when
 // the text is malformed; `error` then says why.
 bool setTraceLevels(std::string_view spec, std::string* error = nullptr);
+// Applies BRIDGESNMP_TRACE again (it is read once when the first handle is made).
+// Returns false when the variable is malformed.
+bool applyTraceEnvironment();
 // The level a facility has now (its configured or default level).
 int traceLevel(std::string_view facility);
 

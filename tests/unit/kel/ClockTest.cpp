@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/kel/ActivityManager.h"
+#include "platform/kel/StandaloneLoop.h"
+#include "platform/kel/Time.h"
+
+namespace {
+
+class Wakee : public Kel::Clock::NotifieeConst {
+ public:
+   Wakee(std::vector<std::string>* log, std::string name) : log_(log), name_(std::move(name)) {}
+   double rearmTo = Kel::timeNever;
+   void onTime() override {
+      log_->push_back(name_ + " at " + std::to_string(Kel::now()) +
+                      (timeMin() == Kel::timeNever ? " idle" : " armed"));
+      timeMinIs(rearmTo);
+   }
+
+ private:
+   std::vector<std::string>* log_;
+   std::string name_;
+};
+
+class Pipe : public Kel::ActivityManager::FdReactor {
+ public:
+   explicit Pipe(std::vector<std::string>* log) : log_(log) { EXPECT_EQ(::pipe(fds), 0); }
+   ~Pipe() override {
+      ::close(fds[0]);
+      ::close(fds[1]);
+   }
+   void write() { ASSERT_EQ(::write(fds[1], "x", 1), 1); }
+   void onReadable(int fd) override {
+      char c;
+      ASSERT_EQ(::read(fd, &c, 1), 1);
+      log_->push_back("input");
+   }
+   int fds[2];
+
+ private:
+   std::vector<std::string>* log_;
+};
+
+class ClockTest : public ::testing::Test {
+ protected:
+   Kel::ScopedFakeTime time{100.0};
+   Kel::ActivityManager manager;
+   Kel::StandaloneLoop loop{manager};
+   std::vector<std::string> log;
+};
+
+TEST_F(ClockTest, InfinityNeverRuns) {
+   Wakee w(&log, "w");
+   w.notifierIs(manager.clock());
+   EXPECT_EQ(loop.nextWake(), Kel::timeNever);
+   time.advance(1e9);
+   loop.runOnce(0);
+   EXPECT_TRUE(log.empty());
+}
+
+TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
+   Wakee w(&log, "w");
+   w.notifierIs(manager.clock());
+   w.timeMinIs(105.0);
+   EXPECT_EQ(loop.nextWake(), 105.0);
+
+   time.nowIs(104.5);
+   loop.runOnce(0);
+   EXPECT_TRUE(log.empty());
+
+   time.nowIs(105.0);
+   loop.runOnce(0);
+   loop.runOnce(0);
+   EXPECT_EQ(log, std::vector<std::string>{"w at 105.000000 idle"});
+   EXPECT_EQ(w.timeMin(), Kel::timeNever);
+   EXPECT_EQ(loop.nextWake(), Kel::timeNever);
+}
+
+TEST_F(ClockTest, AsapRunsAfterPendingInput) {
+   Pipe input(&log);
+   manager.fdReactorIs(input.fds[0], &input);
+   Wakee w(&log, "w");
+   w.notifierIs(manager.clock());
+   input.write();
+   w.timeMinIs(Kel::timeAsap);
+   loop.runOnce(0);
+   EXPECT_EQ(log, (std::vector<std::string>{"input", "w at 100.000000 idle"}));
+   manager.fdReactorDel(input.fds[0]);
+}
+
+TEST_F(ClockTest, ReactorThatRearmsAsapRunsOncePerPass) {
+   Pipe input(&log);
+   manager.fdReactorIs(input.fds[0], &input);
+   Wakee w(&log, "w");
+   w.rearmTo = Kel::timeAsap;
+   w.notifierIs(manager.clock());
+   w.timeMinIs(Kel::timeAsap);
+
+   loop.runOnce(0);
+   input.write();
+   loop.runOnce(0);
+   EXPECT_EQ(log,
+             (std::vector<std::string>{"w at 100.000000 idle", "input", "w at 100.000000 idle"}))
+       << "input arriving between passes is served before the next wake-up";
+   EXPECT_EQ(loop.nextWake(), Kel::timeAsap);
+   manager.fdReactorDel(input.fds[0]);
+}
+
+TEST_F(ClockTest, EarliestOfSeveralReactorsDecides) {
+   Wakee a(&log, "a");
+   Wakee b(&log, "b");
+   a.notifierIs(manager.clock());
+   b.notifierIs(manager.clock());
+   a.timeMinIs(150.0);
+   b.timeMinIs(120.0);
+   EXPECT_EQ(loop.nextWake(), 120.0);
+   b.notifierIs(nullptr);
+   EXPECT_EQ(loop.nextWake(), 150.0) << "a detached reactor no longer counts";
+   time.nowIs(200.0);
+   loop.runOnce(0);
+   EXPECT_EQ(log, std::vector<std::string>{"a at 200.000000 idle"});
+}
+
+class Destroyer : public Kel::Clock::NotifieeConst {
+ public:
+   std::unique_ptr<Wakee> victim;
+   void onTime() override { victim.reset(); }
+};
+
+TEST_F(ClockTest, ReactorDestroyedByAnEarlierOneDoesNotRun) {
+   Destroyer d;
+   d.victim = std::make_unique<Wakee>(&log, "victim");
+   d.notifierIs(manager.clock());
+   d.victim->notifierIs(manager.clock());
+   d.timeMinIs(Kel::timeAsap);
+   d.victim->timeMinIs(Kel::timeAsap);
+   loop.runOnce(0);
+   EXPECT_TRUE(log.empty());
+   EXPECT_FALSE(d.victim);
+}
+
+TEST_F(ClockTest, ActivitiesShareTheManagersClock) {
+   auto activity = manager.activityIs("bridgeSnmp");
+   EXPECT_EQ(manager.activityIs("bridgeSnmp"), activity);
+   EXPECT_EQ(activity->clock(), manager.clock());
+   EXPECT_EQ(activity->name(), Kel::Name("bridgeSnmp"));
+}
+
+TEST(TimeTest, FakeTimeIsScopedAndSystemTimeReturns) {
+   const double before = Kel::now();
+   {
+      Kel::ScopedFakeTime fake(5.0);
+      EXPECT_EQ(Kel::now(), 5.0);
+      fake.advance(0.25);
+      EXPECT_EQ(Kel::now(), 5.25);
+   }
+   EXPECT_GE(Kel::now(), before);
+   EXPECT_GT(Kel::now(), 1.6e9) << "wall-clock seconds since the epoch";
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "platform/kel/HashMap.h"
+#include "platform/kel/RbTreeMap.h"
+#include "tests/support/TestEntities.h"
+
+namespace {
+
+using Map = Kel::RbTreeMap<int, int>;
+
+Map mapOf(std::initializer_list<int> keys) {
+   Map m;
+   for (int k : keys) {
+      m.assign(k, k * 10);
+   }
+   return m;
+}
+
+std::vector<int> keysFrom(Map::IteratorConst it) {
+   std::vector<int> keys;
+   for (; it; ++it) {
+      keys.push_back(it.key());
+   }
+   return keys;
+}
+
+TEST(RbTreeMapTest, IteratesInAscendingKeyOrderFromFirstOrFoundRow) {
+   const Map m = mapOf({30, 10, 50, 20, 40});
+   EXPECT_EQ(keysFrom(m.begin()), (std::vector<int>{10, 20, 30, 40, 50}));
+   EXPECT_EQ(keysFrom(m.iteratorAt(30)), (std::vector<int>{30, 40, 50}));
+   EXPECT_TRUE(m.iteratorAt(35).done()) << "exact lookup only";
+   EXPECT_EQ(keysFrom(m.lowerBound(35)), (std::vector<int>{40, 50}));
+   EXPECT_EQ(keysFrom(m.upperBound(40)), (std::vector<int>{50}));
+   EXPECT_EQ(m.iteratorAt(20).value(), 200);
+}
+
+TEST(RbTreeMapTest, EmptyMapIteratesNothing) {
+   const Map m;
+   EXPECT_TRUE(m.begin().done());
+   EXPECT_EQ(m.find(1), nullptr);
+}
+
+TEST(RbTreeMapTest, IteratorContinuesAfterItsRowIsDeleted) {
+   Map m = mapOf({1, 2, 3, 4});
+   auto it = m.iteratorAt(2);
+   m.erase(2);
+   ASSERT_TRUE(it);
+   EXPECT_EQ(it.key(), 3) << "stands on the next row";
+   ++it;
+   EXPECT_EQ(it.key(), 4);
+}
+
+TEST(RbTreeMapTest, IteratorSeesRowsInsertedAheadAndSkipsNone) {
+   Map m = mapOf({10, 20, 30});
+   auto it = m.begin();
+   m.assign(15, 1);
+   m.assign(5, 1);  // behind the iterator: not revisited
+   m.erase(20);
+   std::vector<int> keys;
+   for (; it; ++it) {
+      keys.push_back(it.key());
+   }
+   EXPECT_EQ(keys, (std::vector<int>{10, 15, 30}));
+}
+
+TEST(RbTreeMapTest, DrainingInOrderWhileIterating) {
+   Map m = mapOf({3, 1, 2});
+   std::vector<int> processed;
+   for (auto it = m.begin(); it;) {
+      const int key = it.key();
+      processed.push_back(key);
+      ++it;
+      m.erase(key);
+   }
+   EXPECT_EQ(processed, (std::vector<int>{1, 2, 3}));
+   EXPECT_TRUE(m.empty());
+}
+
+TEST(RbTreeMapTest, AssignReportsWhetherAnythingChanged) {
+   Map m;
+   EXPECT_TRUE(m.assign(1, 5));
+   EXPECT_FALSE(m.assign(1, 5));
+   EXPECT_TRUE(m.assign(1, 6));
+   int removed = 0;
+   EXPECT_TRUE(m.erase(1, &removed));
+   EXPECT_EQ(removed, 6);
+   EXPECT_FALSE(m.erase(1));
+}
+
+TEST(RbTreeMapTest, EntityCollectionIteratorFromFoundRow) {
+   auto sw = Kel::make<TestModel::Switch>();
+   for (std::uint32_t p : {48u, 1u, 12u, 7u}) {
+      sw->portIs(p);
+   }
+   std::vector<std::uint32_t> walked;
+   for (auto it = sw->portIteratorConst(7); it; ++it) {
+      walked.push_back(it->get()->number());
+   }
+   EXPECT_EQ(walked, (std::vector<std::uint32_t>{7, 12, 48}));
+   EXPECT_TRUE(sw->portIteratorConst(8).done());
+}
+
+TEST(HashMapTest, LookupInsertAndErase) {
+   Kel::HashMap<Kel::String8, int> m;
+   auto [value, inserted] = m.findOrInsert("et1", [] { return 1; });
+   EXPECT_TRUE(inserted);
+   EXPECT_EQ(*value, 1);
+   EXPECT_FALSE(m.findOrInsert("et1", [] { return 2; }).second);
+   EXPECT_EQ(*m.find("et1"), 1);
+   EXPECT_EQ(m.find("et2"), nullptr);
+   int visited = 0;
+   for (auto it = m.begin(); it; ++it) {
+      ++visited;
+   }
+   EXPECT_EQ(visited, 1);
+   EXPECT_TRUE(m.erase("et1"));
+   EXPECT_TRUE(m.empty());
+}
+
+TEST(HashMapDeathTest, IteratorUsedAfterAChangeEndsTheProcess) {
+   Kel::HashMap<int, int> m;
+   m.assign(1, 1);
+   auto it = m.begin();
+   m.assign(2, 2);
+   EXPECT_DEATH({ ++it; }, "map_->version_ == version_");
+}
+
+}  // namespace

@@ -1,0 +1,304 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/kel/MemoryTraceSink.h"
+#include "platform/kel/Trace.h"
+#include "tests/support/TestEntities.h"
+
+namespace {
+
+using TestModel::ManagedSwitch;
+using TestModel::Port;
+using TestModel::Switch;
+
+// Records every callback it hears, in order.
+class SwitchLog : public Switch::NotifieeConst {
+ public:
+   explicit SwitchLog(std::vector<std::string>* log, std::string name = "log")
+       : log_(log), name_(std::move(name)) {}
+
+   void onAgingTime() override { note("agingTime"); }
+   void onPort(const std::uint32_t& key) override {
+      note("port " + std::to_string(key) + (notifier()->port(key) ? " present" : " absent"));
+   }
+   void onPortkelImmediate() override {
+      note("port immediate " + std::to_string(notifier()->ports()));
+   }
+   void onModulekelImmediate() override { note("module immediate"); }
+   void onPortByName(const Kel::String8& key) override { note("name " + key.stdString()); }
+   void onZombie() override { note("zombie"); }
+
+ private:
+   void note(const std::string& what) { log_->push_back(name_ + ": " + what); }
+   std::vector<std::string>* log_;
+   std::string name_;
+};
+
+class PortLog : public Port::NotifieeConst {
+ public:
+   explicit PortLog(std::vector<std::string>* log) : log_(log) {}
+   void onSpeed() override { log_->push_back("speed " + std::to_string(notifier()->speed())); }
+   void onModeAndVlan() override { log_->push_back("modeAndVlan"); }
+   void onZombie() override {
+      log_->push_back("port zombie " + std::to_string(notifier()->number()));
+   }
+
+ private:
+   std::vector<std::string>* log_;
+};
+
+TEST(EntityTest, AttributeNotifiesOnlyOnChange) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   SwitchLog n(&log);
+   n.notifierIs(sw);
+   log.clear();
+
+   sw->agingTimeIs(60.0);
+   sw->agingTimeIs(60.0);
+   EXPECT_EQ(sw->agingTime(), 60.0);
+   EXPECT_EQ(log, (std::vector<std::string>{"log: agingTime"}));
+}
+
+TEST(EntityTest, AttributesCanShareOneNotification) {
+   std::vector<std::string> log;
+   auto port = Kel::make<Port>(3);
+   PortLog n(&log);
+   n.notifierIs(port);
+
+   port->modeIs(1);
+   port->vlanIs(10);
+   port->speedIs(1000);
+   EXPECT_EQ(log, (std::vector<std::string>{"modeAndVlan", "modeAndVlan", "speed 1000"}));
+}
+
+TEST(EntityTest, AttachingGivesOneImmediateCallPerCollection) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   sw->portIs(1);
+   sw->portIs(2);
+   SwitchLog n(&log);
+   n.notifierIs(sw);
+   EXPECT_EQ(log, (std::vector<std::string>{"log: port immediate 2", "log: module immediate"}));
+   // Re-attaching to the same entity changes nothing.
+   n.notifierIs(sw);
+   EXPECT_EQ(log.size(), 2u);
+}
+
+TEST(EntityTest, CollectionNotifiesPerKeyAfterTheChange) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   SwitchLog n(&log);
+   n.notifierIs(sw);
+   log.clear();
+
+   auto p5 = sw->portIs(5);
+   EXPECT_EQ(sw->portIs(5), p5) << "create-or-get returns the existing row";
+   sw->portDel(5);
+   sw->portDel(5);  // absent: no notification
+   EXPECT_EQ(log, (std::vector<std::string>{"log: port 5 present", "log: port 5 absent"}));
+}
+
+TEST(EntityTest, ValueCollectionNotifiesWhenAValueChanges) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   SwitchLog n(&log);
+   n.notifierIs(sw);
+   log.clear();
+
+   sw->portByNameIs("et1", 1u);
+   sw->portByNameIs("et1", 1u);
+   sw->portByNameIs("et1", 2u);
+   EXPECT_EQ(sw->portByName("et1"), 2u);
+   EXPECT_EQ(sw->portByName("et9"), 0u) << "absent values read as the default";
+   sw->portByNameDel("et1");
+   EXPECT_EQ(sw->portByNames(), 0u);
+   EXPECT_EQ(log, (std::vector<std::string>{"log: name et1", "log: name et1", "log: name et1"}));
+}
+
+TEST(EntityTest, RowsThatTakeTheirOwnerGetIt) {
+   auto sw = Kel::make<Switch>();
+   auto module = sw->newModule(4);
+   EXPECT_EQ(module->slot(), 4u);
+   EXPECT_EQ(module->parent(), sw.get());
+}
+
+TEST(EntityTest, DeletedRowIsAZombieBeforeItsOwnerHearsTheKey) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   auto port = sw->portIs(9);
+   SwitchLog owner(&log);
+   owner.notifierIs(sw);
+   PortLog element(&log);
+   element.notifierIs(port);
+   log.clear();
+
+   sw->portDel(9);
+   EXPECT_TRUE(port->kelZombie());
+   EXPECT_EQ(log, (std::vector<std::string>{"port zombie 9", "log: port 9 absent"}));
+}
+
+TEST(EntityTest, DelAllDeletesEveryRowWithOneNotificationEach) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   for (std::uint32_t i = 1; i <= 3; ++i) {
+      sw->portIs(i);
+   }
+   SwitchLog n(&log);
+   n.notifierIs(sw);
+   log.clear();
+   sw->portDelAll();
+   EXPECT_EQ(sw->ports(), 0u);
+   EXPECT_EQ(log, (std::vector<std::string>{"log: port 1 absent", "log: port 2 absent",
+                                            "log: port 3 absent"}));
+   sw->portDelAll();  // empty: nothing happens
+   EXPECT_EQ(log.size(), 3u);
+}
+
+TEST(EntityTest, NotifieesAreCalledInAttachOrderAndDetachStopsCalls) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   SwitchLog first(&log, "first");
+   SwitchLog second(&log, "second");
+   first.notifierIs(sw);
+   second.notifierIs(sw);
+   log.clear();
+
+   sw->agingTimeIs(1.0);
+   first.notifierIs(nullptr);
+   sw->agingTimeIs(2.0);
+   EXPECT_EQ(log, (std::vector<std::string>{"first: agingTime", "second: agingTime",
+                                            "second: agingTime"}));
+   EXPECT_EQ(sw->kelNotifiees(), 1u);
+}
+
+TEST(EntityTest, NotifieeHoldsItsEntityAlive) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   SwitchLog n(&log);
+   n.notifierIs(sw);
+   const Switch* raw = sw.get();
+   sw = nullptr;
+   EXPECT_EQ(n.notifier().get(), raw);
+   EXPECT_EQ(raw->references(), 1u) << "only the notifiee holds it";
+}
+
+// Detaches a peer, or itself, from inside a callback.
+class Detacher : public Switch::NotifieeConst {
+ public:
+   Switch::NotifieeConst* victim = nullptr;
+   int calls = 0;
+   void onAgingTime() override {
+      ++calls;
+      if (victim) {
+         victim->notifierIs(nullptr);
+      }
+   }
+};
+
+TEST(EntityTest, DetachingDuringDispatchSkipsTheDetachedNotifiee) {
+   auto sw = Kel::make<Switch>();
+   Detacher a;
+   Detacher b;
+   a.victim = &b;
+   a.notifierIs(sw);
+   b.notifierIs(sw);
+   sw->agingTimeIs(5.0);
+   EXPECT_EQ(a.calls, 1);
+   EXPECT_EQ(b.calls, 0);
+   EXPECT_EQ(sw->kelNotifiees(), 1u);
+}
+
+TEST(EntityTest, NotifieeMayDropTheLastReferenceToItsEntityInACallback) {
+   auto sw = Kel::make<Switch>();
+   Detacher self;
+   self.victim = &self;
+   self.notifierIs(sw);
+   sw = nullptr;  // the notifiee now holds the only reference
+   const_cast<Switch*>(self.notifier().get())->agingTimeIs(7.0);
+   EXPECT_EQ(self.calls, 1);
+   EXPECT_FALSE(self.notifier());
+}
+
+class Thrower : public Switch::NotifieeConst {
+ public:
+   std::vector<std::string> caught;
+   void onAgingTime() override { throw std::runtime_error("aging went wrong"); }
+   void handleNotificationException(const std::exception& e) override {
+      caught.push_back(e.what());
+   }
+};
+
+TEST(EntityTest, ExceptionsInCallbacksGoToTheNotifieesHook) {
+   std::vector<std::string> log;
+   auto sw = Kel::make<Switch>();
+   Thrower thrower;
+   SwitchLog after(&log, "after");
+   thrower.notifierIs(sw);
+   after.notifierIs(sw);
+   log.clear();
+
+   EXPECT_NO_THROW(sw->agingTimeIs(9.0));
+   EXPECT_EQ(thrower.caught, std::vector<std::string>{"aging went wrong"});
+   EXPECT_EQ(log, std::vector<std::string>{"after: agingTime"}) << "later notifiees still run";
+}
+
+class DefaultHandler : public Switch::NotifieeConst {
+ public:
+   void onAgingTime() override { throw std::logic_error("unhandled"); }
+};
+
+TEST(EntityTest, DefaultExceptionHookTracesAtLevelZero) {
+   auto sink = std::make_shared<Kel::MemoryTraceSink>();
+   auto previous = Kel::traceSink();
+   Kel::traceSinkIs(sink);
+   auto sw = Kel::make<Switch>();
+   DefaultHandler n;
+   n.notifierIs(sw);
+   sw->agingTimeIs(11.0);
+   Kel::traceSinkIs(previous);
+   ASSERT_EQ(sink->lines().size(), 1u);
+   EXPECT_EQ(sink->lines()[0].level, 0);
+   EXPECT_NE(sink->lines()[0].message.find("TestModel::Switch threw: unhandled"),
+             std::string::npos);
+}
+
+class ManagedLog : public ManagedSwitch::NotifieeConst {
+ public:
+   std::vector<std::string> log;
+   void onAgingTime() override { log.push_back("agingTime"); }
+   void onSysName() override { log.push_back("sysName " + notifier()->sysName().stdString()); }
+};
+
+TEST(EntityTest, DerivedEntityNotifiesBaseAndDerivedNotifiees) {
+   std::vector<std::string> baseLog;
+   auto sw = Kel::make<ManagedSwitch>();
+   EXPECT_STREQ(sw->typeName(), "TestModel::ManagedSwitch");
+   SwitchLog base(&baseLog, "base");
+   ManagedLog derived;
+   base.notifierIs(sw);
+   derived.notifierIs(sw);
+   baseLog.clear();
+
+   sw->sysNameIs("core-1");
+   sw->agingTimeIs(30.0);
+   EXPECT_EQ(derived.log, (std::vector<std::string>{"sysName core-1", "agingTime"}));
+   EXPECT_EQ(baseLog, std::vector<std::string>{"base: agingTime"})
+       << "a base notifiee hears only the base's members";
+}
+
+TEST(EntityTest, NoNotifieeMeansNoNotificationState) {
+   auto sw = Kel::make<Switch>();
+   for (std::uint32_t i = 0; i < 100; ++i) {
+      sw->portIs(i)->speedIs(i);
+   }
+   EXPECT_EQ(sw->kelNotifiees(), 0u);
+   EXPECT_EQ(sw->ports(), 100u);
+   EXPECT_EQ(sw->port(42)->speed(), 42u);
+   EXPECT_FALSE(sw->port(100));
+}
+
+}  // namespace

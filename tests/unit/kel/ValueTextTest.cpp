@@ -1,0 +1,127 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/kel/Assert.h"
+#include "platform/kel/Exception.h"
+#include "platform/kel/MemoryTraceSink.h"
+#include "platform/kel/ValueText.h"
+
+namespace {
+
+template <class T>
+std::string parseError(const std::string& text) {
+   Kel::Expect expect(Kel::ExceptionId::parse);
+   try {
+      Kel::sequenceToValue<T>(text);
+   } catch (const Kel::ParseException& e) {
+      return e.what();
+   }
+   return "no error";
+}
+
+TEST(ValueTextTest, PrimitivesRoundTrip) {
+   EXPECT_EQ(Kel::sequenceToValue<int>(Kel::valueToStrep(-42)), -42);
+   EXPECT_EQ(Kel::sequenceToValue<unsigned>(Kel::valueToStrep(4094u)), 4094u);
+   EXPECT_EQ(Kel::sequenceToValue<double>(Kel::valueToStrep(300.9)), 300.9);
+   EXPECT_EQ(Kel::valueToStrep(true), "True");
+   EXPECT_TRUE(Kel::sequenceToValue<bool>(" True "));
+   EXPECT_EQ(Kel::valueToStrep(Kel::String8("it's")), "'it\\'s'");
+   EXPECT_EQ(Kel::sequenceToValue<Kel::String8>("'it\\'s'"), Kel::String8("it's"));
+}
+
+TEST(ValueTextTest, TrailingGarbageIsJunkAtItsColumn) {
+   EXPECT_EQ(parseError<int>("12x"), "junk at column 3 deserializing int");
+   EXPECT_EQ(parseError<unsigned>("  7   8"), "junk at column 7 deserializing unsigned");
+}
+
+TEST(ValueTextTest, MissingInputIsPrematureEnd) {
+   EXPECT_EQ(parseError<int>("   "), "premature end of value type int");
+   EXPECT_EQ(parseError<Kel::String8>("'open"), "premature end of value type Kel::String8");
+}
+
+TEST(ValueTextTest, OutOfRangeAndWrongKindAreRefused) {
+   EXPECT_EQ(parseError<unsigned>("4294967296"),
+             "value out of range at column 11 deserializing unsigned");
+   EXPECT_EQ(parseError<bool>("yes"), "expected True or False at column 1 deserializing bool");
+}
+
+TEST(ValueTextTest, ReaderStepsForStructuredValues) {
+   Kel::TextReader r("Value('T', ** {'n': 5})", "T");
+   r.expect("Value");
+   r.expect("(");
+   EXPECT_EQ(r.readQuoted(), "T");
+   r.expect(",");
+   r.expect("**");
+   r.expect("{");
+   EXPECT_EQ(r.readQuoted(), "n");
+   r.expect(":");
+   EXPECT_EQ(r.readUnsigned(), 5u);
+   r.expect("}");
+   r.expect(")");
+   EXPECT_TRUE(r.atEnd());
+
+   Kel::TextReader cut("Value('T'", "T");
+   cut.expect("Value");
+   cut.expect("(");
+   cut.readQuoted();
+   Kel::Expect expect(Kel::ExceptionId::parse);
+   EXPECT_THROW(cut.expect(")"), Kel::ParseException);
+}
+
+class ExceptionTest : public ::testing::Test {
+ protected:
+   void SetUp() override {
+      previous_ = Kel::traceSink();
+      Kel::traceSinkIs(sink);
+   }
+   void TearDown() override { Kel::traceSinkIs(previous_); }
+   std::shared_ptr<Kel::MemoryTraceSink> sink = std::make_shared<Kel::MemoryTraceSink>();
+
+ private:
+   std::shared_ptr<Kel::TraceSink> previous_;
+};
+
+TEST_F(ExceptionTest, RangeExceptionCarriesItsTextAndId) {
+   Kel::Expect expect(Kel::ExceptionId::range);
+   try {
+      throw Kel::RangeException("VlanId::value < 1 or > 4094 not allowed");
+   } catch (const Kel::Exception& e) {
+      EXPECT_STREQ(e.what(), "VlanId::value < 1 or > 4094 not allowed");
+      EXPECT_EQ(e.id(), Kel::ExceptionId::range);
+   }
+   EXPECT_TRUE(sink->lines().empty()) << "an expected exception is not reported";
+}
+
+TEST_F(ExceptionTest, UnexpectedExceptionIsTracedAtLevelZero) {
+   EXPECT_THROW(throw Kel::RangeException("out of range"), Kel::RangeException);
+   ASSERT_EQ(sink->lines().size(), 1u);
+   EXPECT_EQ(sink->lines()[0].level, 0);
+   EXPECT_EQ(sink->lines()[0].message, "unexpected range exception: out of range");
+}
+
+TEST_F(ExceptionTest, ExpectScopesNestAndEnd) {
+   {
+      Kel::Expect outer(Kel::ExceptionId::conversion);
+      EXPECT_TRUE(Kel::Expect::expected(Kel::ExceptionId::range)) << "a conversion fails by range";
+      EXPECT_TRUE(Kel::Expect::expected(Kel::ExceptionId::parse));
+      EXPECT_FALSE(Kel::Expect::expected(Kel::ExceptionId::nullPointer));
+      {
+         Kel::Expect inner(Kel::ExceptionId::nullPointer);
+         EXPECT_TRUE(Kel::Expect::expected(Kel::ExceptionId::nullPointer));
+         EXPECT_TRUE(Kel::Expect::expected(Kel::ExceptionId::range));
+      }
+      EXPECT_FALSE(Kel::Expect::expected(Kel::ExceptionId::nullPointer));
+   }
+   EXPECT_FALSE(Kel::Expect::expected(Kel::ExceptionId::range));
+}
+
+TEST(AssertDeathTest, FailedAssertionReportsItsExpressionAndEnds) {
+   const int len = 2;
+   const int newSize = 3;
+   EXPECT_DEATH(KEL_ASSERT(newSize <= len), "assertion \"newSize <= len\" failed");
+   const void* dEntry = &len;
+   EXPECT_DEATH(KEL_ASSERT(dEntry == NULL), "assertion \"dEntry == __null\" failed");
+}
+
+}  // namespace
