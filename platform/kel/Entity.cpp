@@ -27,10 +27,10 @@ Entity::~Entity() {
 }
 
 void Entity::kelZombieIs() {
-   if (zombie_) {
+   if (kelZombie()) {
       return;
    }
-   zombie_ = true;
+   kelFlags_ |= zombieFlag;
    kelNotify<NotifieeBase>(0, [](NotifieeBase* n) { n->onZombie(); });
 }
 

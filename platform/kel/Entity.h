@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <vector>
@@ -24,7 +25,7 @@ class Entity : public Object {
    virtual const char* typeName() const { return "Kel::Entity"; }
 
    // True once the entity was deleted from the collection that held it.
-   bool kelZombie() const { return zombie_; }
+   bool kelZombie() const { return (kelFlags_ & zombieFlag) != 0; }
    // Marks the entity deleted and tells its notifiees (onZombie). Collections call this.
    void kelZombieIs();
 
@@ -83,8 +84,8 @@ class Entity : public Object {
    void kelRouteException(std::size_t index, const std::exception& e) const;
    void kelRouteUnknownException(std::size_t index) const;
 
+   static constexpr std::uint8_t zombieFlag = 1;
    mutable std::unique_ptr<NotifierState> notifierState_;
-   bool zombie_ = false;
 };
 
 // Base of every reactor. A notifiee observes at most one entity at a time; the entity

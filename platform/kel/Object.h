@@ -41,6 +41,10 @@ class Object {
  private:
    mutable std::atomic<std::uint32_t> refs_{0};
    bool notCounted_ = false;
+
+ protected:
+   // Spare bits for subclasses, kept in what would otherwise be padding.
+   std::uint8_t kelFlags_ = 0;
 };
 
 }  // namespace Kel
