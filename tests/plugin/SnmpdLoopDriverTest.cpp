@@ -1,0 +1,163 @@
+// The snmpd loop driver, run by a loop that does what snmpd's own does in each pass:
+// select over net-snmp's fds and alarm timeout, dispatch the external fds, run the alarms.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "platform/kel/ActivityManager.h"
+#include "platform/kel/Time.h"
+#include "plugin/SnmpdLoopDriver.h"
+#include "snmp/NetSnmp.h"
+
+#include <net-snmp/library/large_fd_set.h>
+
+namespace {
+
+// One pass of snmpd's receive() loop, waiting at most `maxWait` seconds.
+void snmpdLoopPass(double maxWait) {
+   netsnmp_large_fd_set readfds;
+   netsnmp_large_fd_set writefds;
+   netsnmp_large_fd_set exceptfds;
+   netsnmp_large_fd_set_init(&readfds, FD_SETSIZE);
+   netsnmp_large_fd_set_init(&writefds, FD_SETSIZE);
+   netsnmp_large_fd_set_init(&exceptfds, FD_SETSIZE);
+   int numfds = 0;
+   int block = 0;
+   timeval timeout{static_cast<time_t>(maxWait),
+                   static_cast<suseconds_t>((maxWait - static_cast<long>(maxWait)) * 1e6)};
+   timeval capped = timeout;
+   snmp_select_info2(&numfds, &readfds, &timeout, &block);
+   netsnmp_external_event_info2(&numfds, &readfds, &writefds, &exceptfds);
+   if (block || timercmp(&capped, &timeout, <)) {
+      timeout = capped;
+   }
+   int count = netsnmp_large_fd_set_select(numfds, &readfds, &writefds, &exceptfds, &timeout);
+   if (count > 0) {
+      netsnmp_dispatch_external_events2(&count, &readfds, &writefds, &exceptfds);
+   }
+   run_alarms();
+   netsnmp_large_fd_set_cleanup(&readfds);
+   netsnmp_large_fd_set_cleanup(&writefds);
+   netsnmp_large_fd_set_cleanup(&exceptfds);
+}
+
+class Slice : public Kel::Clock::NotifieeConst {
+ public:
+   explicit Slice(std::vector<std::string>* log) : log_(log) {}
+   bool keepGoing = false;
+   void onTime() override {
+      log_->push_back("slice");
+      if (keepGoing) {
+         timeMinIs(Kel::timeAsap);
+      }
+   }
+
+ private:
+   std::vector<std::string>* log_;
+};
+
+class Requests : public Kel::ActivityManager::FdReactor {
+ public:
+   explicit Requests(std::vector<std::string>* log) : log_(log) { EXPECT_EQ(::pipe(fds), 0); }
+   ~Requests() override {
+      ::close(fds[0]);
+      ::close(fds[1]);
+   }
+   void arrive() { ASSERT_EQ(::write(fds[1], "r", 1), 1); }
+   void onReadable(int fd) override {
+      char c;
+      ASSERT_EQ(::read(fd, &c, 1), 1);
+      log_->push_back("request");
+   }
+   int fds[2];
+
+ private:
+   std::vector<std::string>* log_;
+};
+
+bool alarmPending() {
+   timeval delta{};
+   return get_next_alarm_delay_time(&delta) != 0;
+}
+
+class SnmpdLoopDriverTest : public ::testing::Test {
+ protected:
+   static void SetUpTestSuite() {
+      // As snmpd does: alarms are run by the loop, never by SIGALRM.
+      netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_ALARM_DONT_USE_SIG, 1);
+   }
+   Kel::ActivityManager manager;
+   std::vector<std::string> log;
+};
+
+TEST_F(SnmpdLoopDriverTest, SliceThatWantsMoreLeavesRoomForRequestsInBetween) {
+   Plugin::SnmpdLoopDriver driver(manager);
+   Requests requests(&log);
+   manager.fdReactorIs(requests.fds[0], &requests);
+   Slice slice(&log);
+   slice.keepGoing = true;
+   slice.notifierIs(manager.clock());
+   slice.timeMinIs(Kel::timeAsap);
+
+   // Each pass serves the pending request and runs exactly one slice: a slice that asks
+   // to run again at once never runs twice before input is looked at.
+   for (long pass = 1; pass <= 3; ++pass) {
+      requests.arrive();
+      snmpdLoopPass(1.0);
+      EXPECT_EQ(std::count(log.begin(), log.end(), "request"), pass);
+      EXPECT_EQ(std::count(log.begin(), log.end(), "slice"), pass);
+   }
+   EXPECT_FALSE(alarmPending()) << "a wake-up due now needs no alarm";
+   manager.fdReactorDel(requests.fds[0]);
+   slice.notifierIs(nullptr);
+}
+
+TEST_F(SnmpdLoopDriverTest, LaterWakeUpComesThroughAOneShotAlarm) {
+   Plugin::SnmpdLoopDriver driver(manager);
+   Slice slice(&log);
+   slice.notifierIs(manager.clock());
+   slice.timeMinIs(Kel::now() + 0.005);
+   EXPECT_TRUE(alarmPending());
+
+   const double deadline = Kel::now() + 5.0;
+   while (log.empty() && Kel::now() < deadline) {
+      snmpdLoopPass(0.5);
+   }
+   ASSERT_EQ(log, std::vector<std::string>{"slice"});
+   snmpdLoopPass(0.0);
+   EXPECT_EQ(log.size(), 1u) << "one-shot: no second wake-up";
+   EXPECT_FALSE(alarmPending());
+}
+
+TEST_F(SnmpdLoopDriverTest, MovingTheWakeUpReplacesTheAlarm) {
+   Plugin::SnmpdLoopDriver driver(manager);
+   Slice slice(&log);
+   slice.notifierIs(manager.clock());
+   slice.timeMinIs(Kel::now() + 3600.0);
+   EXPECT_TRUE(alarmPending());
+   slice.timeMinIs(Kel::timeNever);
+   EXPECT_FALSE(alarmPending());
+}
+
+TEST_F(SnmpdLoopDriverTest, RemovingTheDriverUnregistersItsAlarmAndFds) {
+   Requests requests(&log);
+   manager.fdReactorIs(requests.fds[0], &requests);
+   Slice slice(&log);
+   slice.notifierIs(manager.clock());
+   {
+      Plugin::SnmpdLoopDriver driver(manager);
+      slice.timeMinIs(Kel::now() + 3600.0);
+      EXPECT_TRUE(alarmPending());
+   }
+   EXPECT_FALSE(alarmPending());
+   requests.arrive();
+   snmpdLoopPass(0.0);
+   EXPECT_TRUE(log.empty()) << "no fd of ours is watched any more";
+   manager.fdReactorDel(requests.fds[0]);
+}
+
+}  // namespace
