@@ -1,0 +1,185 @@
+#!/usr/bin/env bash
+# Runs the built bridgesnmp.so in a private snmpd on 127.0.0.1:<port>, for trying it by hand
+# with the net-snmp command-line tools. Everything it writes stays under <builddir>/demo/.
+#
+#   tools/demo.sh start <builddir> <port>   (make demo [PORT=...])
+#   tools/demo.sh stop  <builddir> <port>   (make demo-stop)
+set -euo pipefail
+
+usage() {
+   echo "usage: $0 start|stop <builddir> <port>" >&2
+   exit 2
+}
+
+[ $# -eq 3 ] || usage
+action=$1
+builddir=$2
+port=$3
+if ! [[ $port =~ ^[0-9]+$ ]] || ((port < 1 || port > 65535)); then
+   echo "$0: not a UDP port: $port" >&2
+   exit 2
+fi
+
+demo_dir() { echo "$builddir/demo"; }
+pid_file() { echo "$(demo_dir)/snmpd.pid"; }
+
+# The pid of the demo's snmpd if it is running.
+running_pid() {
+   local pid
+   [ -f "$(pid_file)" ] || return 1
+   pid=$(tr -dc '0-9' <"$(pid_file)")
+   [ -n "$pid" ] || return 1
+   kill -0 "$pid" 2>/dev/null || return 1
+   # A stale pid file may name some other process by now.
+   [ "$(cat "/proc/$pid/comm" 2>/dev/null)" = "snmpd" ] || return 1
+   echo "$pid"
+}
+
+stop_demo() {
+   local pid i
+   if ! pid=$(running_pid); then
+      rm -f "$(pid_file)"
+      return 1
+   fi
+   kill -TERM "$pid"
+   for ((i = 0; i < 50; i++)); do
+      kill -0 "$pid" 2>/dev/null || break
+      sleep 0.1
+   done
+   if kill -0 "$pid" 2>/dev/null; then
+      kill -KILL "$pid" 2>/dev/null || true
+   fi
+   rm -f "$(pid_file)"
+   echo "Stopped the demo snmpd (pid $pid)."
+}
+
+find_snmpd() {
+   local candidate
+   for candidate in "$(command -v snmpd || true)" /usr/sbin/snmpd /usr/local/sbin/snmpd; do
+      if [ -n "$candidate" ] && [ -x "$candidate" ]; then
+         echo "$candidate"
+         return 0
+      fi
+   done
+   echo "$0: snmpd not found; install it with 'make deps'" >&2
+   return 1
+}
+
+# demo_snmpget TIMEOUT RETRIES OID: snmpget against the demo agent, with no MIBs and no user
+# configuration.
+demo_snmpget() {
+   MIBS= SNMPCONFPATH="$(demo_dir)/client" SNMP_PERSISTENT_DIR="$(demo_dir)/client" \
+      snmpget -v2c -c public -On -t "$1" -r "$2" "127.0.0.1:$port" "$3"
+}
+
+show_log_tail() {
+   echo "---- last lines of $log ----" >&2
+   tail -n 30 "$log" >&2 || true
+   if [ -s "$out" ]; then
+      echo "---- snmpd's own output, $out ----" >&2
+      tail -n 30 "$out" >&2 || true
+   fi
+}
+
+start_demo() {
+   local plugin snmpd pid i answered answer
+   if [ ! -d "$builddir" ]; then
+      echo "$0: no build directory $builddir; run 'make build' first" >&2
+      exit 1
+   fi
+   builddir=$(cd "$builddir" && pwd)
+   plugin="$builddir/plugin/bridgesnmp.so"
+   if [ ! -f "$plugin" ]; then
+      echo "$0: $plugin is missing; run 'make build' first" >&2
+      exit 1
+   fi
+   snmpd=$(find_snmpd)
+
+   stop_demo || true
+   mkdir -p "$(demo_dir)/persist" "$(demo_dir)/mibs" "$(demo_dir)/client"
+   conf="$(demo_dir)/snmpd.conf"
+   log="$(demo_dir)/snmpd.log"
+   out="$(demo_dir)/snmpd.out"
+   cat >"$conf" <<EOF
+# snmpd.conf of the bridgesnmp demo, written by tools/demo.sh.
+rocommunity public 127.0.0.1
+rwcommunity private 127.0.0.1
+dontLogTCPWrappersConnects yes
+dlmod bridgesnmp $plugin
+bridgesnmpTrace ${BRIDGESNMP_TRACE:-Snmp/1}
+EOF
+   : >"$log"
+   : >"$out"
+
+   # Its own session, so that it outlives this script and the terminal.
+   SNMPCONFPATH="$(demo_dir)" SNMP_PERSISTENT_DIR="$(demo_dir)/persist" \
+      MIBS= MIBDIRS="$(demo_dir)/mibs" \
+      setsid "$snmpd" -f -C -c "$conf" -Lf "$log" -p "$(pid_file)" "udp:127.0.0.1:$port" \
+      </dev/null >>"$out" 2>&1 &
+   pid=$!
+
+   answered=no
+   for ((i = 0; i < 100; i++)); do
+      if ! kill -0 "$pid" 2>/dev/null; then
+         break
+      fi
+      if demo_snmpget 0.2 0 1.3.6.1.2.1.1.3.0 >/dev/null 2>&1; then
+         answered=yes
+         break
+      fi
+      sleep 0.1
+   done
+   if [ "$answered" != yes ]; then
+      if kill -0 "$pid" 2>/dev/null; then
+         echo "$0: snmpd (pid $pid) did not answer on 127.0.0.1:$port within 10 s" >&2
+         kill -TERM "$pid" 2>/dev/null || true
+      else
+         echo "$0: snmpd ended before answering on 127.0.0.1:$port" >&2
+      fi
+      rm -f "$(pid_file)"
+      show_log_tail
+      exit 1
+   fi
+   echo "$pid" >"$(pid_file)"
+
+   answer=$(demo_snmpget 1 1 1.3.6.1.2.1.17.1.3.0 2>&1 || true)
+   if [[ $answer != *"INTEGER: 2"* ]]; then
+      echo "$0: snmpd answers, but not for the plug-in: $answer" >&2
+      show_log_tail
+      stop_demo >/dev/null || true
+      exit 1
+   fi
+
+   cat <<EOF
+bridgesnmp demo: snmpd (pid $pid) with $plugin
+serving SNMPv2c on 127.0.0.1:$port (read community "public", write community "private").
+
+Try:
+  snmpget -v2c -c public 127.0.0.1:$port 1.3.6.1.2.1.17.1.3.0
+      dot1dBaseType, answers INTEGER: 2
+  snmpwalk -v2c -c public 127.0.0.1:$port 1.3.6.1.2.1.17
+      the BRIDGE-MIB subtree
+  snmpset -v2c -c private 127.0.0.1:$port 1.3.6.1.2.1.17.1.3.0 i 3
+      refused with notWritable
+
+Log:           $log
+Configuration: $conf
+  (more detail in the log: BRIDGESNMP_TRACE=Snmp/2 make demo)
+Stop it with:  make demo-stop   (or: tools/demo.sh stop $builddir $port)
+EOF
+}
+
+case $action in
+   start)
+      start_demo
+      ;;
+   stop)
+      if [ -d "$builddir" ]; then
+         builddir=$(cd "$builddir" && pwd)
+      fi
+      stop_demo || echo "No demo snmpd running for $builddir."
+      ;;
+   *)
+      usage
+      ;;
+esac
