@@ -2,7 +2,6 @@
 // select over net-snmp's fds and alarm timeout, dispatch the external fds, run the alarms.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -12,6 +11,7 @@
 #include "platform/kel/Time.h"
 #include "plugin/SnmpdLoopDriver.h"
 #include "snmp/NetSnmp.h"
+#include "tests/support/PipeInput.h"
 
 #include <net-snmp/library/large_fd_set.h>
 
@@ -60,25 +60,6 @@ class Slice : public Kel::Clock::NotifieeConst {
    std::vector<std::string>* log_;
 };
 
-class Requests : public Kel::ActivityManager::FdReactor {
- public:
-   explicit Requests(std::vector<std::string>* log) : log_(log) { EXPECT_EQ(::pipe(fds), 0); }
-   ~Requests() override {
-      ::close(fds[0]);
-      ::close(fds[1]);
-   }
-   void arrive() { ASSERT_EQ(::write(fds[1], "r", 1), 1); }
-   void onReadable(int fd) override {
-      char c;
-      ASSERT_EQ(::read(fd, &c, 1), 1);
-      log_->push_back("request");
-   }
-   int fds[2];
-
- private:
-   std::vector<std::string>* log_;
-};
-
 bool alarmPending() {
    timeval delta{};
    return get_next_alarm_delay_time(&delta) != 0;
@@ -96,8 +77,8 @@ class SnmpdLoopDriverTest : public ::testing::Test {
 
 TEST_F(SnmpdLoopDriverTest, SliceThatWantsMoreLeavesRoomForRequestsInBetween) {
    Plugin::SnmpdLoopDriver driver(manager);
-   Requests requests(&log);
-   manager.fdReactorIs(requests.fds[0], &requests);
+   TestSupport::PipeInput requests(&log, "request");
+   manager.fdReactorIs(requests.readFd(), &requests);
    Slice slice(&log);
    slice.keepGoing = true;
    slice.notifierIs(manager.clock());
@@ -112,7 +93,7 @@ TEST_F(SnmpdLoopDriverTest, SliceThatWantsMoreLeavesRoomForRequestsInBetween) {
       EXPECT_EQ(std::count(log.begin(), log.end(), "slice"), pass);
    }
    EXPECT_FALSE(alarmPending()) << "a wake-up due now needs no alarm";
-   manager.fdReactorDel(requests.fds[0]);
+   manager.fdReactorDel(requests.readFd());
    slice.notifierIs(nullptr);
 }
 
@@ -144,8 +125,8 @@ TEST_F(SnmpdLoopDriverTest, MovingTheWakeUpReplacesTheAlarm) {
 }
 
 TEST_F(SnmpdLoopDriverTest, RemovingTheDriverUnregistersItsAlarmAndFds) {
-   Requests requests(&log);
-   manager.fdReactorIs(requests.fds[0], &requests);
+   TestSupport::PipeInput requests(&log, "request");
+   manager.fdReactorIs(requests.readFd(), &requests);
    Slice slice(&log);
    slice.notifierIs(manager.clock());
    {
@@ -157,7 +138,7 @@ TEST_F(SnmpdLoopDriverTest, RemovingTheDriverUnregistersItsAlarmAndFds) {
    requests.arrive();
    snmpdLoopPass(0.0);
    EXPECT_TRUE(log.empty()) << "no fd of ours is watched any more";
-   manager.fdReactorDel(requests.fds[0]);
+   manager.fdReactorDel(requests.readFd());
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -7,6 +6,7 @@
 #include "platform/kel/ActivityManager.h"
 #include "platform/kel/StandaloneLoop.h"
 #include "platform/kel/Time.h"
+#include "tests/support/PipeInput.h"
 
 namespace {
 
@@ -23,25 +23,6 @@ class Wakee : public Kel::Clock::NotifieeConst {
  private:
    std::vector<std::string>* log_;
    std::string name_;
-};
-
-class Pipe : public Kel::ActivityManager::FdReactor {
- public:
-   explicit Pipe(std::vector<std::string>* log) : log_(log) { EXPECT_EQ(::pipe(fds), 0); }
-   ~Pipe() override {
-      ::close(fds[0]);
-      ::close(fds[1]);
-   }
-   void write() { ASSERT_EQ(::write(fds[1], "x", 1), 1); }
-   void onReadable(int fd) override {
-      char c;
-      ASSERT_EQ(::read(fd, &c, 1), 1);
-      log_->push_back("input");
-   }
-   int fds[2];
-
- private:
-   std::vector<std::string>* log_;
 };
 
 class ClockTest : public ::testing::Test {
@@ -80,33 +61,33 @@ TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
 }
 
 TEST_F(ClockTest, AsapRunsAfterPendingInput) {
-   Pipe input(&log);
-   manager.fdReactorIs(input.fds[0], &input);
+   TestSupport::PipeInput input(&log, "input");
+   manager.fdReactorIs(input.readFd(), &input);
    Wakee w(&log, "w");
    w.notifierIs(manager.clock());
-   input.write();
+   input.arrive();
    w.timeMinIs(Kel::timeAsap);
    loop.runOnce(0);
    EXPECT_EQ(log, (std::vector<std::string>{"input", "w at 100.000000 idle"}));
-   manager.fdReactorDel(input.fds[0]);
+   manager.fdReactorDel(input.readFd());
 }
 
 TEST_F(ClockTest, ReactorThatRearmsAsapRunsOncePerPass) {
-   Pipe input(&log);
-   manager.fdReactorIs(input.fds[0], &input);
+   TestSupport::PipeInput input(&log, "input");
+   manager.fdReactorIs(input.readFd(), &input);
    Wakee w(&log, "w");
    w.rearmTo = Kel::timeAsap;
    w.notifierIs(manager.clock());
    w.timeMinIs(Kel::timeAsap);
 
    loop.runOnce(0);
-   input.write();
+   input.arrive();
    loop.runOnce(0);
    EXPECT_EQ(log,
              (std::vector<std::string>{"w at 100.000000 idle", "input", "w at 100.000000 idle"}))
        << "input arriving between passes is served before the next wake-up";
    EXPECT_EQ(loop.nextWake(), Kel::timeAsap);
-   manager.fdReactorDel(input.fds[0]);
+   manager.fdReactorDel(input.readFd());
 }
 
 TEST_F(ClockTest, EarliestOfSeveralReactorsDecides) {
