@@ -60,11 +60,29 @@ auto lookupMutable(Coll& coll, const typename Coll::Key& key) {
 }
 
 // xIs(key, ...) / newX(key, ...): for rows, create-or-get (arguments go to the row's
-// constructor) and notify when created; for values, set and notify when changed.
+// constructor) and notify when created, or, given an existing row object, put it under the
+// key; for values, set and notify when changed.
 template <class Coll, class Owner, class Notify, class... Args>
 auto set(Coll& coll, Owner* owner, const typename Coll::Key& key, Notify&& notify, Args&&... args) {
    using V = typename Coll::Value;
-   if constexpr (isPtr<V>) {
+   if constexpr (isPtr<V> && sizeof...(Args) == 1 && (std::is_convertible_v<Args, V> && ...)) {
+      // An existing row object is put under the key, replacing a different one.
+      V row(std::forward<Args>(args)...);
+      auto [value, inserted] = coll.findOrInsert(key, [&] { return row; });
+      if (!inserted) {
+         if (*value == row) {
+            return row;
+         }
+         V replaced = std::exchange(*value, row);
+         if constexpr (std::is_base_of_v<Entity, typename RowOf<V>::type>) {
+            if (replaced) {
+               replaced->kelZombieIs();
+            }
+         }
+      }
+      notify(key);
+      return row;
+   } else if constexpr (isPtr<V>) {
       using Row = typename RowOf<V>::type;
       auto [value, inserted] = coll.findOrInsert(
           key, [&] { return makeRow<Row>(key, owner, std::forward<Args>(args)...); });

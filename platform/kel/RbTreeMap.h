@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <type_traits>
 #include <utility>
 
 #include "platform/kel/Assert.h"
@@ -18,6 +19,7 @@ namespace Kel {
 // one if that row was deleted), so a walk never skips or repeats a surviving row.
 template <class K, class V, class Compare = std::less<K>>
 class RbTreeMap {
+   static_assert(std::is_default_constructible_v<K>, "iterators keep a copy of their key");
    using Map = std::map<K, V, Compare>;
 
  public:
@@ -48,7 +50,7 @@ class RbTreeMap {
       IteratorConst& operator++() {
          if (map_->version_ != version_) {
             // Continue after the key we stood on, wherever the tree now has it.
-            it_ = map_->map_.upper_bound(key_);
+            it_ = hasKey_ ? map_->map_.upper_bound(key_) : map_->map_.end();
             version_ = map_->version_;
          } else {
             ++it_;
@@ -64,13 +66,14 @@ class RbTreeMap {
          remember();
       }
       void remember() {
-         if (it_ != map_->map_.end()) {
+         hasKey_ = it_ != map_->map_.end();
+         if (hasKey_) {
             key_ = it_->first;
          }
       }
       void resync() const {
          if (map_ && map_->version_ != version_) {
-            it_ = map_->map_.lower_bound(key_);
+            it_ = hasKey_ ? map_->map_.lower_bound(key_) : map_->map_.end();
             version_ = map_->version_;
             const_cast<IteratorConst*>(this)->remember();
          }
@@ -79,7 +82,8 @@ class RbTreeMap {
       const RbTreeMap* map_ = nullptr;
       mutable typename Map::const_iterator it_{};
       mutable std::uint64_t version_ = 0;
-      K key_{};
+      K key_{};              // where the iterator stands,
+      bool hasKey_ = false;  // unless it is exhausted
    };
 
    std::size_t size() const { return map_.size(); }

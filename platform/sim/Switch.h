@@ -1,0 +1,145 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/bridging/Config.h"
+#include "platform/bridging/Enums.h"
+#include "platform/bridging/InputConfig.h"
+#include "platform/bridging/ReaderFdbStatusSm.h"
+#include "platform/bridging/Status.h"
+#include "platform/bridging/VlanStatus.h"
+#include "platform/interface/IntfStatus.h"
+#include "platform/kel/ActivityManager.h"
+#include "platform/statedb/Dir.h"
+
+namespace Sim {
+
+// A command the switch refuses; what() is a one-line reason such as
+// "no interface Ethernet99". A refused command changes nothing.
+class CommandError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
+struct PortSpec {
+   Velnet::IntfId name;
+   std::uint16_t portId = 0;  // bridge port number; 0 for none
+   std::int32_t ifIndex = 0;
+   bool linkUp = true;
+};
+
+struct SwitchportSpec {
+   Bridging::SwitchportMode mode = Bridging::SwitchportMode::access;
+   Bridging::VlanId accessVlan{1};
+   Bridging::VlanIdOrNone nativeVlan{1};  // a trunk's native VLAN; none: no untagged VLAN
+   std::string allowedVlans = "1-4094";   // a trunk's allowed VLANs, multi-range text
+};
+
+struct VlanSpec {
+   Bridging::VlanId id{1};
+   std::string name;
+   bool internal = false;
+   bool hidden = false;
+   Bridging::AdminState adminState = Bridging::AdminState::active;
+   std::uint32_t selectionWord = 0;
+};
+
+// What learn() did with a host.
+enum class LearnOutcome { learned, refreshed, moved };
+
+// The simulated switch: its state entities and the agents that keep them the way a real
+// switch's agents do.
+//
+// - The configuration agent applies the input configuration (VLANs, switchports) to
+//   Bridging::Config: an access port is an untagged member of its access VLAN; a trunk is a
+//   tagged member of each allowed VLAN that exists and untagged on its native VLAN (none:
+//   no untagged membership); other modes carry no VLAN.
+// - The status agent derives Bridging::VlanStatus (a VLAN's active ports are its members
+//   whose link is up, for an active VLAN) and publishes the interfaces' status.
+// - The learning agent learns, moves, ages and flushes hosts per FID (a VLAN's FID is its
+//   VLAN id) in Bridging::Status; aging follows the configured host aging time.
+//
+// Every operation is checked first and raises CommandError, changing nothing, when it
+// cannot be done.
+class Switch {
+ public:
+   explicit Switch(Kel::ActivityManager& manager = Kel::ActivityManager::instance());
+   ~Switch();
+   Switch(const Switch&) = delete;
+   Switch& operator=(const Switch&) = delete;
+
+   // State entities.
+   Bridging::Config::Ptr config() const;
+   Bridging::Input::Config::Ptr inputConfig() const;
+   Bridging::Status::Ptr status() const;
+   Bridging::VlanStatusDir::Ptr vlanStatusDir() const;
+   Interface::EthIntfStatusDir::Ptr intfStatusDir() const;
+   Bridging::ReaderFdbStatusSm::Ptr readerShim() const;
+
+   // Mounts the entities in a state database: "Statedb/bridging/config",
+   // "Statedb/bridging/input/config", "Statedb/bridging/status" and
+   // "snmp/swix/qbridgemib.status" (both the status), "Statedb/bridging/vlan/status",
+   // "Statedb/interface/status/eth".
+   void mountIn(Kel::Dir& root) const;
+   void unmountFrom(Kel::Dir& root) const;
+
+   // Bridge.
+   void bridgeMacAddrIs(const Velnet::EthAddr& address);
+   // Seconds; 0 disables aging.
+   void hostAgingTimeIs(double seconds);
+
+   // Ports. A port is added once; its link changes afterwards.
+   void newPort(const PortSpec& port);
+   void linkIs(const Velnet::IntfId& intf, bool up);
+   bool hasPort(const Velnet::IntfId& intf) const;
+   std::vector<PortSpec> ports() const;
+
+   // VLANs (input configuration). vlanIs creates or updates.
+   void vlanIs(const VlanSpec& vlan);
+   void vlanDel(Bridging::VlanId id);
+   void vlanInternalIs(Bridging::VlanId id, bool internal);
+   void vlanHiddenIs(Bridging::VlanId id, bool hidden);
+   void vlanAdminStateIs(Bridging::VlanId id, Bridging::AdminState state);
+   void vlanNameIs(Bridging::VlanId id, const std::string& name);
+
+   // Switchports (input configuration); the allowed list is checked as multi-range text.
+   void switchportIs(const Velnet::IntfId& intf, const SwitchportSpec& spec);
+
+   // Static (configured) hosts, in the VLAN's FID.
+   void staticHostIs(Bridging::VlanId vlan, const Velnet::EthAddr& address,
+                     const Velnet::IntfId& intf);
+   void staticHostDel(Bridging::VlanId vlan, const Velnet::EthAddr& address);
+
+   // Learning. A host is learned in a VLAN on an interface that is an active member of it;
+   // seeing it again on the same interface refreshes its age, on another one moves it.
+   LearnOutcome learn(Bridging::VlanId vlan, const Velnet::EthAddr& address,
+                      const Velnet::IntfId& intf,
+                      Bridging::FdbEntryType type = Bridging::FdbEntryType::learnedDynamic);
+   // Moves a learned host to another interface (CommandError if it is not learned).
+   void move(Bridging::VlanId vlan, const Velnet::EthAddr& address, const Velnet::IntfId& intf);
+   // Ages a learned host out now (CommandError if it is not learned).
+   void age(Bridging::VlanId vlan, const Velnet::EthAddr& address);
+   // Removes learned hosts: of one VLAN and/or one interface, or all. Returns how many.
+   std::size_t flush(std::optional<Bridging::VlanId> vlan, std::optional<Velnet::IntfId> intf);
+   // Learns `count` random unicast addresses spread over the first `portCount` ports that
+   // carry a VLAN, each in a VLAN its port is an active member of. The same seed gives the
+   // same addresses. Returns how many were newly learned.
+   std::size_t burst(std::size_t count, std::size_t portCount, std::uint64_t seed = 1);
+   std::size_t learnedHosts() const;
+
+   // A human-readable summary: "summary", "ports", "vlans", "switchports", "fdb" (learned
+   // and static hosts) or "fdb <vlan>". CommandError for anything else.
+   std::string show(const std::string& what) const;
+
+ private:
+   class Impl;
+   std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace Sim

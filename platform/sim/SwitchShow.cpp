@@ -1,0 +1,149 @@
+// The switch's human-readable summaries, for the control socket's "show".
+
+#include <iomanip>
+#include <map>
+#include <optional>
+#include <sstream>
+
+#include "platform/sim/Switch.h"
+
+namespace Sim {
+namespace {
+
+std::string yesNo(bool b) {
+   return b ? "yes" : "no";
+}
+
+void showSummary(const Switch& sw, std::ostream& os) {
+   const auto config = sw.config();
+   std::size_t staticHosts = 0;
+   for (auto it = config->fdbConfigIteratorConst(); it; ++it) {
+      staticHosts += (*it)->configuredHosts();
+   }
+   os << "bridge " << config->bridgeMacAddr() << ", aging " << config->hostAgingTime() << " s\n"
+      << sw.ports().size() << " ports, " << config->vlanConfigs() << " VLANs, " << sw.learnedHosts()
+      << " learned hosts, " << staticHosts << " static hosts\n";
+}
+
+void showPorts(const Switch& sw, std::ostream& os) {
+   os << std::left << std::setw(14) << "port" << std::setw(8) << "portId" << std::setw(9)
+      << "ifIndex"
+      << "link\n";
+   for (const PortSpec& p : sw.ports()) {
+      os << std::setw(14) << p.name << std::setw(8) << p.portId << std::setw(9) << p.ifIndex
+         << (p.linkUp ? "up" : "down") << "\n";
+   }
+}
+
+void showVlans(const Switch& sw, std::ostream& os) {
+   os << std::left << std::setw(6) << "vlan" << std::setw(18) << "name" << std::setw(11) << "state"
+      << std::setw(10) << "internal" << std::setw(8) << "hidden"
+      << "active ports\n";
+   for (auto it = sw.config()->vlanConfigIteratorConst(); it; ++it) {
+      const auto& v = *it;
+      std::string active;
+      if (const auto status = sw.vlanStatusDir()->vlanStatus(it.key())) {
+         for (auto p = status->vlanPortStatusIteratorConst(); p; ++p) {
+            active += (active.empty() ? "" : ",") + p.key().stringValue().stdString() +
+                      (p.value().untagged ? "" : "(t)");
+         }
+      }
+      os << std::setw(6) << it.key().value() << std::setw(18) << v->configuredName()
+         << std::setw(11) << v->adminState() << std::setw(10) << yesNo(v->internal())
+         << std::setw(8) << yesNo(v->hidden()) << (active.empty() ? "-" : active) << "\n";
+   }
+}
+
+void showSwitchports(const Switch& sw, std::ostream& os) {
+   os << std::left << std::setw(14) << "port" << std::setw(14) << "mode" << std::setw(8) << "access"
+      << std::setw(8) << "native"
+      << "allowed\n";
+   for (auto it = sw.inputConfig()->switchIntfConfigIteratorConst(); it; ++it) {
+      const auto& s = *it;
+      const bool trunk = s->switchportMode() == Bridging::SwitchportMode::trunk;
+      os << std::setw(14) << it.key() << std::setw(14) << s->switchportMode() << std::setw(8)
+         << s->accessVlan() << std::setw(8)
+         << (!trunk                          ? std::string("-")
+             : s->trunkNativeVlan().isNone() ? std::string("none")
+                                             : std::to_string(s->trunkNativeVlan().value()))
+         << (trunk ? s->trunkAllowedVlans().stdString() : std::string("-")) << "\n";
+   }
+}
+
+void showFdb(const Switch& sw, std::ostream& os, std::optional<Bridging::Fid> only) {
+   os << std::left << std::setw(6) << "vlan" << std::setw(19) << "address" << std::setw(14)
+      << "port" << std::setw(18) << "type"
+      << "moves\n";
+   for (auto it = sw.config()->fdbConfigIteratorConst(); it; ++it) {
+      if (only && it.key() != *only) {
+         continue;
+      }
+      for (auto h = (*it)->configuredHostIteratorConst(); h; ++h) {
+         os << std::setw(6) << it.key() << std::setw(19) << h.key() << std::setw(14)
+            << h.value().intf << std::setw(18) << "static"
+            << "-\n";
+      }
+   }
+   for (auto it = sw.status()->fdbStatusIteratorConst(); it; ++it) {
+      if (only && it.key() != *only) {
+         continue;
+      }
+      // Hosts are hashed; list them in address order.
+      std::map<Velnet::EthAddr, Bridging::LearnedHost> sorted;
+      for (auto h = (*it)->learnedHostIteratorConst(); h; ++h) {
+         sorted.emplace(h.key(), h.value());
+      }
+      for (const auto& [address, host] : sorted) {
+         os << std::setw(6) << it.key() << std::setw(19) << address << std::setw(14) << host.intf
+            << std::setw(18) << host.entryType << host.moves << "\n";
+      }
+   }
+}
+
+}  // namespace
+
+std::string Switch::show(const std::string& what) const {
+   std::ostringstream os;
+   std::istringstream words(what);
+   std::string topic;
+   std::string argument;
+   std::string extra;
+   words >> topic >> argument >> extra;
+   if (!extra.empty()) {
+      throw CommandError("show takes at most one argument after '" + topic + "'");
+   }
+   if (topic.empty() || topic == "summary") {
+      showSummary(*this, os);
+   } else if (topic == "ports") {
+      showPorts(*this, os);
+   } else if (topic == "vlans") {
+      showVlans(*this, os);
+   } else if (topic == "switchports") {
+      showSwitchports(*this, os);
+   } else if (topic == "fdb") {
+      std::optional<Bridging::Fid> only;
+      if (!argument.empty()) {
+         try {
+            std::size_t used = 0;
+            const unsigned long v = std::stoul(argument, &used);
+            if (used != argument.size()) {
+               throw std::invalid_argument(argument);
+            }
+            only = Bridging::Fid(
+                Bridging::VlanId(static_cast<std::uint32_t>(std::min(v, 4095ul))).value());
+         } catch (const std::exception&) {
+            throw CommandError("'" + argument + "' is not a VLAN in 1-4094");
+         }
+      }
+      showFdb(*this, os, only);
+   } else {
+      throw CommandError("cannot show '" + topic +
+                         "'; try summary, ports, vlans, switchports or fdb [<vlan>]");
+   }
+   if (!argument.empty() && topic != "fdb") {
+      throw CommandError("show " + topic + " takes no argument");
+   }
+   return os.str();
+}
+
+}  // namespace Sim

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "platform/bridging/Enums.h"
+#include "platform/bridging/Fid.h"
+#include "platform/bridging/HostKey.h"
+#include "platform/bridging/VlanId.h"
+#include "platform/interface/EthPortId.h"
+#include "platform/kel/Exception.h"
+#include "platform/velnet/EthAddr.h"
+#include "platform/velnet/IntfId.h"
+
+namespace {
+
+template <class F>
+std::string rangeError(F&& f) {
+   Kel::Expect expect(Kel::ExceptionId::range);
+   try {
+      f();
+   } catch (const Kel::RangeException& e) {
+      return e.what();
+   }
+   return "no error";
+}
+
+TEST(VlanIdTest, RangeIsOneTo4094WithTheFixedTexts) {
+   EXPECT_EQ(Bridging::VlanId(1).value(), 1);
+   EXPECT_EQ(Bridging::VlanId(4094).value(), 4094);
+   EXPECT_EQ(rangeError([] { Bridging::VlanId(0); }), "VlanId::value < 1 or > 4094 not allowed");
+   EXPECT_EQ(rangeError([] { Bridging::VlanId(4095); }), "VlanId::value < 1 or > 4094 not allowed");
+   EXPECT_EQ(Bridging::VlanIdOrNone(0).isNone(), true);
+   EXPECT_EQ(Bridging::VlanIdOrNone(4094).value(), 4094);
+   EXPECT_EQ(rangeError([] { Bridging::VlanIdOrNone(4095); }),
+             "VlanIdOrNone::value > 4094 not allowed");
+   EXPECT_EQ(Bridging::VlanIdOrNone(Bridging::VlanId(7)).vlanId(), Bridging::VlanId(7));
+}
+
+TEST(VlanIdTest, ValueTextRoundTrips) {
+   EXPECT_EQ(Kel::sequenceToValue<Bridging::VlanId>(Bridging::valueToStrep(Bridging::VlanId(20))),
+             Bridging::VlanId(20));
+   EXPECT_EQ(Kel::sequenceToValue<Bridging::Fid>("300"), Bridging::Fid(300));
+   EXPECT_EQ(rangeError([] { Kel::sequenceToValue<Bridging::VlanId>("99999999999"); }),
+             "VlanId::value < 1 or > 4094 not allowed");
+}
+
+TEST(EthAddrTest, ParsesTheUsualLayoutsAndRefusesTheRest) {
+   const Velnet::EthAddr a(std::array<std::uint8_t, 6>{0x00, 0x1c, 0x73, 0xaa, 0xbb, 0xcc});
+   EXPECT_EQ(Velnet::EthAddr::parse("00:1c:73:aa:bb:cc"), a);
+   EXPECT_EQ(Velnet::EthAddr::parse("00-1C-73-AA-BB-CC"), a);
+   EXPECT_EQ(Velnet::EthAddr::parse("001c.73aa.bbcc"), a);
+   for (const char* bad : {"", "00:1c:73:aa:bb", "00:1c:73:aa:bb:cc:dd", "0:1c:73:aa:bb:cc0",
+                           "00:1c:73:aa:bb:cg", "001c:73aa:bbcc", "00:1c-73:aa:bb:cc"}) {
+      EXPECT_FALSE(Velnet::EthAddr::parse(bad)) << bad;
+   }
+   EXPECT_EQ(a.stringValue(), "00:1c:73:aa:bb:cc");
+   EXPECT_EQ(a.octet(1), 0x1c);
+   EXPECT_EQ(Velnet::EthAddr::fromU64(a.toU64()), a);
+   EXPECT_TRUE(Velnet::EthAddr::parse("01:00:5e:00:00:01")->isMulticast());
+   EXPECT_FALSE(a.isMulticast());
+}
+
+TEST(EthAddrTest, OrdersByOctetsFirstMostSignificant) {
+   const auto low = *Velnet::EthAddr::parse("00:ff:ff:ff:ff:ff");
+   const auto high = *Velnet::EthAddr::parse("01:00:00:00:00:00");
+   EXPECT_LT(low, high);
+   EXPECT_LT(*Velnet::EthAddr::parse("00:00:00:00:00:01"),
+             *Velnet::EthAddr::parse("00:00:00:00:01:00"));
+}
+
+TEST(HostKeyTest, FidDecidesBeforeAddress) {
+   const Bridging::HostKey a(Bridging::Fid(1), *Velnet::EthAddr::parse("ff:ff:ff:ff:ff:ff"));
+   const Bridging::HostKey b(Bridging::Fid(2), *Velnet::EthAddr::parse("00:00:00:00:00:00"));
+   EXPECT_LT(a, b);
+   EXPECT_NE(a, b);
+   EXPECT_EQ(a, Bridging::HostKey(Bridging::Fid(1), a.address()));
+}
+
+TEST(EnumsTest, SwitchportModesPrintAndParse) {
+   EXPECT_EQ(static_cast<int>(Bridging::SwitchportMode::access), 0);
+   EXPECT_EQ(static_cast<int>(Bridging::SwitchportMode::trunk), 1);
+   EXPECT_EQ(static_cast<int>(Bridging::SwitchportMode::routed), 5);
+   std::ostringstream os;
+   os << Bridging::SwitchportMode::dot1qTunnel << " " << static_cast<Bridging::SwitchportMode>(9);
+   EXPECT_EQ(os.str(), "dot1q-tunnel 9");
+   EXPECT_EQ(Bridging::switchportModeFromName("tap"), Bridging::SwitchportMode::tap);
+   EXPECT_FALSE(Bridging::switchportModeFromName("hybrid"));
+   EXPECT_EQ(static_cast<int>(Bridging::FdbEntryType::management), 9);
+}
+
+TEST(EthPortIdTest, OrdersAndRefusesOutOfRange) {
+   EXPECT_LT(Interface::EthPortId(1), Interface::EthPortId(2));
+   EXPECT_GT(Interface::EthPortId(48), Interface::EthPortId(9));
+   EXPECT_EQ(rangeError([] { Interface::EthPortId(65536); }),
+             "EthPortId::value > 65535 not allowed");
+}
+
+}  // namespace

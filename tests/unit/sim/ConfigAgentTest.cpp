@@ -1,0 +1,266 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/support/SimSwitchFixture.h"
+
+namespace {
+
+using Bridging::SwitchportMode;
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+using Members = std::map<std::string, std::string>;
+
+class ConfigAgentTest : public TestSupport::SimSwitchTest {
+ protected:
+   ConfigAgentTest() : SimSwitchTest(4) {}
+};
+
+// One input configuration of Ethernet1 and what the switch makes of it.
+struct MembershipCase {
+   const char* name;
+   Sim::SwitchportSpec spec;
+   Members vlan1, vlan10, vlan20, vlan30;
+   SwitchportMode mode;
+   VlanIdOrNone native;
+};
+
+std::vector<MembershipCase> membershipCases() {
+   using S = Sim::SwitchportSpec;
+   return {
+       {"access port is untagged in its access VLAN",
+        S{SwitchportMode::access, VlanId(10), VlanIdOrNone(5), "1-4094"},
+        {},
+        {{"Ethernet1", "u"}},
+        {},
+        {},
+        SwitchportMode::access,
+        VlanIdOrNone(10)},
+       {"access VLAN that does not exist gives no membership",
+        S{SwitchportMode::access, VlanId(99), VlanIdOrNone(1), "1-4094"},
+        {},
+        {},
+        {},
+        {},
+        SwitchportMode::access,
+        VlanIdOrNone(99)},
+       {"trunk is tagged in allowed VLANs and untagged in its native VLAN",
+        S{SwitchportMode::trunk, VlanId(1), VlanIdOrNone(10), "10-20,99"},
+        {},
+        {{"Ethernet1", "u"}},
+        {{"Ethernet1", "t"}},
+        {},
+        SwitchportMode::trunk,
+        VlanIdOrNone(10)},
+       {"trunk without a native VLAN is tagged everywhere",
+        S{SwitchportMode::trunk, VlanId(1), VlanIdOrNone(0), "1-4094"},
+        {{"Ethernet1", "t"}},
+        {{"Ethernet1", "t"}},
+        {{"Ethernet1", "t"}},
+        {{"Ethernet1", "t"}},
+        SwitchportMode::trunk,
+        VlanIdOrNone(0)},
+       {"native VLAN outside the allowed list carries nothing untagged",
+        S{SwitchportMode::trunk, VlanId(1), VlanIdOrNone(30), "10"},
+        {},
+        {{"Ethernet1", "t"}},
+        {},
+        {},
+        SwitchportMode::trunk,
+        VlanIdOrNone(30)},
+       {"routed port carries no VLAN",
+        S{SwitchportMode::routed, VlanId(10), VlanIdOrNone(10), "1-4094"},
+        {},
+        {},
+        {},
+        {},
+        SwitchportMode::routed,
+        VlanIdOrNone(0)},
+       {"tunnel port carries no VLAN",
+        S{SwitchportMode::dot1qTunnel, VlanId(20), VlanIdOrNone(1), "1"},
+        {},
+        {},
+        {},
+        {},
+        SwitchportMode::dot1qTunnel,
+        VlanIdOrNone(0)},
+   };
+}
+
+TEST_F(ConfigAgentTest, NewPortsAreAccessPortsInVlan1) {
+   EXPECT_EQ(
+       members(1),
+       (Members{{"Ethernet1", "u"}, {"Ethernet2", "u"}, {"Ethernet3", "u"}, {"Ethernet4", "u"}}));
+   const auto sic = sw.config()->switchIntfConfig(eth(2));
+   ASSERT_TRUE(sic);
+   EXPECT_EQ(sic->switchportMode(), SwitchportMode::access);
+   EXPECT_EQ(sic->nativeVlan(), VlanIdOrNone(1));
+}
+
+TEST_F(ConfigAgentTest, MembershipFollowsTheSwitchportTable) {
+   for (const MembershipCase& c : membershipCases()) {
+      SCOPED_TRACE(c.name);
+      sw.switchportIs(eth(1), c.spec);
+      auto only = [](Members m) {
+         // Other ports stay access ports in VLAN 1; look at Ethernet1 alone.
+         Members mine;
+         if (m.count("Ethernet1")) {
+            mine["Ethernet1"] = m["Ethernet1"];
+         }
+         return mine;
+      };
+      EXPECT_EQ(only(members(1)), c.vlan1);
+      EXPECT_EQ(only(members(10)), c.vlan10);
+      EXPECT_EQ(only(members(20)), c.vlan20);
+      EXPECT_EQ(only(members(30)), c.vlan30);
+      EXPECT_EQ(only(active(10)), c.vlan10) << "links are up, so every member is active";
+      const auto sic = sw.config()->switchIntfConfig(eth(1));
+      EXPECT_EQ(sic->switchportMode(), c.mode);
+      EXPECT_EQ(sic->nativeVlan(), c.native);
+   }
+}
+
+TEST_F(ConfigAgentTest, VlanCreatedLaterPicksUpTrunksThatAllowIt) {
+   sw.switchportIs(eth(2), {SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1,40-50"});
+   EXPECT_TRUE(members(40).empty());
+   sw.vlanIs({VlanId(40), "late"});
+   EXPECT_EQ(members(40), (Members{{"Ethernet2", "t"}}));
+   EXPECT_EQ(active(40), (Members{{"Ethernet2", "t"}}));
+   sw.vlanDel(VlanId(40));
+   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(40)));
+   EXPECT_FALSE(sw.vlanStatusDir()->vlanStatus(VlanId(40)));
+   EXPECT_FALSE(sw.status()->fdbStatus(Bridging::Fid(40)));
+}
+
+TEST_F(ConfigAgentTest, VlanAttributesComeFromTheInput) {
+   sw.vlanIs({VlanId(4094), "internal-4094", true, false});
+   sw.vlanHiddenIs(VlanId(30), true);
+   sw.vlanAdminStateIs(VlanId(20), Bridging::AdminState::suspended);
+   const auto v4094 = sw.config()->vlanConfig(VlanId(4094));
+   ASSERT_TRUE(v4094);
+   EXPECT_TRUE(v4094->internal());
+   EXPECT_EQ(v4094->configuredName(), Kel::String8("internal-4094"));
+   EXPECT_TRUE(sw.config()->vlanConfig(VlanId(30))->hidden());
+   EXPECT_EQ(sw.config()->vlanConfig(VlanId(20))->adminState(), Bridging::AdminState::suspended);
+}
+
+TEST_F(ConfigAgentTest, SuspendedVlanOrDownLinkIsNotActive) {
+   sw.switchportIs(eth(3), {SwitchportMode::access, VlanId(20)});
+   EXPECT_EQ(active(20), (Members{{"Ethernet3", "u"}}));
+   sw.linkIs(eth(3), false);
+   EXPECT_TRUE(active(20).empty());
+   EXPECT_EQ(members(20), (Members{{"Ethernet3", "u"}})) << "membership is configuration";
+   sw.linkIs(eth(3), true);
+   sw.vlanAdminStateIs(VlanId(20), Bridging::AdminState::suspended);
+   EXPECT_TRUE(active(20).empty());
+   EXPECT_TRUE(sw.vlanStatusDir()->vlanStatus(VlanId(20))) << "a suspended VLAN still has status";
+}
+
+// Records what observers of the configuration and the VLAN status hear.
+class Recorder : public Bridging::VlanConfig::NotifieeConst {
+ public:
+   explicit Recorder(std::vector<std::string>* log, const char* name) : log_(log), name_(name) {}
+   void onIntf(const Velnet::IntfId& intf) override {
+      log_->push_back(std::string(name_) + " intf " + intf.stringValue().stdString());
+   }
+
+ private:
+   std::vector<std::string>* log_;
+   const char* name_;
+};
+
+class StatusRecorder : public Bridging::VlanStatus::NotifieeConst {
+ public:
+   explicit StatusRecorder(std::vector<std::string>* log, const char* name)
+       : log_(log), name_(name) {}
+   void onVlanPortStatus(const Velnet::IntfId& intf) override {
+      log_->push_back(std::string(name_) + " port " + intf.stringValue().stdString());
+   }
+
+ private:
+   std::vector<std::string>* log_;
+   const char* name_;
+};
+
+class SwitchportRecorder : public Bridging::SwitchIntfConfig::NotifieeConst {
+ public:
+   explicit SwitchportRecorder(std::vector<std::string>* log) : log_(log) {}
+   void onSwitchportModeAndNativeVlan() override { log_->push_back("switchport"); }
+
+ private:
+   std::vector<std::string>* log_;
+};
+
+TEST_F(ConfigAgentTest, InputWritesApplyLaterAndTogether) {
+   std::vector<std::string> log;
+   Recorder config10(&log, "config10");
+   Recorder config1(&log, "config1");
+   StatusRecorder status10(&log, "status10");
+   SwitchportRecorder switchport(&log);
+   config10.notifierIs(sw.config()->vlanConfig(VlanId(10)));
+   config1.notifierIs(sw.config()->vlanConfig(VlanId(1)));
+   status10.notifierIs(sw.vlanStatusDir()->vlanStatus(VlanId(10)));
+   switchport.notifierIs(sw.config()->switchIntfConfig(eth(4)));
+
+   // What an SNMP SET does: write the input, several attributes in a row.
+   const auto input = sw.inputConfig()->switchIntfConfig(eth(4));
+   input->switchportModeIs(SwitchportMode::trunk);
+   input->trunkAllowedVlansIs("10");
+   input->trunkNativeVlanIs(VlanIdOrNone(10));
+   EXPECT_TRUE(log.empty()) << "nothing is applied inside the write";
+   EXPECT_EQ(members(10).count("Ethernet4"), 0u);
+
+   runDue();
+   EXPECT_EQ(members(10).at("Ethernet4"), "u");
+   EXPECT_EQ(members(1).count("Ethernet4"), 0u);
+   // One application: each observer hears once per changed key; the switchport's mode and
+   // its native VLAN both changed, one callback each.
+   std::sort(log.begin(), log.end());
+   EXPECT_EQ(log,
+             (std::vector<std::string>{"config1 intf Ethernet4", "config10 intf Ethernet4",
+                                       "status10 port Ethernet4", "switchport", "switchport"}));
+   EXPECT_EQ(manager.nextWake(), Kel::timeNever) << "nothing left to apply";
+}
+
+TEST_F(ConfigAgentTest, CreatingAVlanThroughTheInputConfiguration) {
+   sw.inputConfig()->doCreateVlan(VlanId(77));
+   sw.inputConfig()->doCreateVlan(VlanId(77));
+   runDue();
+   ASSERT_TRUE(sw.config()->vlanConfig(VlanId(77)));
+   EXPECT_TRUE(sw.vlanStatusDir()->vlanStatus(VlanId(77)));
+   EXPECT_TRUE(sw.status()->fdbStatus(Bridging::Fid(77))) << "a VLAN has its FID's status";
+}
+
+TEST_F(ConfigAgentTest, RefusedSwitchportChangesNothing) {
+   EXPECT_THROW(sw.switchportIs(eth(1), {SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1-x"}),
+                Sim::CommandError);
+   EXPECT_THROW(sw.switchportIs(eth(9), {SwitchportMode::access, VlanId(10)}), Sim::CommandError);
+   EXPECT_EQ(sw.inputConfig()->switchIntfConfig(eth(1))->switchportMode(), SwitchportMode::access);
+   EXPECT_FALSE(sw.inputConfig()->switchIntfConfig(eth(9)));
+}
+
+TEST_F(ConfigAgentTest, MountsUnderTheStatePaths) {
+   auto root = Kel::make<Kel::Dir>();
+   sw.mountIn(*root);
+   EXPECT_EQ(root->lookup("Statedb/bridging/config"), Kel::Ptr<Kel::Entity>(sw.config()));
+   EXPECT_EQ(root->lookup("snmp/swix/qbridgemib.status"), Kel::Ptr<Kel::Entity>(sw.status()));
+   EXPECT_EQ(root->lookup("Statedb/interface/status/eth"),
+             Kel::Ptr<Kel::Entity>(sw.intfStatusDir()));
+   sw.unmountFrom(*root);
+   EXPECT_FALSE(root->lookup("Statedb/bridging/config"));
+}
+
+TEST_F(ConfigAgentTest, PortsPublishTheirStatus) {
+   sw.newPort({"Ethernet9", 0, 109, false});
+   const auto status = sw.intfStatusDir()->intfStatus("Ethernet9");
+   ASSERT_TRUE(status);
+   EXPECT_EQ(status->ifIndex(), 109);
+   EXPECT_EQ(status->portId(), Interface::EthPortId(0));
+   EXPECT_EQ(status->operStatus(), Interface::OperStatus::down);
+   EXPECT_THROW(sw.newPort({"Ethernet9", 0, 0, true}), Sim::CommandError);
+   EXPECT_THROW(sw.newPort({"Ethernet10", 3, 0, true}), Sim::CommandError) << "port id 3 is taken";
+}
+
+}  // namespace

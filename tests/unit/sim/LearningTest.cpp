@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/SimSwitchFixture.h"
+
+namespace {
+
+using Bridging::VlanId;
+using TestSupport::mac;
+
+class LearningTest : public TestSupport::SimSwitchTest {
+ protected:
+   LearningTest() {
+      sw.switchportIs(eth(1), {Bridging::SwitchportMode::access, VlanId(10)});
+      sw.switchportIs(eth(2), {Bridging::SwitchportMode::access, VlanId(10)});
+      sw.switchportIs(eth(3), {Bridging::SwitchportMode::trunk, VlanId(1),
+                               Bridging::VlanIdOrNone(1), "1,10,20"});
+   }
+
+   const Bridging::LearnedHost* host(std::uint32_t vlan, const char* address) const {
+      return sw.status()->fdbStatus(Bridging::Fid(vlan))->learnedHostRecord(mac(address));
+   }
+};
+
+class HostLog : public Bridging::FdbStatus::NotifieeConst {
+ public:
+   std::vector<std::string> seen;
+   void onLearnedHost(const Velnet::EthAddr& address) override {
+      seen.push_back(address.stringValue() +
+                     (notifier()->learnedHost(address).intf.empty() ? " gone" : " here"));
+   }
+};
+
+TEST_F(LearningTest, LearnRefreshAndMove) {
+   HostLog log;
+   log.notifierIs(sw.status()->fdbStatus(Bridging::Fid(10)));
+
+   EXPECT_EQ(sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1)), Sim::LearnOutcome::learned);
+   time.advance(5);
+   EXPECT_EQ(sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1)), Sim::LearnOutcome::refreshed);
+   EXPECT_EQ(log.seen.size(), 1u) << "a refresh changes nothing observable";
+
+   time.advance(5);
+   EXPECT_EQ(sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(3)), Sim::LearnOutcome::moved);
+   const auto* h = host(10, "00:00:00:00:00:01");
+   ASSERT_TRUE(h);
+   EXPECT_EQ(h->intf, eth(3));
+   EXPECT_EQ(h->moves, 1u);
+   EXPECT_EQ(h->lastMoveTime, 1010.0);
+   EXPECT_EQ(h->entryType, Bridging::FdbEntryType::learnedDynamic);
+
+   sw.move(VlanId(10), mac("00:00:00:00:00:01"), eth(2));
+   EXPECT_EQ(host(10, "00:00:00:00:00:01")->moves, 2u);
+   EXPECT_EQ(log.seen, (std::vector<std::string>{"00:00:00:00:00:01 here", "00:00:00:00:00:01 here",
+                                                 "00:00:00:00:00:01 here"}));
+   EXPECT_EQ(sw.status()->fdbStatus(Bridging::Fid(10))->learnedHosts(), 1u);
+}
+
+TEST_F(LearningTest, ManagementEntryTypeIsKept) {
+   sw.learn(VlanId(1), mac("00:1c:73:00:00:09"), eth(3), Bridging::FdbEntryType::management);
+   EXPECT_EQ(static_cast<int>(host(1, "00:1c:73:00:00:09")->entryType), 9);
+}
+
+TEST_F(LearningTest, RefusedLearningChangesNothing) {
+   const auto refused = [&](VlanId vlan, const char* address, Velnet::IntfId intf,
+                            const std::string& why) {
+      try {
+         sw.learn(vlan, mac(address), intf);
+         ADD_FAILURE() << "learned " << address;
+      } catch (const Sim::CommandError& e) {
+         EXPECT_EQ(e.what(), why);
+      }
+   };
+   refused(VlanId(20), "00:00:00:00:00:02", eth(1), "Ethernet1 is not an active member of VLAN 20");
+   refused(VlanId(99), "00:00:00:00:00:02", eth(1), "no VLAN 99");
+   refused(VlanId(10), "01:00:5e:00:00:01", eth(1), "01:00:5e:00:00:01 is not a unicast address");
+   refused(VlanId(10), "00:00:00:00:00:02", eth(42), "no interface Ethernet42");
+   sw.staticHostIs(VlanId(10), mac("00:00:00:00:00:05"), eth(2));
+   refused(VlanId(10), "00:00:00:00:00:05", eth(1),
+           "00:00:00:00:00:05 is a static address in VLAN 10");
+   sw.linkIs(eth(2), false);
+   refused(VlanId(10), "00:00:00:00:00:02", eth(2), "Ethernet2 is not an active member of VLAN 10");
+   EXPECT_EQ(sw.learnedHosts(), 0u);
+   EXPECT_THROW(sw.age(VlanId(10), mac("00:00:00:00:00:02")), Sim::CommandError);
+   EXPECT_THROW(sw.move(VlanId(10), mac("00:00:00:00:00:02"), eth(1)), Sim::CommandError);
+}
+
+TEST_F(LearningTest, HostsAgeOutAfterTheAgingTime) {
+   sw.hostAgingTimeIs(300);
+   sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1));
+   time.advance(100);
+   sw.learn(VlanId(10), mac("00:00:00:00:00:02"), eth(1));
+   EXPECT_EQ(manager.nextWake(), 1300.0) << "the oldest host decides the next wake-up";
+
+   time.nowIs(1299.0);
+   runDue();
+   EXPECT_EQ(sw.learnedHosts(), 2u);
+   time.nowIs(1300.0);
+   runDue();
+   EXPECT_FALSE(host(10, "00:00:00:00:00:01"));
+   EXPECT_TRUE(host(10, "00:00:00:00:00:02"));
+   EXPECT_EQ(manager.nextWake(), 1400.0);
+
+   time.nowIs(1350.0);
+   sw.learn(VlanId(10), mac("00:00:00:00:00:02"), eth(1));  // seen again: lives on
+   time.nowIs(1400.0);
+   runDue();
+   EXPECT_TRUE(host(10, "00:00:00:00:00:02"));
+   time.nowIs(1650.0);
+   runDue();
+   EXPECT_EQ(sw.learnedHosts(), 0u);
+   EXPECT_EQ(manager.nextWake(), Kel::timeNever);
+}
+
+TEST_F(LearningTest, AgingTimeZeroDisablesAging) {
+   sw.hostAgingTimeIs(0);
+   sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1));
+   EXPECT_EQ(manager.nextWake(), Kel::timeNever);
+   time.advance(1e6);
+   runDue();
+   EXPECT_EQ(sw.learnedHosts(), 1u);
+   sw.hostAgingTimeIs(10);
+   runDue();
+   EXPECT_EQ(sw.learnedHosts(), 0u);
+   EXPECT_THROW(sw.hostAgingTimeIs(-1), Sim::CommandError);
+}
+
+TEST_F(LearningTest, FlushByVlanByInterfaceOrAll) {
+   sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1));
+   sw.learn(VlanId(10), mac("00:00:00:00:00:02"), eth(3));
+   sw.learn(VlanId(20), mac("00:00:00:00:00:03"), eth(3));
+   sw.learn(VlanId(1), mac("00:00:00:00:00:04"), eth(3));
+   EXPECT_EQ(sw.flush(VlanId(10), eth(3)), 1u);
+   EXPECT_EQ(sw.flush(std::nullopt, eth(3)), 2u);
+   EXPECT_EQ(sw.flush(std::nullopt, std::nullopt), 1u);
+   EXPECT_EQ(sw.learnedHosts(), 0u);
+}
+
+TEST_F(LearningTest, LeavingAVlanOrLosingTheLinkForgetsTheHostsThere) {
+   sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(3));
+   sw.learn(VlanId(20), mac("00:00:00:00:00:02"), eth(3));
+   sw.learn(VlanId(10), mac("00:00:00:00:00:03"), eth(1));
+   sw.switchportIs(eth(3),
+                   {Bridging::SwitchportMode::trunk, VlanId(1), Bridging::VlanIdOrNone(1), "1,20"});
+   EXPECT_FALSE(host(10, "00:00:00:00:00:01"));
+   EXPECT_TRUE(host(20, "00:00:00:00:00:02"));
+   sw.linkIs(eth(3), false);
+   EXPECT_FALSE(host(20, "00:00:00:00:00:02"));
+   EXPECT_TRUE(host(10, "00:00:00:00:00:03"));
+   sw.vlanDel(VlanId(10));
+   EXPECT_FALSE(sw.status()->fdbStatus(Bridging::Fid(10)));
+   EXPECT_EQ(sw.learnedHosts(), 0u);
+}
+
+TEST_F(LearningTest, StaticHostsLiveInTheConfiguration) {
+   sw.learn(VlanId(10), mac("00:00:00:00:00:07"), eth(1));
+   sw.staticHostIs(VlanId(10), mac("00:00:00:00:00:07"), eth(2));
+   EXPECT_FALSE(host(10, "00:00:00:00:00:07")) << "the static entry replaces the learned one";
+   const auto fdb = sw.config()->fdbConfig(Bridging::Fid(10));
+   ASSERT_TRUE(fdb);
+   EXPECT_EQ(fdb->configuredHost(mac("00:00:00:00:00:07")).intf, eth(2));
+   sw.staticHostDel(VlanId(10), mac("00:00:00:00:00:07"));
+   EXPECT_FALSE(sw.config()->fdbConfig(Bridging::Fid(10)));
+   EXPECT_THROW(sw.staticHostDel(VlanId(10), mac("00:00:00:00:00:07")), Sim::CommandError);
+}
+
+TEST_F(LearningTest, BurstSpreadsRandomHostsOverActiveMembers) {
+   EXPECT_EQ(sw.burst(1000, 3, 7), 1000u);
+   EXPECT_EQ(sw.learnedHosts(), 1000u);
+   std::size_t total = 0;
+   for (auto it = sw.status()->fdbStatusIteratorConst(); it; ++it) {
+      for (auto h = (*it)->learnedHostIteratorConst(); h; ++h) {
+         EXPECT_TRUE(sw.vlanStatusDir()
+                         ->vlanStatus(VlanId(it.key().value()))
+                         ->vlanPortStatusCollection()
+                         .find(h.value().intf))
+             << h.key() << " in a VLAN its port is not active in";
+         EXPECT_FALSE(h.key().isMulticast());
+         ++total;
+      }
+   }
+   EXPECT_EQ(total, 1000u);
+   // The same seed gives the same hosts: all refreshed, none new.
+   EXPECT_EQ(sw.burst(1000, 3, 7), 0u);
+   EXPECT_EQ(sw.learnedHosts(), 1000u);
+}
+
+}  // namespace
