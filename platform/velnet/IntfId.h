@@ -4,6 +4,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "platform/kel/String8.h"
 #include "platform/kel/ValueText.h"
@@ -23,12 +24,14 @@ class IntfId {
    bool empty() const { return name_.empty(); }
 
    friend bool operator==(const IntfId&, const IntfId&) = default;
+   // Natural order, as a switch lists its interfaces: "Ethernet2" before "Ethernet10".
    friend std::strong_ordering operator<=>(const IntfId& a, const IntfId& b) {
-      return a.name_ <=> b.name_;
+      return naturalCompare(a.name_.view(), b.name_.view());
    }
    friend std::ostream& operator<<(std::ostream& os, const IntfId& id) { return os << id.name_; }
 
  private:
+   static std::strong_ordering naturalCompare(std::string_view a, std::string_view b);
    Kel::String8 name_;
 };
 

@@ -96,3 +96,19 @@ TEST(EthPortIdTest, OrdersAndRefusesOutOfRange) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(IntfIdTest, OrdersNaturally) {
+   using Velnet::IntfId;
+   EXPECT_LT(IntfId("Ethernet2"), IntfId("Ethernet10"));
+   EXPECT_LT(IntfId("Ethernet1/2"), IntfId("Ethernet1/10"));
+   EXPECT_LT(IntfId("Ethernet9"), IntfId("Port-Channel1"));
+   EXPECT_LT(IntfId("Ethernet1"), IntfId("Ethernet1/1"));
+   EXPECT_NE(IntfId("Ethernet01"), IntfId("Ethernet1"));
+   EXPECT_NE(IntfId("Ethernet01") < IntfId("Ethernet1"), IntfId("Ethernet1") < IntfId("Ethernet01"))
+       << "a total order even for numbers with leading zeros";
+   EXPECT_FALSE(IntfId("Ethernet3") < IntfId("Ethernet3"));
+}
+
+}  // namespace
