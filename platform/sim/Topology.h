@@ -36,6 +36,7 @@ struct SwitchportEntry {
 
 // Everything a topology file describes, checked as a whole.
 struct Topology {
+   std::string name;  // the file it came from, for messages
    std::optional<Velnet::EthAddr> bridgeMacAddr;
    std::optional<double> hostAgingTime;
    std::vector<PortSpec> ports;
