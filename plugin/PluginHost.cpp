@@ -4,6 +4,7 @@
 
 #include "platform/kel/ActivityManager.h"
 #include "platform/snmputil/HandlerRegistration.h"
+#include "platform/statedb/StateDb.h"
 #include "plugin/SnmpdTraceSink.h"
 #include "snmp/NetSnmp.h"
 
@@ -13,6 +14,16 @@ namespace {
 Kel::TraceHandle snmpTrace("Snmp");
 
 constexpr const char* traceToken = "bridgesnmpTrace";
+constexpr const char* topologyToken = "bridgesnmpTopology";
+constexpr const char* controlSocketToken = "bridgesnmpControlSocket";
+constexpr const char* systemNameToken = "bridgesnmpSystemName";
+
+std::string trimmed(const char* line) {
+   std::string text = line ? line : "";
+   const auto first = text.find_first_not_of(" \t");
+   const auto last = text.find_last_not_of(" \t\r\n");
+   return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
+}
 
 }  // namespace
 
@@ -30,6 +41,11 @@ void PluginHost::load() {
    Kel::traceSinkIs(std::make_shared<SnmpdTraceSink>());
    snmpd_register_config_handler(traceToken, &PluginHost::onTraceLine, nullptr,
                                  "Facility/level[,Facility/level...]  (\"*\" for all)");
+   snmpd_register_config_handler(topologyToken, &PluginHost::onPlatformLine, nullptr,
+                                 "topology-file.yaml");
+   snmpd_register_config_handler(controlSocketToken, &PluginHost::onPlatformLine, nullptr,
+                                 "/path/to/control.sock");
+   snmpd_register_config_handler(systemNameToken, &PluginHost::onPlatformLine, nullptr, "name");
    if (netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_HAVE_READ_CONFIG)) {
       start();
    } else {
@@ -45,6 +61,11 @@ void PluginHost::start() {
    started_ = true;
    KEL_TRACE(snmpTrace, 1, "bridgesnmp starting");
    driver_ = std::make_unique<SnmpdLoopDriver>(Kel::ActivityManager::instance());
+   if (!systemName_.empty()) {
+      SnmpUtil::sysnameIs(systemName_);
+   }
+   platform_ = std::make_unique<Sim::SimulatedPlatform>(
+       Kel::ActivityManager::instance(), SnmpUtil::stateRoot(), platformOptions_);
    const std::size_t hooks = Snmp::AutoRegistree::callAll();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
 }
@@ -56,6 +77,10 @@ void PluginHost::unload() {
    snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG,
                             &PluginHost::onConfigRead, this, 1);
    snmpd_unregister_config_handler(traceToken);
+   snmpd_unregister_config_handler(topologyToken);
+   snmpd_unregister_config_handler(controlSocketToken);
+   snmpd_unregister_config_handler(systemNameToken);
+   platform_.reset();
    driver_.reset();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp unloaded");
    Kel::traceSinkIs(previousSink_);
@@ -77,6 +102,27 @@ void PluginHost::onTraceLine(const char*, char* line) {
    std::string error;
    if (!Kel::setTraceLevels(line ? line : "", &error)) {
       config_perror(error.c_str());
+   }
+}
+
+void PluginHost::onPlatformLine(const char* token, char* line) {
+   PluginHost& host = instance();
+   const std::string value = trimmed(line);
+   if (value.empty()) {
+      config_perror((std::string(token) + " needs a value").c_str());
+      return;
+   }
+   if (host.started_) {
+      config_perror((std::string(token) + " takes effect at the next start of snmpd").c_str());
+      return;
+   }
+   const std::string name = token;
+   if (name == topologyToken) {
+      host.platformOptions_.topologyPath = value;
+   } else if (name == controlSocketToken) {
+      host.platformOptions_.controlSocketPath = value;
+   } else {
+      host.systemName_ = value;
    }
 }
 

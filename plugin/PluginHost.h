@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/kel/Trace.h"
+#include "platform/sim/SimulatedPlatform.h"
 #include "plugin/SnmpdLoopDriver.h"
 
 namespace Plugin {
@@ -29,11 +30,17 @@ class PluginHost {
    void start();
    static int onConfigRead(int major, int minor, void* serverArg, void* clientArg);
    static void onTraceLine(const char* token, char* line);
+   static void onPlatformLine(const char* token, char* line);
 
    bool loaded_ = false;
    bool started_ = false;
    std::shared_ptr<Kel::TraceSink> previousSink_;
    std::unique_ptr<SnmpdLoopDriver> driver_;
+   // From snmpd.conf: the simulated switch's topology file and control socket, and the
+   // system name that entity paths print as "/<sysname>/".
+   Sim::PlatformOptions platformOptions_;
+   std::string systemName_;
+   std::unique_ptr<Sim::SimulatedPlatform> platform_;
 };
 
 }  // namespace Plugin

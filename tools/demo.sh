@@ -94,6 +94,9 @@ start_demo() {
       exit 1
    fi
    snmpd=$(find_snmpd)
+   topology=${TOPOLOGY:-$(cd "$(dirname "$0")/.." && pwd)/examples/lab-switch.yaml}
+   socket="$builddir/demo/control.sock"
+   bridgectl="$builddir/tools/bridgectl --socket $socket"
 
    stop_demo || true
    mkdir -p "$(demo_dir)/persist" "$(demo_dir)/mibs" "$(demo_dir)/client"
@@ -106,7 +109,10 @@ rocommunity public 127.0.0.1
 rwcommunity private 127.0.0.1
 dontLogTCPWrappersConnects yes
 dlmod bridgesnmp $plugin
-bridgesnmpTrace ${BRIDGESNMP_TRACE:-Snmp/1}
+bridgesnmpTrace ${BRIDGESNMP_TRACE:-Snmp/1,SimSwitch/1}
+bridgesnmpTopology $topology
+bridgesnmpControlSocket $socket
+bridgesnmpSystemName demo
 EOF
    : >"$log"
    : >"$out"
@@ -161,6 +167,15 @@ Try:
       the BRIDGE-MIB subtree
   snmpset -v2c -c private 127.0.0.1:$port 1.3.6.1.2.1.17.1.3.0 i 3
       refused with notWritable
+
+The simulated switch ($topology) takes live commands:
+  $bridgectl show summary
+  $bridgectl show vlans
+  $bridgectl learn 10 02:00:00:00:10:01 Ethernet9
+  $bridgectl move 10 02:00:00:00:10:01 Ethernet10
+  $bridgectl show fdb 10
+  $bridgectl link Ethernet9 down
+  $bridgectl burst 10000 8
 
 Log:           $log
 Configuration: $conf

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/bridging/VlanId.h"
+#include "platform/sim/Switch.h"
+#include "platform/velnet/EthAddr.h"
+
+namespace Sim {
+
+// The simulated switch's command language: one command per line, words separated by
+// blanks. A word with blanks or quotes in it is written in double quotes, inside which a
+// backslash makes the next character literal (\" for a quote). Keywords are lower case.
+//
+//   learn <vlan> <mac> <intf> [<entry-type>]   learn (or refresh, or move) a host
+//   move <vlan> <mac> <intf>                   move a learned host to another interface
+//   age <vlan> <mac>                           age a learned host out now
+//   flush [vlan <vlan>] [intf <intf>]          remove learned hosts (all without filters)
+//   burst <count> <ports> [seed <n>]           learn <count> random hosts on <ports> ports
+//   link <intf> up|down
+//   vlan add <vlan> [name <name>]              create a VLAN (refused if it exists)
+//   vlan del <vlan>
+//   vlan internal <vlan> on|off
+//   vlan hidden <vlan> on|off
+//   vlan state <vlan> active|suspended
+//   vlan name <vlan> <name>
+//   switchport <intf> access <vlan>            access port of <vlan>
+//   switchport <intf> trunk [native <vlan>|none] [allowed <list>]
+//   switchport <intf> mode <mode>              access, trunk, dot1q-tunnel, tap, tool, routed
+//   static add <vlan> <mac> <intf>
+//   static del <vlan> <mac>
+//   aging <seconds>                            host aging time; 0 disables aging
+//   show [summary|ports|vlans|switchports|fdb [<vlan>]]
+//   trace <facility/level>[,<facility/level>...]
+//   help
+//
+// <entry-type> is learnedDynamic (the default), learnedRemote, configuredStatic,
+// peerStatic, router or management. A switchport command keeps the settings it does not
+// name (a trunk keeps its access VLAN, "mode" keeps both VLAN settings).
+//
+// The reply is "ok" or "error: <reason>" on its first line, then the body, every line
+// ending in '\n'. learn answers "learned", "refreshed" or "moved"; flush "flushed <n>";
+// burst "learned <n>" (the hosts that were new); show and help their text.
+//
+// A command is parsed completely before the switch is touched, and the switch refuses an
+// operation it cannot do without changing anything, so a refused command changes nothing.
+
+// Ranges the parser accepts.
+inline constexpr std::uint64_t maxBurstCount = 1000000;
+inline constexpr std::uint64_t maxBurstPorts = 100000;
+inline constexpr double maxAgingSeconds = 1000000.0;
+
+// A parsed command; running it returns the reply body (raises CommandError, or the
+// switch's own exceptions, when the switch refuses).
+using CommandAction = std::function<std::string(Switch&)>;
+
+// Splits a command line into words, honouring double quotes. Raises CommandError on an
+// unterminated quote, a backslash at the end of a quoted word or a control character.
+std::vector<std::string> splitCommandLine(std::string_view line);
+// Joins words into a command line, quoting those that need it; splitCommandLine() gives the
+// words back.
+std::string joinCommandLine(const std::vector<std::string>& words);
+
+// Parses one command's words; raises CommandError naming the problem. Used by the
+// interpreter and, to check a command before sending it, by bridgectl.
+CommandAction parseCommand(const std::vector<std::string>& words);
+
+// Word parsers, each raising CommandError with a one-line reason.
+// "VLAN 5000 is outside 1-4094", "VLAN 'x' is not a number".
+Bridging::VlanId parseVlanWord(std::string_view word);
+// "'zz' is not a MAC address".
+Velnet::EthAddr parseMacWord(std::string_view word);
+// A decimal number without sign or trailing text, within [min, max]; `what` names it in
+// the reason ("burst count 0 is outside 1-1000000").
+std::uint64_t parseNumberWord(std::string_view word, std::string_view what, std::uint64_t min,
+                              std::uint64_t max);
+
+// The command summary that "help" answers with, one command a line.
+std::string commandHelpText();
+
+// Runs command lines against one switch.
+class CommandInterpreter {
+ public:
+   explicit CommandInterpreter(Switch& sw) : sw_(sw) {}
+
+   // One line (without its newline) in, the whole reply out: "ok\n<body>" or
+   // "error: <reason>\n". Never throws for a bad or refused command.
+   std::string execute(std::string_view line);
+
+ private:
+   Switch& sw_;
+};
+
+}  // namespace Sim

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "platform/kel/ActivityManager.h"
+#include "platform/sim/Switch.h"
+
+namespace Sim {
+
+// Where the control socket is when nothing says otherwise: $XDG_RUNTIME_DIR/bridgesnmp.sock
+// when XDG_RUNTIME_DIR is set (and not empty), else /tmp/bridgesnmp-<uid>.sock.
+std::string defaultControlSocketPath();
+
+// Limits of the control server.
+struct ControlServerLimits {
+   // Longest command line accepted, without its newline.
+   std::size_t maxLineLength = 4096;
+   // Connections served at once; further ones are answered with an error and closed.
+   std::size_t maxConnections = 32;
+   // Seconds a client may take to send its line, and then to take its reply.
+   double idleTimeout = 10.0;
+};
+
+// Live control of the simulated switch: a Unix-domain stream socket on which each
+// connection carries one command line (ending in '\n') and gets the interpreter's reply,
+// after which the server closes it (see CommandInterpreter.h for the commands and the
+// reply).
+//
+// The socket file is created with mode 0600. A stale socket file at the path is replaced;
+// one that a process still listens on, or a file that is not a socket, is not. Only root
+// and the server's own effective user may issue commands (checked with SO_PEERCRED);
+// anyone else gets "error: not authorised" and nothing changes.
+//
+// Everything runs on the manager's thread through its fd reactors and clock; nothing
+// blocks. A client that sends part of a line and stalls holds only its own buffer, and is
+// closed after limits.idleTimeout seconds; a line longer than limits.maxLineLength is
+// refused. A reply the client does not take at once is sent as the socket drains.
+class ControlServer {
+ public:
+   // Raises std::runtime_error("control socket <path>: <reason>") when the socket cannot
+   // be set up.
+   ControlServer(Switch& sw, Kel::ActivityManager& manager, std::string path,
+                 ControlServerLimits limits = {});
+   // Closes the connections and the socket and removes the socket file (if it is still the
+   // one this server made).
+   ~ControlServer();
+   ControlServer(const ControlServer&) = delete;
+   ControlServer& operator=(const ControlServer&) = delete;
+
+   const std::string& path() const;
+   // Client connections open now.
+   std::size_t connections() const;
+
+   // Whether a peer with this effective user id may issue commands to a server running as
+   // `serverUid`: root and the server's own user may.
+   static bool authorised(uid_t peerUid, uid_t serverUid) {
+      return peerUid == 0 || peerUid == serverUid;
+   }
+
+ private:
+   class Impl;
+   std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace Sim

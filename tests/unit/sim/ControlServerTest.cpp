@@ -1,0 +1,529 @@
+// The control socket on a private manager driven by a StandaloneLoop: clients are plain
+// sockets of the test itself, and the loop is run pass by pass until they have their reply.
+
+#include "platform/sim/ControlServer.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "platform/kel/ActivityManager.h"
+#include "platform/kel/StandaloneLoop.h"
+#include "platform/kel/Time.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Passes of the loop a client waits for its reply at most; each pass handles all pending
+// input at once, so a handful is enough.
+constexpr int maxPasses = 200;
+
+// A client of the control socket, reading without blocking.
+class Client {
+ public:
+   explicit Client(const std::string& path) {
+      fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+      connected_ = ::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+      ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) | O_NONBLOCK);
+   }
+   ~Client() { ::close(fd_); }
+   Client(const Client&) = delete;
+   Client& operator=(const Client&) = delete;
+
+   bool connected() const { return connected_; }
+
+   void send(const std::string& text) {
+      std::size_t sent = 0;
+      while (sent < text.size()) {
+         const ssize_t n = ::send(fd_, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
+         ASSERT_GT(n, 0) << std::strerror(errno);
+         sent += static_cast<std::size_t>(n);
+      }
+   }
+   void endInput() { ::shutdown(fd_, SHUT_WR); }
+
+   // Reads what has arrived; true once the server has closed the connection.
+   bool receive() {
+      char buffer[65536];
+      for (;;) {
+         const ssize_t n = ::recv(fd_, buffer, sizeof buffer, 0);
+         if (n > 0) {
+            reply_.append(buffer, static_cast<std::size_t>(n));
+         } else if (n == 0 || (errno == ECONNRESET && !reply_.empty())) {
+            closed_ = true;
+            return true;
+         } else {
+            return false;
+         }
+      }
+   }
+
+   bool closed() const { return closed_; }
+   const std::string& reply() const { return reply_; }
+
+ private:
+   int fd_ = -1;
+   bool connected_ = false;
+   bool closed_ = false;
+   std::string reply_;
+};
+
+class ControlServerTest : public ::testing::Test {
+ protected:
+   void SetUp() override {
+      char pattern[] = "/tmp/controlserver-test-XXXXXX";
+      ASSERT_NE(::mkdtemp(pattern), nullptr);
+      dir = pattern;
+      socketPath = (dir / "control.sock").string();
+      sw.newPort({"Ethernet1", 1, 1, true});
+      sw.newPort({"Ethernet2", 2, 2, true});
+      sw.vlanIs({Bridging::VlanId(10), "ten"});
+      sw.switchportIs("Ethernet1", {Bridging::SwitchportMode::access, Bridging::VlanId(10)});
+      sw.switchportIs("Ethernet2", {Bridging::SwitchportMode::access, Bridging::VlanId(10)});
+   }
+
+   void TearDown() override {
+      server.reset();
+      std::error_code ignored;
+      fs::remove_all(dir, ignored);
+   }
+
+   Sim::ControlServer& start(Sim::ControlServerLimits limits = {}) {
+      server = std::make_unique<Sim::ControlServer>(sw, manager, socketPath, limits);
+      return *server;
+   }
+
+   // Runs the loop until the client has its whole reply (the server closed the connection).
+   std::string await(Client& client) {
+      for (int i = 0; i < maxPasses && !client.closed(); ++i) {
+         loop.runOnce(0);
+         client.receive();
+      }
+      EXPECT_TRUE(client.closed()) << "no complete reply; so far: " << client.reply();
+      return client.reply();
+   }
+
+   std::string roundTrip(const std::string& text) {
+      Client client(socketPath);
+      EXPECT_TRUE(client.connected());
+      client.send(text);
+      return await(client);
+   }
+
+   void runPasses(int passes) {
+      for (int i = 0; i < passes; ++i) {
+         loop.runOnce(0);
+      }
+   }
+
+   bool linkUp(const char* intf) const {
+      for (const Sim::PortSpec& port : sw.ports()) {
+         if (port.name == Velnet::IntfId(intf)) {
+            return port.linkUp;
+         }
+      }
+      ADD_FAILURE() << "no port " << intf;
+      return false;
+   }
+
+   Kel::ScopedFakeTime time{2000.0};
+   Kel::ActivityManager manager;
+   Kel::StandaloneLoop loop{manager};
+   Sim::Switch sw{manager};
+   fs::path dir;
+   std::string socketPath;
+   std::unique_ptr<Sim::ControlServer> server;
+};
+
+TEST_F(ControlServerTest, SocketFileHasMode0600WhateverTheUmask) {
+   const mode_t previous = ::umask(0);
+   start();
+   ::umask(previous);
+
+   struct stat st {};
+   ASSERT_EQ(::lstat(socketPath.c_str(), &st), 0);
+   EXPECT_TRUE(S_ISSOCK(st.st_mode));
+   EXPECT_EQ(st.st_mode & 07777, 0600u);
+   // The process's umask is left as it was.
+   const mode_t now = ::umask(previous);
+   EXPECT_EQ(now, previous);
+}
+
+TEST_F(ControlServerTest, CommandRoundTripChangesTheSwitch) {
+   start();
+
+   EXPECT_EQ(roundTrip("link Ethernet1 down\n"), "ok\n");
+   EXPECT_FALSE(linkUp("Ethernet1"));
+   EXPECT_EQ(roundTrip("show ports\r\n"), "ok\n" + sw.show("ports"));
+   EXPECT_EQ(roundTrip("link Ethernet9 down\n"), "error: no interface Ethernet9\n");
+   EXPECT_EQ(server->connections(), 0u);
+}
+
+TEST_F(ControlServerTest, OnlyTheFirstLineOfAConnectionIsRun) {
+   start();
+
+   EXPECT_EQ(roundTrip("link Ethernet1 down\nlink Ethernet2 down\n"), "ok\n");
+   EXPECT_FALSE(linkUp("Ethernet1"));
+   EXPECT_TRUE(linkUp("Ethernet2"));
+}
+
+TEST_F(ControlServerTest, StalledPartialLineDoesNotHoldUpOtherClients) {
+   start();
+   Client slow(socketPath);
+   slow.send("link Ether");
+   runPasses(3);
+   ASSERT_EQ(server->connections(), 1u);
+
+   EXPECT_EQ(roundTrip("link Ethernet2 down\n"), "ok\n");
+   EXPECT_FALSE(linkUp("Ethernet2"));
+   slow.receive();
+   EXPECT_FALSE(slow.closed());
+   EXPECT_EQ(slow.reply(), "");
+   EXPECT_TRUE(linkUp("Ethernet1"));
+   EXPECT_EQ(server->connections(), 1u);
+
+   slow.send("net1 down\n");
+   EXPECT_EQ(await(slow), "ok\n");
+   EXPECT_FALSE(linkUp("Ethernet1"));
+   EXPECT_EQ(server->connections(), 0u);
+}
+
+TEST_F(ControlServerTest, InterleavedClientsEachGetTheirOwnReply) {
+   start();
+   Client first(socketPath);
+   Client second(socketPath);
+   first.send("learn 10 00:1c:73:00:00:01 ");
+   second.send("learn 10 00:1c:73:00:00:02 Ethernet2\n");
+   runPasses(3);
+   first.send("Ethernet1\n");
+
+   EXPECT_EQ(await(second), "ok\nlearned\n");
+   EXPECT_EQ(await(first), "ok\nlearned\n");
+   const auto fdb = sw.status()->fdbStatus(Bridging::Fid(10));
+   ASSERT_TRUE(fdb);
+   EXPECT_EQ(fdb->learnedHost(*Velnet::EthAddr::parse("00:1c:73:00:00:01")).intf,
+             Velnet::IntfId("Ethernet1"));
+   EXPECT_EQ(fdb->learnedHost(*Velnet::EthAddr::parse("00:1c:73:00:00:02")).intf,
+             Velnet::IntfId("Ethernet2"));
+}
+
+TEST_F(ControlServerTest, IdleClientIsClosedAfterTheTimeout) {
+   start({.idleTimeout = 5.0});
+   Client idle(socketPath);
+   idle.send("flush");
+   ASSERT_EQ(
+       sw.learn(Bridging::VlanId(10), *Velnet::EthAddr::parse("00:1c:73:00:00:01"), "Ethernet1"),
+       Sim::LearnOutcome::learned);
+   runPasses(3);
+   ASSERT_EQ(server->connections(), 1u);
+
+   time.advance(4.0);
+   runPasses(3);
+   EXPECT_EQ(server->connections(), 1u);
+   time.advance(1.5);
+
+   EXPECT_EQ(await(idle), "error: timed out waiting for the command line\n");
+   EXPECT_EQ(server->connections(), 0u);
+   EXPECT_EQ(sw.learnedHosts(), 1u);
+}
+
+TEST_F(ControlServerTest, InputEndingBeforeTheNewlineRunsNothing) {
+   start();
+   ASSERT_EQ(
+       sw.learn(Bridging::VlanId(10), *Velnet::EthAddr::parse("00:1c:73:00:00:01"), "Ethernet1"),
+       Sim::LearnOutcome::learned);
+   Client client(socketPath);
+   client.send("flush");
+   client.endInput();
+
+   EXPECT_EQ(await(client), "error: connection closed before the end of the command line\n");
+   EXPECT_EQ(sw.learnedHosts(), 1u);
+}
+
+TEST_F(ControlServerTest, OverLongLineIsRefused) {
+   start();
+
+   EXPECT_EQ(roundTrip("link Ethernet1 down" + std::string(5000, ' ') + "\n"),
+             "error: command line longer than 4096 bytes\n");
+   EXPECT_TRUE(linkUp("Ethernet1"));
+   // A line of exactly the limit is taken.
+   std::string longest = "link Ethernet1 down";
+   longest.resize(4096, ' ');
+   EXPECT_EQ(roundTrip(longest + "\n"), "ok\n");
+   EXPECT_FALSE(linkUp("Ethernet1"));
+   std::string oneMore = "link Ethernet2 down";
+   oneMore.resize(4097, ' ');
+   EXPECT_EQ(roundTrip(oneMore + "\n"), "error: command line longer than 4096 bytes\n");
+   EXPECT_TRUE(linkUp("Ethernet2"));
+}
+
+TEST_F(ControlServerTest, ConnectionsBeyondTheLimitAreTurnedAway) {
+   start({.maxConnections = 2});
+   Client first(socketPath);
+   Client second(socketPath);
+   first.send("show");
+   second.send("show");
+   runPasses(3);
+   ASSERT_EQ(server->connections(), 2u);
+
+   Client third(socketPath);
+   EXPECT_EQ(await(third), "error: too many control connections\n");
+   EXPECT_EQ(server->connections(), 2u);
+   first.send("\n");
+   EXPECT_EQ(await(first), "ok\n" + sw.show("summary"));
+}
+
+TEST_F(ControlServerTest, LargeReplyIsSentAsTheClientTakesIt) {
+   start();
+   ASSERT_GT(sw.burst(30000, 2, 3), 29000u);
+   const std::string expected = "ok\n" + sw.show("fdb");
+   ASSERT_GT(expected.size(), 1000000u);
+
+   Client client(socketPath);
+   client.send("show fdb\n");
+   runPasses(3);
+   // Not all of it fits in the socket at once: the server still holds the rest.
+   ASSERT_EQ(server->connections(), 1u);
+   // The reply is larger than the socket buffers: the server sends it in pieces as the
+   // client drains the socket, on its resend wake-ups.
+   for (int i = 0; i < 20000 && !client.closed(); ++i) {
+      loop.runOnce(0);
+      client.receive();
+      time.advance(0.05);
+   }
+
+   EXPECT_TRUE(client.closed());
+   EXPECT_EQ(client.reply().size(), expected.size());
+   EXPECT_TRUE(client.reply() == expected);
+   EXPECT_EQ(server->connections(), 0u);
+}
+
+TEST_F(ControlServerTest, StaleSocketFileIsReplaced) {
+   // A socket file nobody listens on, as a crashed server leaves behind.
+   const int stale = ::socket(AF_UNIX, SOCK_STREAM, 0);
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+   ASSERT_EQ(::bind(stale, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+   ::close(stale);
+   ASSERT_TRUE(fs::is_socket(socketPath));
+
+   start();
+
+   EXPECT_EQ(roundTrip("link Ethernet1 down\n"), "ok\n");
+   EXPECT_FALSE(linkUp("Ethernet1"));
+}
+
+TEST_F(ControlServerTest, SocketAnotherServerListensOnIsLeftAlone) {
+   start();
+   Kel::ActivityManager otherManager;
+
+   try {
+      Sim::ControlServer second(sw, otherManager, socketPath);
+      ADD_FAILURE() << "a second server took over the socket";
+   } catch (const std::runtime_error& e) {
+      EXPECT_EQ(std::string(e.what()),
+                "control socket " + socketPath + ": another process is listening on it");
+   }
+   EXPECT_EQ(roundTrip("link Ethernet1 down\n"), "ok\n");
+}
+
+TEST_F(ControlServerTest, FileThatIsNotASocketIsRefused) {
+   std::ofstream(socketPath) << "precious\n";
+
+   try {
+      start();
+      ADD_FAILURE() << "the file was replaced";
+   } catch (const std::runtime_error& e) {
+      EXPECT_EQ(std::string(e.what()),
+                "control socket " + socketPath + ": exists and is not a socket");
+   }
+
+   std::ifstream in(socketPath);
+   std::string content;
+   std::getline(in, content);
+   EXPECT_EQ(content, "precious");
+   EXPECT_TRUE(manager.fdReactors().empty());
+}
+
+TEST_F(ControlServerTest, MissingDirectoryIsReportedWithThePath) {
+   socketPath = (dir / "absent" / "control.sock").string();
+
+   try {
+      start();
+      ADD_FAILURE() << "a socket in a missing directory was made";
+   } catch (const std::runtime_error& e) {
+      EXPECT_EQ(std::string(e.what()),
+                "control socket " + socketPath + ": " + std::strerror(ENOENT));
+   }
+}
+
+TEST_F(ControlServerTest, OverLongPathIsRefused) {
+   socketPath = (dir / std::string(120, 'x')).string();
+
+   EXPECT_THROW(start(), std::runtime_error);
+   EXPECT_FALSE(fs::exists(socketPath));
+}
+
+TEST_F(ControlServerTest, DestructorRemovesTheSocketFileAndItsReactors) {
+   start();
+   Client pending(socketPath);
+   pending.send("show");
+   runPasses(3);
+   ASSERT_EQ(manager.fdReactors().size(), 2u);
+
+   server.reset();
+
+   EXPECT_TRUE(manager.fdReactors().empty());
+   EXPECT_FALSE(fs::exists(socketPath));
+   pending.receive();
+   EXPECT_TRUE(pending.closed());
+}
+
+TEST_F(ControlServerTest, DestructorLeavesAReplacementSocketFileAlone) {
+   start();
+   fs::remove(socketPath);
+   std::ofstream(socketPath) << "someone else's\n";
+
+   server.reset();
+
+   EXPECT_TRUE(fs::exists(socketPath));
+}
+
+TEST_F(ControlServerTest, PeersOfAnotherUserAreNotAuthorised) {
+   if (::geteuid() != 0) {
+      GTEST_SKIP() << "needs root to connect as another user";
+   }
+   start();
+   // Let the other user reach the socket at all; the server's own check must stop it.
+   ASSERT_EQ(::chmod(dir.c_str(), 0755), 0);
+   ASSERT_EQ(::chmod(socketPath.c_str(), 0666), 0);
+   int pipeFds[2];
+   ASSERT_EQ(::pipe(pipeFds), 0);
+
+   const pid_t child = ::fork();
+   ASSERT_GE(child, 0);
+   if (child == 0) {
+      // As "nobody": send a command and pass the reply back through the pipe.
+      ::close(pipeFds[0]);
+      if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
+         ::_exit(10);
+      }
+      const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+      if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+         ::_exit(11);
+      }
+      const char line[] = "link Ethernet1 down\n";
+      if (::send(fd, line, sizeof line - 1, MSG_NOSIGNAL) != sizeof line - 1) {
+         ::_exit(12);
+      }
+      char buffer[256];
+      ssize_t n;
+      while ((n = ::recv(fd, buffer, sizeof buffer, 0)) > 0) {
+         if (::write(pipeFds[1], buffer, static_cast<std::size_t>(n)) != n) {
+            ::_exit(13);
+         }
+      }
+      ::_exit(0);
+   }
+   ::close(pipeFds[1]);
+
+   // Serve until the child has ended; bounded, in case it never connects.
+   int status = 0;
+   bool ended = false;
+   for (int i = 0; i < 500 && !ended; ++i) {
+      loop.runOnce(0.01);
+      ended = ::waitpid(child, &status, WNOHANG) == child;
+   }
+   if (!ended) {
+      ::kill(child, SIGKILL);
+      ::waitpid(child, &status, 0);
+   }
+   std::string reply;
+   char buffer[256];
+   ssize_t n;
+   while ((n = ::read(pipeFds[0], buffer, sizeof buffer)) > 0) {
+      reply.append(buffer, static_cast<std::size_t>(n));
+   }
+   ::close(pipeFds[0]);
+
+   ASSERT_TRUE(ended);
+   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+   EXPECT_EQ(reply, "error: not authorised\n");
+   EXPECT_TRUE(linkUp("Ethernet1"));
+}
+
+TEST(ControlServerAuthorisationTest, RootAndTheServersOwnUserMayCommand) {
+   EXPECT_TRUE(Sim::ControlServer::authorised(0, 1000));
+   EXPECT_TRUE(Sim::ControlServer::authorised(1000, 1000));
+   EXPECT_TRUE(Sim::ControlServer::authorised(0, 0));
+   EXPECT_FALSE(Sim::ControlServer::authorised(1001, 1000));
+   EXPECT_FALSE(Sim::ControlServer::authorised(1000, 0));
+}
+
+// Sets or unsets an environment variable for its lifetime.
+class ScopedEnv {
+ public:
+   ScopedEnv(const char* name, const char* value) : name_(name) {
+      if (const char* old = std::getenv(name)) {
+         old_ = old;
+      }
+      if (value) {
+         ::setenv(name, value, 1);
+      } else {
+         ::unsetenv(name);
+      }
+   }
+   ~ScopedEnv() {
+      if (old_) {
+         ::setenv(name_, old_->c_str(), 1);
+      } else {
+         ::unsetenv(name_);
+      }
+   }
+
+ private:
+   const char* name_;
+   std::optional<std::string> old_;
+};
+
+TEST(DefaultControlSocketPathTest, UsesTheRuntimeDirectoryWhenThereIsOne) {
+   {
+      ScopedEnv env("XDG_RUNTIME_DIR", "/run/user/1234");
+      EXPECT_EQ(Sim::defaultControlSocketPath(), "/run/user/1234/bridgesnmp.sock");
+   }
+   {
+      ScopedEnv env("XDG_RUNTIME_DIR", nullptr);
+      EXPECT_EQ(Sim::defaultControlSocketPath(),
+                "/tmp/bridgesnmp-" + std::to_string(::getuid()) + ".sock");
+   }
+   {
+      ScopedEnv env("XDG_RUNTIME_DIR", "");
+      EXPECT_EQ(Sim::defaultControlSocketPath(),
+                "/tmp/bridgesnmp-" + std::to_string(::getuid()) + ".sock");
+   }
+}
+
+}  // namespace

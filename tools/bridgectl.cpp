@@ -1,0 +1,318 @@
+// bridgectl: live control of the simulated switch inside a running bridgesnmp plug-in (or
+// any process serving its control socket). Each invocation sends one command line and
+// prints the reply's body.
+//
+// Exit status: 0 when the switch did it, 1 when it refused (the reason on stderr), 2 for a
+// bad command line (nothing is sent), 3 when the control socket cannot be reached or does
+// not answer.
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/sim/CommandInterpreter.h"
+#include "platform/sim/ControlServer.h"
+
+namespace {
+
+constexpr int exitRefused = 1;
+constexpr int exitUsage = 2;
+constexpr int exitUnreachable = 3;
+// Seconds to wait for the server's reply.
+constexpr int replyTimeoutSeconds = 30;
+
+// One command of the switch's language as a subcommand: its keyword(s), then positional
+// arguments in order, then optionally the remaining words (keyword-value pairs).
+class CommandDef {
+ public:
+   CommandDef(CLI::App& parent, std::vector<std::string> keywords, const std::string& name,
+              const std::string& description)
+       : keywords_(std::move(keywords)), app_(parent.add_subcommand(name, description)) {}
+
+   CommandDef& arg(const std::string& name, const std::string& help, bool required = true) {
+      values_.emplace_back();
+      CLI::Option* option = app_->add_option(name, values_.back(), help);
+      if (required) {
+         option->required();
+      }
+      options_.push_back(option);
+      return *this;
+   }
+
+   CommandDef& rest(const std::string& name, const std::string& help) {
+      app_->add_option(name, rest_, help);
+      return *this;
+   }
+
+   CLI::App* app() const { return app_; }
+   bool parsed() const { return app_->parsed(); }
+
+   // The command's words as the switch reads them.
+   std::vector<std::string> words() const {
+      std::vector<std::string> words = keywords_;
+      for (std::size_t i = 0; i < options_.size(); ++i) {
+         if (options_[i]->count() > 0) {
+            words.push_back(values_[i]);
+         }
+      }
+      words.insert(words.end(), rest_.begin(), rest_.end());
+      return words;
+   }
+
+ private:
+   std::vector<std::string> keywords_;
+   CLI::App* app_;
+   std::deque<std::string> values_;  // stable addresses for CLI11 to fill
+   std::vector<CLI::Option*> options_;
+   std::vector<std::string> rest_;
+};
+
+std::string defaultSocket() {
+   const char* fromEnvironment = std::getenv("BRIDGESNMP_CONTROL_SOCKET");
+   if (fromEnvironment && *fromEnvironment) {
+      return fromEnvironment;
+   }
+   return Sim::defaultControlSocketPath();
+}
+
+struct Failure {
+   int status;
+   std::string message;
+};
+
+// Sends `line` to the control socket and returns the whole reply.
+std::string sendCommand(const std::string& path, const std::string& line) {
+   sockaddr_un address{};
+   if (path.empty() || path.size() >= sizeof address.sun_path) {
+      throw Failure{exitUnreachable, "cannot connect to " + path + ": not a usable socket path"};
+   }
+   address.sun_family = AF_UNIX;
+   std::memcpy(address.sun_path, path.data(), path.size());
+   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+   if (fd < 0) {
+      throw Failure{exitUnreachable, std::string("socket: ") + std::strerror(errno)};
+   }
+   struct Closer {
+      int fd;
+      ~Closer() { ::close(fd); }
+   } closer{fd};
+   if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+      throw Failure{exitUnreachable, "cannot connect to " + path + ": " + std::strerror(errno)};
+   }
+   const timeval timeout{replyTimeoutSeconds, 0};
+   ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+   ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
+
+   const std::string request = line + "\n";
+   std::size_t sent = 0;
+   while (sent < request.size()) {
+      const ssize_t n = ::send(fd, request.data() + sent, request.size() - sent, MSG_NOSIGNAL);
+      if (n < 0 && errno == EINTR) {
+         continue;
+      }
+      if (n < 0) {
+         // The server may have answered and closed already (a refused line): read on.
+         break;
+      }
+      sent += static_cast<std::size_t>(n);
+   }
+
+   std::string reply;
+   char buffer[8192];
+   for (;;) {
+      const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
+      if (n > 0) {
+         reply.append(buffer, static_cast<std::size_t>(n));
+         continue;
+      }
+      if (n == 0) {
+         break;
+      }
+      if (errno == EINTR) {
+         continue;
+      }
+      if (errno == ECONNRESET && !reply.empty()) {
+         break;
+      }
+      if (errno == EAGAIN || errno == EWOULDBLOCK) {
+         throw Failure{exitUnreachable, "no reply from " + path + " within " +
+                                            std::to_string(replyTimeoutSeconds) + " seconds"};
+      }
+      throw Failure{exitUnreachable, "reading from " + path + ": " + std::strerror(errno)};
+   }
+   return reply;
+}
+
+// Prints the reply and returns the exit status it stands for.
+int report(const std::string& path, const std::string& reply) {
+   const std::size_t end = reply.find('\n');
+   const std::string first = reply.substr(0, end);
+   const std::string body = end == std::string::npos ? std::string() : reply.substr(end + 1);
+   if (first == "ok") {
+      std::cout << body << std::flush;
+      return 0;
+   }
+   static const std::string errorPrefix = "error: ";
+   if (first.compare(0, errorPrefix.size(), errorPrefix) == 0) {
+      std::cerr << "bridgectl: " << first.substr(errorPrefix.size()) << std::endl;
+      return exitRefused;
+   }
+   std::cerr << "bridgectl: unexpected reply from " << path << ": '" << first << "'" << std::endl;
+   return exitUnreachable;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+   CLI::App app{
+       "Live control of the simulated switch through its control socket. Each command is "
+       "sent as one line; the reply's text is printed.\n"
+       "Exit status: 0 done, 1 refused by the switch, 2 bad command line, 3 socket "
+       "unreachable.",
+       "bridgectl"};
+   std::string socketPath = defaultSocket();
+   app.add_option("-s,--socket", socketPath,
+                  "the control socket (default: $BRIDGESNMP_CONTROL_SOCKET, else "
+                  "$XDG_RUNTIME_DIR/bridgesnmp.sock, else /tmp/bridgesnmp-<uid>.sock)")
+       ->capture_default_str();
+   app.require_subcommand(1);
+
+   std::vector<std::unique_ptr<CommandDef>> commands;
+   auto define = [&](CLI::App& parent, std::vector<std::string> keywords,
+                     const std::string& description) -> CommandDef& {
+      const std::string name = keywords.back();
+      commands.push_back(
+          std::make_unique<CommandDef>(parent, std::move(keywords), name, description));
+      return *commands.back();
+   };
+
+   define(app, {"learn"}, "learn a host (or refresh it, or move it if seen elsewhere)")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("mac", "MAC address, e.g. 00:1c:73:00:00:01")
+       .arg("intf", "interface, e.g. Ethernet1")
+       .arg("entry-type",
+            "learnedDynamic (default), learnedRemote, configuredStatic, peerStatic, router, "
+            "management",
+            false);
+   define(app, {"move"}, "move a learned host to another interface")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("mac", "MAC address")
+       .arg("intf", "the interface it moves to");
+   define(app, {"age"}, "age a learned host out now")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("mac", "MAC address");
+   define(app, {"flush"}, "remove learned hosts: all, or of a VLAN and/or an interface")
+       .rest("filters", "vlan <vlan> and/or intf <intf>");
+   define(app, {"burst"}, "learn <count> random hosts spread over the first <ports> ports")
+       .arg("count", "how many hosts")
+       .arg("ports", "over how many ports")
+       .rest("seed", "seed <n>: the same seed gives the same addresses (default 1)");
+   define(app, {"link"}, "bring an interface's link up or down")
+       .arg("intf", "interface")
+       .arg("state", "up or down");
+
+   CLI::App* vlan = app.add_subcommand("vlan", "create, delete and change VLANs");
+   vlan->require_subcommand(1);
+   define(*vlan, {"vlan", "add"}, "create a VLAN")
+       .arg("vlan", "VLAN 1-4094")
+       .rest("name", "name <name>");
+   define(*vlan, {"vlan", "del"}, "delete a VLAN").arg("vlan", "VLAN 1-4094");
+   define(*vlan, {"vlan", "internal"}, "mark a VLAN internal (reserved by the switch)")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("on-off", "on or off");
+   define(*vlan, {"vlan", "hidden"}, "hide a VLAN from view")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("on-off", "on or off");
+   define(*vlan, {"vlan", "state"}, "set a VLAN's administrative state")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("state", "active or suspended");
+   define(*vlan, {"vlan", "name"}, "name a VLAN")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("name", "the name (\"\" for none)");
+
+   define(app, {"switchport"},
+          "configure a switchport: <intf> access <vlan> | <intf> trunk [native <vlan>|none] "
+          "[allowed <list>] | <intf> mode <mode>")
+       .arg("intf", "interface")
+       .arg("setting", "access, trunk or mode")
+       .rest("values", "the setting's values");
+
+   CLI::App* statics = app.add_subcommand("static", "add and delete static hosts");
+   statics->require_subcommand(1);
+   define(*statics, {"static", "add"}, "add a static host")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("mac", "MAC address")
+       .arg("intf", "interface");
+   define(*statics, {"static", "del"}, "delete a static host")
+       .arg("vlan", "VLAN 1-4094")
+       .arg("mac", "MAC address");
+
+   define(app, {"aging"}, "set the host aging time").arg("seconds", "seconds; 0 disables aging");
+   define(app, {"show"}, "show the switch's state")
+       .arg("what", "summary (default), ports, vlans, switchports or fdb", false)
+       .arg("vlan", "with fdb: only this VLAN", false);
+   define(app, {"trace"}, "set trace levels in the serving process")
+       .arg("levels", "Facility/level[,Facility/level...], e.g. SimControl/5");
+   define(app, {"help"}, "list the commands the switch understands");
+
+   try {
+      app.parse(argc, argv);
+   } catch (const CLI::CallForHelp& e) {
+      return app.exit(e);
+   } catch (const CLI::CallForAllHelp& e) {
+      return app.exit(e);
+   } catch (const CLI::RequiredError& e) {
+      // "bridgectl bogus" reads as a missing command; name the word that was not one.
+      const std::vector<std::string> unused = app.remaining(true);
+      if (!unused.empty()) {
+         std::cerr << "bridgectl: unknown command '" << unused.front() << "' (see --help)"
+                   << std::endl;
+      } else {
+         app.exit(e);
+      }
+      return exitUsage;
+   } catch (const CLI::ParseError& e) {
+      app.exit(e);
+      return exitUsage;
+   }
+
+   const CommandDef* chosen = nullptr;
+   for (const auto& candidate : commands) {
+      if (candidate->parsed()) {
+         chosen = candidate.get();
+      }
+   }
+   if (!chosen) {
+      std::cerr << "bridgectl: no command given (see --help)" << std::endl;
+      return exitUsage;
+   }
+
+   // Checked here with the switch's own parser, so a bad command is never sent.
+   std::string line;
+   try {
+      line = Sim::joinCommandLine(chosen->words());
+      Sim::parseCommand(Sim::splitCommandLine(line));
+   } catch (const Sim::CommandError& e) {
+      std::cerr << "bridgectl: " << e.what() << std::endl;
+      return exitUsage;
+   }
+
+   try {
+      return report(socketPath, sendCommand(socketPath, line));
+   } catch (const Failure& failure) {
+      std::cerr << "bridgectl: " << failure.message << std::endl;
+      return failure.status;
+   }
+}
