@@ -78,12 +78,13 @@ class TraceRegistry {
    }
 
  public:
-   static bool parseTraceSpec(std::string_view spec, std::map<std::string, int, std::less<>>& out,
-                              std::string& error) {
-      while (!spec.empty()) {
-         const auto comma = spec.find(',');
-         std::string_view item = spec.substr(0, comma);
-         spec = comma == std::string_view::npos ? std::string_view() : spec.substr(comma + 1);
+   static bool parseTraceSpec(std::string_view settings,
+                              std::map<std::string, int, std::less<>>& out, std::string& error) {
+      while (!settings.empty()) {
+         const auto comma = settings.find(',');
+         std::string_view item = settings.substr(0, comma);
+         settings =
+             comma == std::string_view::npos ? std::string_view() : settings.substr(comma + 1);
          while (!item.empty() && item.front() == ' ') {
             item.remove_prefix(1);
          }
@@ -149,10 +150,10 @@ TraceHandle::~TraceHandle() {
    TraceRegistry::instance().detach(this);
 }
 
-bool setTraceLevels(std::string_view spec, std::string* error) {
+bool setTraceLevels(std::string_view settings, std::string* error) {
    std::map<std::string, int, std::less<>> levels;
    std::string why;
-   if (!TraceRegistry::parseTraceSpec(spec, levels, why)) {
+   if (!TraceRegistry::parseTraceSpec(settings, levels, why)) {
       if (error) {
          *error = why;
       }

@@ -33,10 +33,10 @@ class TraceHandle {
 // Levels a facility starts with when nothing configures it.
 inline constexpr int defaultTraceLevel = 0;
 
-// Applies a level specification such as "Snmp/2,BridgeSnmpAgent/8" or "*/3" to the
+// Applies level settings such as "Snmp/2,BridgeSnmpAgent/8" or "*/3" to the
 // existing handles and to handles created later. Returns false, changing nothing, when
 // the text is malformed; `error` then says why.
-bool setTraceLevels(std::string_view spec, std::string* error = nullptr);
+bool setTraceLevels(std::string_view settings, std::string* error = nullptr);
 // Applies BRIDGESNMP_TRACE again (it is read once when the first handle is made).
 // Returns false when the variable is malformed.
 bool applyTraceEnvironment();

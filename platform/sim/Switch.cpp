@@ -203,22 +203,22 @@ void Switch::vlanNameIs(Bridging::VlanId id, const std::string& name) {
    impl_->config.settle();
 }
 
-void Switch::switchportIs(const Velnet::IntfId& intf, const SwitchportSpec& spec) {
+void Switch::switchportIs(const Velnet::IntfId& intf, const SwitchportSpec& settings) {
    impl_->requirePort(intf);
-   if (spec.mode == Bridging::SwitchportMode::trunk) {
+   if (settings.mode == Bridging::SwitchportMode::trunk) {
       SwixUtils::VlanIdSet allowed;
       try {
          Kel::Expect expect(Kel::ExceptionId::parse);
-         SwixUtils::computeVlanSet(allowed, spec.allowedVlans);
+         SwixUtils::computeVlanSet(allowed, settings.allowedVlans);
       } catch (const Kel::Exception& e) {
          throw CommandError(e.what());
       }
    }
    const auto input = impl_->state.input->switchIntfConfigIs(intf);
-   input->switchportModeIs(spec.mode);
-   input->accessVlanIs(spec.accessVlan);
-   input->trunkNativeVlanIs(spec.nativeVlan);
-   input->trunkAllowedVlansIs(Kel::String8(spec.allowedVlans));
+   input->switchportModeIs(settings.mode);
+   input->accessVlanIs(settings.accessVlan);
+   input->trunkNativeVlanIs(settings.nativeVlan);
+   input->trunkAllowedVlansIs(Kel::String8(settings.allowedVlans));
    impl_->config.settle();
 }
 

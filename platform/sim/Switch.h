@@ -109,7 +109,7 @@ class Switch {
    void vlanNameIs(Bridging::VlanId id, const std::string& name);
 
    // Switchports (input configuration); the allowed list is checked as multi-range text.
-   void switchportIs(const Velnet::IntfId& intf, const SwitchportSpec& spec);
+   void switchportIs(const Velnet::IntfId& intf, const SwitchportSpec& settings);
 
    // Static (configured) hosts, in the VLAN's FID.
    void staticHostIs(Bridging::VlanId vlan, const Velnet::EthAddr& address,

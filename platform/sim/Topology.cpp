@@ -42,7 +42,7 @@ void applyTopology(Switch& sw, const Topology& topology) {
    }
    for (const SwitchportEntry& entry : topology.switchports) {
       command(topology, "the switchport of " + entry.intf.stringValue().stdString(),
-              [&] { sw.switchportIs(entry.intf, entry.spec); });
+              [&] { sw.switchportIs(entry.intf, entry.settings); });
    }
    for (const StaticHostSpec& host : topology.staticHosts) {
       command(topology,

@@ -31,7 +31,7 @@ struct LearnedHostSpec {
 
 struct SwitchportEntry {
    Velnet::IntfId intf;
-   SwitchportSpec spec;
+   SwitchportSpec settings;
 };
 
 // Everything a topology file describes, checked as a whole.

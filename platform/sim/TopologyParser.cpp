@@ -656,7 +656,7 @@ class Parser {
       const auto entry = switchports_.find(intf);
       const SwitchportSpec sp = entry == switchports_.end()
                                     ? SwitchportSpec()
-                                    : topology_.switchports[entry->second.index].spec;
+                                    : topology_.switchports[entry->second.index].settings;
       switch (sp.mode) {
          case Bridging::SwitchportMode::access:
             if (sp.accessVlan != vlan) {

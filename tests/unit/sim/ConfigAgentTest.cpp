@@ -21,7 +21,7 @@ class ConfigAgentTest : public TestSupport::SimSwitchTest {
 // One input configuration of Ethernet1 and what the switch makes of it.
 struct MembershipCase {
    const char* name;
-   Sim::SwitchportSpec spec;
+   Sim::SwitchportSpec settings;
    Members vlan1, vlan10, vlan20, vlan30;
    SwitchportMode mode;
    VlanIdOrNone native;
@@ -102,7 +102,7 @@ TEST_F(ConfigAgentTest, NewPortsAreAccessPortsInVlan1) {
 TEST_F(ConfigAgentTest, MembershipFollowsTheSwitchportTable) {
    for (const MembershipCase& c : membershipCases()) {
       SCOPED_TRACE(c.name);
-      sw.switchportIs(eth(1), c.spec);
+      sw.switchportIs(eth(1), c.settings);
       auto only = [](Members m) {
          // Other ports stay access ports in VLAN 1; look at Ethernet1 alone.
          Members mine;

@@ -182,24 +182,24 @@ TEST(TopologyParse, Switchports) {
    EXPECT_EQ(t.switchports[0].intf, Velnet::IntfId("Ethernet1"));
    EXPECT_EQ(t.switchports[1].intf, Velnet::IntfId("Ethernet2"));
    for (int i = 0; i < 2; ++i) {
-      EXPECT_EQ(t.switchports[i].spec.mode, SwitchportMode::access);
-      EXPECT_EQ(t.switchports[i].spec.accessVlan, VlanId(10));
+      EXPECT_EQ(t.switchports[i].settings.mode, SwitchportMode::access);
+      EXPECT_EQ(t.switchports[i].settings.accessVlan, VlanId(10));
    }
-   const Sim::SwitchportSpec& e3 = t.switchports[2].spec;
+   const Sim::SwitchportSpec& e3 = t.switchports[2].settings;
    EXPECT_EQ(e3.mode, SwitchportMode::trunk);
    EXPECT_EQ(e3.nativeVlan, Bridging::VlanIdOrNone(10));
    EXPECT_EQ(e3.allowedVlans, "1-10,20");  // kept in the switch's own form
-   const Sim::SwitchportSpec& e4 = t.switchports[3].spec;
+   const Sim::SwitchportSpec& e4 = t.switchports[3].settings;
    EXPECT_TRUE(e4.nativeVlan.isNone());
    EXPECT_EQ(e4.allowedVlans, "5-7,30");  // a trunk may allow VLANs the file does not define
-   const Sim::SwitchportSpec& e5 = t.switchports[4].spec;
+   const Sim::SwitchportSpec& e5 = t.switchports[4].settings;
    EXPECT_EQ(e5.nativeVlan, Bridging::VlanIdOrNone(1));
    EXPECT_EQ(e5.allowedVlans, "1-4094");
-   EXPECT_EQ(t.switchports[5].spec.mode, SwitchportMode::routed);
-   EXPECT_EQ(static_cast<int>(t.switchports[5].spec.mode), 5);
-   EXPECT_EQ(t.switchports[6].spec.allowedVlans, "");
-   EXPECT_EQ(t.switchports[7].spec.mode, SwitchportMode::dot1qTunnel);
-   EXPECT_EQ(t.switchports[7].spec.nativeVlan, Bridging::VlanIdOrNone(3000));
+   EXPECT_EQ(t.switchports[5].settings.mode, SwitchportMode::routed);
+   EXPECT_EQ(static_cast<int>(t.switchports[5].settings.mode), 5);
+   EXPECT_EQ(t.switchports[6].settings.allowedVlans, "");
+   EXPECT_EQ(t.switchports[7].settings.mode, SwitchportMode::dot1qTunnel);
+   EXPECT_EQ(t.switchports[7].settings.nativeVlan, Bridging::VlanIdOrNone(3000));
 }
 
 TEST(TopologyParse, StaticMacs) {
@@ -261,7 +261,7 @@ TEST(TopologyParse, SectionsMayComeInAnyOrder) {
                           }),
                           "t.yaml");
    ASSERT_EQ(t.learnedHosts.size(), 1u);
-   EXPECT_EQ(t.switchports[0].spec.mode, SwitchportMode::access);
+   EXPECT_EQ(t.switchports[0].settings.mode, SwitchportMode::access);
    EXPECT_EQ(t.learnedHosts[0].vlan, VlanId(7));
 }
 
