@@ -64,8 +64,8 @@ void PluginHost::start() {
    if (!systemName_.empty()) {
       SnmpUtil::sysnameIs(systemName_);
    }
-   platform_ = std::make_unique<Sim::SimulatedPlatform>(
-       Kel::ActivityManager::instance(), SnmpUtil::stateRoot(), platformOptions_);
+   platform_ = std::make_unique<Sim::SimulatedPlatform>(Kel::ActivityManager::instance(),
+                                                        SnmpUtil::stateRoot(), platformOptions_);
    const std::size_t hooks = Snmp::AutoRegistree::callAll();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
 }

@@ -12,7 +12,9 @@ Kel::TraceHandle simTrace("SimSwitch");
 
 }  // namespace
 
-std::string defaultTopologyPath() { return BRIDGESNMP_DEFAULT_TOPOLOGY; }
+std::string defaultTopologyPath() {
+   return BRIDGESNMP_DEFAULT_TOPOLOGY;
+}
 
 SimulatedPlatform::SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& root,
                                      PlatformOptions options)
@@ -26,9 +28,9 @@ SimulatedPlatform::SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& ro
       auto loaded = std::make_unique<Switch>(manager);
       applyTopology(*loaded, topology);
       switch_ = std::move(loaded);
-      KEL_TRACE(simTrace, 1, "loaded topology " << topologyPath_ << ": "
-                                                 << switch_->ports().size() << " ports, "
-                                                 << switch_->learnedHosts() << " learned hosts");
+      KEL_TRACE(simTrace, 1,
+                "loaded topology " << topologyPath_ << ": " << switch_->ports().size() << " ports, "
+                                   << switch_->learnedHosts() << " learned hosts");
    } catch (const std::exception& e) {
       problems_ += std::string(e.what()) + "\n";
       KEL_TRACE(simTrace, 0, e.what() << "; the switch starts empty");

@@ -25,7 +25,7 @@ std::string defaultTopologyPath();
 // cannot be opened leaves it without live control; either is reported at level 0 of the
 // "SimSwitch" trace and in problems(), and the rest goes on.
 class SimulatedPlatform {
-public:
+ public:
    SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& root, PlatformOptions options);
    ~SimulatedPlatform();
    SimulatedPlatform(const SimulatedPlatform&) = delete;
@@ -38,7 +38,7 @@ public:
    // One line per problem met at start-up; empty when all went well.
    const std::string& problems() const { return problems_; }
 
-private:
+ private:
    Kel::Dir& root_;
    std::string topologyPath_;
    std::string controlSocketPath_;
