@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/interface/EthPortId.h"
+#include "platform/kel/EntityMacros.h"
+#include "platform/kel/RbTreeMap.h"
+#include "platform/velnet/IntfId.h"
+
+namespace BridgeSnmp {
+
+using PortIdCollection = Kel::RbTreeMap<Velnet::IntfId, Interface::EthPortId>;
+
+// The map from interface to bridge port number that the synchronisation agent keeps
+// (the agent is one). Port-number conversions, port-list builders and row filters reach it
+// through the process-wide current map; an interface that is not in it has port 0.
+class PortIdMap : public Kel::Entity {
+ public:
+#define BRIDGE_SNMP_PORT_ID_MAP_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION) \
+   COLLECTION(portId, PortId, PortIdCollection)
+   KEL_ENTITY(PortIdMap, Kel::Entity, "BridgeSnmp::PortIdMap", BRIDGE_SNMP_PORT_ID_MAP_MEMBERS)
+#undef BRIDGE_SNMP_PORT_ID_MAP_MEMBERS
+};
+
+// The current map, or null when no agent runs.
+PortIdMap::PtrConst currentPortIdMap();
+void currentPortIdMapIs(PortIdMap::PtrConst map);
+
+// The port number of an interface in the current map; 0 when there is no map or no entry.
+Interface::EthPortId currentPortId(const Velnet::IntfId& intf);
+
+}  // namespace BridgeSnmp
