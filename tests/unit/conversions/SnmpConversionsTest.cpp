@@ -1,0 +1,230 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "conversions/SnmpConversions.h"
+#include "model/PortIdMap.h"
+#include "platform/kel/Exception.h"
+#include "platform/kel/MemoryTraceSink.h"
+#include "platform/kel/Trace.h"
+
+namespace {
+
+constexpr unsigned char guard = 0xA5;
+
+std::int32_t readS32(const unsigned char* buf) {
+   std::int32_t v = 0;
+   std::memcpy(&v, buf, sizeof(v));
+   return v;
+}
+
+std::uint32_t readU32(const unsigned char* buf) {
+   std::uint32_t v = 0;
+   std::memcpy(&v, buf, sizeof(v));
+   return v;
+}
+
+template <class F>
+std::string rangeError(F&& f) {
+   Kel::Expect expect(Kel::ExceptionId::range);
+   try {
+      f();
+   } catch (const Kel::RangeException& e) {
+      return e.what();
+   }
+   return "no error";
+}
+
+std::int32_t agingReported(std::uint32_t seconds) {
+   unsigned char buf[4];
+   EXPECT_EQ(HostAgingTimeToAsnInteger(seconds, buf, sizeof(buf)), 4);
+   return readS32(buf);
+}
+
+TEST(HostAgingTimeTest, ClampsToTheMibRange) {
+   EXPECT_EQ(agingReported(0), 1000000);
+   EXPECT_EQ(agingReported(1), 10);
+   EXPECT_EQ(agingReported(9), 10);
+   EXPECT_EQ(agingReported(10), 10);
+   EXPECT_EQ(agingReported(300), 300);
+   EXPECT_EQ(agingReported(999999), 999999);
+   EXPECT_EQ(agingReported(1000000), 1000000);
+   EXPECT_EQ(agingReported(1000001), 1000000);
+   EXPECT_EQ(agingReported(4294967295u), 1000000);
+}
+
+TEST(HostAgingTimeTest, TooSmallABufferIsRefusedWithoutWritingPastIt) {
+   unsigned char buf[8];
+   std::memset(buf, guard, sizeof(buf));
+   EXPECT_LT(HostAgingTimeToAsnInteger(300, buf, 3), 0);
+   for (int i = 3; i < 8; ++i) {
+      EXPECT_EQ(buf[i], guard) << "byte " << i;
+   }
+}
+
+TEST(PortAndFidTest, EncodeAsUnsigned32) {
+   unsigned char buf[4];
+   ASSERT_EQ(EthPortIdToAsnUnsigned(Interface::EthPortId(65535), buf, 4), 4);
+   EXPECT_EQ(readU32(buf), 65535u);
+   ASSERT_EQ(EthPortIdToAsnUnsigned(Interface::EthPortId(), buf, 4), 4);
+   EXPECT_EQ(readU32(buf), 0u);
+   ASSERT_EQ(BridgingFidToAsnUnsigned(Bridging::Fid(4094), buf, 4), 4);
+   EXPECT_EQ(readU32(buf), 4094u);
+   EXPECT_LT(BridgingFidToAsnUnsigned(Bridging::Fid(1), buf, 2), 0);
+}
+
+// Installs a port-id map as current for one test and clears it afterwards.
+class PortIdMapTest : public ::testing::Test {
+ protected:
+   void SetUp() override {
+      map = BridgeSnmp::PortIdMap::Ptr(new BridgeSnmp::PortIdMap());
+      BridgeSnmp::currentPortIdMapIs(map);
+   }
+   void TearDown() override { BridgeSnmp::currentPortIdMapIs(nullptr); }
+
+   BridgeSnmp::PortIdMap::Ptr map;
+};
+
+std::uint32_t portOfName(const char* name) {
+   unsigned char buf[4];
+   EXPECT_EQ(EthIntfNameToPortIdAsnUnsigned(Velnet::IntfId(name), buf, 4), 4);
+   return readU32(buf);
+}
+
+TEST_F(PortIdMapTest, InterfaceNameGivesItsPortNumber) {
+   map->portIdIs(Velnet::IntfId("Ethernet7"), Interface::EthPortId(7));
+   map->portIdIs(Velnet::IntfId("Port-Channel3"), Interface::EthPortId(1003));
+   EXPECT_EQ(portOfName("Ethernet7"), 7u);
+   EXPECT_EQ(portOfName("Port-Channel3"), 1003u);
+}
+
+TEST_F(PortIdMapTest, InterfaceWithoutAPortNumberGivesPortZero) {
+   map->portIdIs(Velnet::IntfId("Ethernet7"), Interface::EthPortId(7));
+   EXPECT_EQ(portOfName("Ethernet8"), 0u);
+   BridgeSnmp::currentPortIdMapIs(nullptr);
+   EXPECT_EQ(portOfName("Ethernet7"), 0u) << "no map means no port numbers";
+}
+
+TEST_F(PortIdMapTest, TooSmallABufferIsRefused) {
+   map->portIdIs(Velnet::IntfId("Ethernet7"), Interface::EthPortId(7));
+   unsigned char buf[4];
+   EXPECT_LT(EthIntfNameToPortIdAsnUnsigned(Velnet::IntfId("Ethernet7"), buf, 3), 0);
+}
+
+// Records the "SnmpConversion" traces at level 8 for one test and restores the sink and
+// level afterwards.
+class ConversionTraceTest : public ::testing::Test {
+ protected:
+   void SetUp() override {
+      previousSink_ = Kel::traceSink();
+      previousLevel_ = Kel::traceLevel("SnmpConversion");
+      Kel::traceSinkIs(sink);
+      ASSERT_TRUE(Kel::setTraceLevels("SnmpConversion/8"));
+   }
+   void TearDown() override {
+      Kel::traceSinkIs(previousSink_);
+      Kel::setTraceLevels("SnmpConversion/" + std::to_string(previousLevel_));
+   }
+
+   std::shared_ptr<Kel::MemoryTraceSink> sink = std::make_shared<Kel::MemoryTraceSink>();
+
+ private:
+   std::shared_ptr<Kel::TraceSink> previousSink_;
+   int previousLevel_ = 0;
+};
+
+TEST_F(ConversionTraceTest, NullInterfaceStatusGivesNoBytesAndIsTraced) {
+   unsigned char buf[4];
+   std::memset(buf, guard, sizeof(buf));
+   EXPECT_EQ(EthIntfStatusToPortIdAsnUnsigned(nullptr, buf, 4), 0);
+   for (unsigned char b : buf) {
+      EXPECT_EQ(b, guard);
+   }
+   ASSERT_EQ(sink->lines().size(), 1u);
+   EXPECT_EQ(sink->lines()[0].facility, "SnmpConversion");
+   EXPECT_EQ(sink->lines()[0].level, 1);
+   EXPECT_EQ(sink->lines()[0].message,
+             "Invalid EthIntfStatus object passed for port id conversion.");
+}
+
+TEST_F(ConversionTraceTest, InterfaceStatusGivesItsPortNumberAndIsTraced) {
+   Interface::EthIntfStatus::Ptr status(new Interface::EthIntfStatus(Velnet::IntfId("Ethernet3")));
+   status->portIdIs(Interface::EthPortId(3));
+   unsigned char buf[4];
+   ASSERT_EQ(EthIntfStatusToPortIdAsnUnsigned(status, buf, 4), 4);
+   EXPECT_EQ(readU32(buf), 3u);
+   ASSERT_EQ(sink->lines().size(), 1u);
+   EXPECT_EQ(sink->lines()[0].facility, "SnmpConversion");
+   EXPECT_EQ(sink->lines()[0].level, 1);
+   EXPECT_EQ(sink->lines()[0].message, "PortId for interface 'Ethernet3' is 3");
+}
+
+TEST_F(ConversionTraceTest, FdbStatusesEncodeAsTheirMibValues) {
+   const BridgeSnmp::Dot1qTpFdbStatus statuses[] = {
+       BridgeSnmp::statusOther, BridgeSnmp::statusInvalid, BridgeSnmp::statusLearned,
+       BridgeSnmp::statusSelf, BridgeSnmp::statusMgmt};
+   std::int32_t expected = 1;
+   for (BridgeSnmp::Dot1qTpFdbStatus status : statuses) {
+      unsigned char buf[4];
+      ASSERT_EQ(FdbStatusToAsnInteger(status, buf, 4), 4);
+      EXPECT_EQ(readS32(buf), expected);
+      EXPECT_TRUE(sink->contains("dot1qTpFdbStatus is " + std::to_string(expected)));
+      ++expected;
+   }
+   ASSERT_EQ(sink->lines().size(), 5u);
+   EXPECT_EQ(sink->lines()[2].message, "dot1qTpFdbStatus is 3");
+   EXPECT_EQ(sink->lines()[2].level, 8);
+}
+
+TEST_F(ConversionTraceTest, TracesAreQuietBelowTheirLevel) {
+   ASSERT_TRUE(Kel::setTraceLevels("SnmpConversion/0"));
+   unsigned char buf[4];
+   EXPECT_EQ(EthIntfStatusToPortIdAsnUnsigned(nullptr, buf, 4), 0);
+   EXPECT_EQ(FdbStatusToAsnInteger(BridgeSnmp::statusLearned, buf, 4), 4);
+   EXPECT_TRUE(sink->lines().empty());
+}
+
+TEST(FdbStatusDeathTest, ValueOutsideTheMibValuesEndsTheProcess) {
+   GTEST_FLAG_SET(death_test_style, "threadsafe");
+   unsigned char buf[4];
+   EXPECT_DEATH(FdbStatusToAsnInteger(static_cast<BridgeSnmp::Dot1qTpFdbStatus>(6), buf, 4),
+                "assertion \"!\"bad value for Dot1qTpFdbStatus\"\" failed");
+   EXPECT_DEATH(FdbStatusToAsnInteger(static_cast<BridgeSnmp::Dot1qTpFdbStatus>(0), buf, 4),
+                "bad value for Dot1qTpFdbStatus");
+}
+
+FrameAdmits frameAdmitsOf(long v) {
+   return AsnIntegerToFrameAdmits(&v);
+}
+
+TEST(FrameAdmitsTest, OnlyTheTwoMibValuesDecode) {
+   EXPECT_EQ(frameAdmitsOf(1), admitAll);
+   EXPECT_EQ(frameAdmitsOf(2), admitOnlyVlanTagged);
+   EXPECT_EQ(rangeError([] { frameAdmitsOf(0); }), "FrameAdmits");
+   EXPECT_EQ(rangeError([] { frameAdmitsOf(3); }), "FrameAdmits");
+   EXPECT_EQ(rangeError([] { frameAdmitsOf(-1); }), "FrameAdmits");
+   EXPECT_EQ(rangeError([] { frameAdmitsOf(-2147483648L); }), "FrameAdmits");
+}
+
+Bridging::VlanIdOrNone pvidOf(long v) {
+   return AsnUnsignedToVlanIdOrNone(&v);
+}
+
+TEST(PvidTest, NoneAndVlansDecodeReservedAndLargerAreRefused) {
+   EXPECT_TRUE(pvidOf(0).isNone());
+   EXPECT_EQ(pvidOf(1).value(), 1);
+   EXPECT_EQ(pvidOf(4094).value(), 4094);
+   EXPECT_EQ(rangeError([] { pvidOf(4095); }), "VlanIdOrNone::value > 4094 not allowed");
+   EXPECT_EQ(rangeError([] { pvidOf(4096); }), "too big for vlan id");
+   EXPECT_EQ(rangeError([] { pvidOf(65536); }), "too big for vlan id");
+   EXPECT_EQ(rangeError([] { pvidOf(4294967295L); }), "too big for vlan id");
+   // Beyond what an Unsigned32 holds, the unsigned decoding itself refuses it.
+   EXPECT_EQ(rangeError([] { pvidOf(4294967296L); }),
+             "Unsigned32 value out of range 0 to 4294967295");
+}
+
+}  // namespace
