@@ -19,6 +19,7 @@ constexpr const char* traceToken = "bridgesnmpTrace";
 constexpr const char* topologyToken = "bridgesnmpTopology";
 constexpr const char* controlSocketToken = "bridgesnmpControlSocket";
 constexpr const char* systemNameToken = "bridgesnmpSystemName";
+constexpr const char* cachePath = "snmp/swix/qbridgemib";
 
 std::string trimmed(const char* line) {
    std::string text = line ? line : "";
@@ -84,6 +85,14 @@ void PluginHost::unload() {
    snmpd_unregister_config_handler(topologyToken);
    snmpd_unregister_config_handler(controlSocketToken);
    snmpd_unregister_config_handler(systemNameToken);
+   if (agent_) {
+      agent_->doShutdown();
+      agent_ = nullptr;
+   }
+   if (mib_) {
+      SnmpUtil::stateRoot().unmount(cachePath);
+      mib_ = nullptr;
+   }
    platform_.reset();
    driver_.reset();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp unloaded");

@@ -3,6 +3,8 @@
 #include <memory>
 #include <string>
 
+#include "agent/Agent.h"
+#include "model/QBridgeMib.h"
 #include "platform/kel/Trace.h"
 #include "platform/sim/SimulatedPlatform.h"
 #include "plugin/SnmpdLoopDriver.h"
@@ -41,6 +43,8 @@ class PluginHost {
    Sim::PlatformOptions platformOptions_;
    std::string systemName_;
    std::unique_ptr<Sim::SimulatedPlatform> platform_;
+   BridgeSnmp::QBridgeMib::Ptr mib_;
+   BridgeSnmpAgent::Agent::Ptr agent_;
 };
 
 }  // namespace Plugin

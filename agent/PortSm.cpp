@@ -1,0 +1,124 @@
+#include "agent/PortSm.h"
+
+#include "agent/Agent.h"
+#include "agent/AgentTrace.h"
+#include "agent/VlanConfigSm.h"
+#include "platform/intf/IntfDetails.h"
+
+namespace BridgeSnmpAgent {
+
+PortSm::KelIntfStatus::KelIntfStatus(PortSm& sm, const Interface::EthIntfStatus::PtrConst& status)
+    : sm_(sm), intf_(status->intfId()) {
+   notifierIs(status);
+   handlePortId();
+}
+
+void PortSm::KelIntfStatus::handlePortId() {
+   KEL_RING_TRACE();
+   AGENT_TRACE(8, "PortSm::handlePortId " << intf_);
+   const auto status = notifier();
+   const auto details = Intf::intfDetailsProvider(status);
+   if (!details) {
+      AGENT_TRACE(1, "Could not create intfDetailsProvider for " << intf_);
+      return;
+   }
+   const std::int32_t ifIndex = details->ifIndex();
+   const Interface::EthPortId portId = status->portId();
+   if (portId <= Interface::EthPortId(0) || ifIndex <= 0) {
+      return;
+   }
+   const auto row = sm_.mib_->dot1dBasePortTableIs(portId);
+   row->intfIs(intf_);
+   row->ifIndexIs(ifIndex);
+   const auto agent = currentAgent();
+   if (!agent) {
+      return;
+   }
+   agent->portIdIs(intf_, portId);
+   // Now that the row exists, its PVID and frame types can be filled in.
+   if (const auto vlanConfigSm = agent->vlanConfigSm()) {
+      if (auto* switchport = vlanConfigSm->switchIntfConfig(intf_)) {
+         switchport->handleSwitchportModeAndNativeVlan();
+      }
+   }
+}
+
+void PortSm::KelIntfStatus::handleDel() {
+   KEL_RING_TRACE();
+   AGENT_TRACE(8, "PortSm::handleDel " << intf_);
+   const Interface::EthPortId portId = notifier() ? notifier()->portId() : Interface::EthPortId();
+   AGENT_TRACE(1, "deleting port ID -> ifIndex for " << portId);
+   sm_.mib_->dot1dBasePortTableDel(portId);
+   AGENT_TRACE(1, "deleting name -> port ID for " << intf_);
+   if (const auto agent = currentAgent()) {
+      agent->portIdDel(intf_);
+   }
+}
+
+PortSm::KelIntfStatusDir::KelIntfStatusDir(PortSm& sm,
+                                           const Interface::EthIntfStatusDir::PtrConst& dir)
+    : sm_(sm) {
+   notifierIs(dir);
+}
+
+void PortSm::KelIntfStatusDir::onIntfStatuskelImmediate() {
+   KEL_RING_TRACE();
+   const auto dir = notifier();
+   for (auto it = dir->intfStatusIteratorConst(); it; ++it) {
+      sm_.intfStatusIs(it.key());
+   }
+   std::vector<Velnet::IntfId> gone;
+   for (const auto& [intf, reactor] : sm_.intfStatus_) {
+      if (!dir->intfStatus(intf)) {
+         gone.push_back(intf);
+      }
+   }
+   for (const auto& intf : gone) {
+      sm_.intfStatusDel(intf);
+   }
+}
+
+void PortSm::KelIntfStatusDir::onIntfStatus(const Velnet::IntfId& intf) {
+   KEL_RING_TRACE();
+   if (notifier()->intfStatus(intf)) {
+      sm_.intfStatusIs(intf);
+   } else {
+      sm_.intfStatusDel(intf);
+   }
+}
+
+PortSm::PortSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
+               Interface::EthIntfStatusDir::PtrConst intfStatusDir)
+    : activity_(std::move(activity)),
+      mib_(std::move(mib)),
+      intfStatusDir_(std::move(intfStatusDir)) {
+   KEL_RING_TRACE();
+   if (mib_ && intfStatusDir_) {
+      dirReactor_ = std::make_unique<KelIntfStatusDir>(*this, intfStatusDir_);
+   }
+}
+
+PortSm::~PortSm() {
+   dirReactor_.reset();
+   intfStatus_.clear();
+}
+
+PortSm::KelIntfStatus* PortSm::intfStatus(const Velnet::IntfId& intf) const {
+   auto it = intfStatus_.find(intf);
+   return it == intfStatus_.end() ? nullptr : it->second.get();
+}
+
+void PortSm::intfStatusIs(const Velnet::IntfId& intf) {
+   const auto status = intfStatusDir_->intfStatus(intf);
+   auto& reactor = intfStatus_[intf];
+   if (!reactor || reactor->notifier() != Interface::IntfStatus::PtrConst(status)) {
+      reactor.reset();
+      reactor = std::make_unique<KelIntfStatus>(*this, status);
+   }
+}
+
+void PortSm::intfStatusDel(const Velnet::IntfId& intf) {
+   intfStatus_.erase(intf);
+}
+
+}  // namespace BridgeSnmpAgent

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "model/QBridgeMib.h"
+#include "platform/interface/IntfStatus.h"
+#include "platform/kel/ActivityManager.h"
+
+namespace BridgeSnmpAgent {
+
+// Mirrors the Ethernet interfaces that have a bridge port number into the cache's port
+// table, and keeps the agent's interface-to-port map in step.
+class PortSm : public Kel::Entity {
+ public:
+   using Ptr = Kel::Ptr<PortSm>;
+
+   // One interface's reactor.
+   class KelIntfStatus : public Interface::IntfStatus::NotifieeConst {
+    public:
+      KelIntfStatus(PortSm& sm, const Interface::EthIntfStatus::PtrConst& status);
+      void onPortId() override { handlePortId(); }
+      void onZombie() override { handleDel(); }
+      // Creates or updates the port's row and map entry once the interface has a port id
+      // and an ifIndex.
+      void handlePortId();
+      // The interface went: its row and its map entry go.
+      void handleDel();
+
+    private:
+      PortSm& sm_;
+      Velnet::IntfId intf_;
+   };
+
+   // The interface-status directory's reactor.
+   class KelIntfStatusDir : public Interface::EthIntfStatusDir::NotifieeConst {
+    public:
+      KelIntfStatusDir(PortSm& sm, const Interface::EthIntfStatusDir::PtrConst& dir);
+      void onIntfStatuskelImmediate() override;
+      void onIntfStatus(const Velnet::IntfId& intf) override;
+
+    private:
+      PortSm& sm_;
+   };
+
+   PortSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
+          Interface::EthIntfStatusDir::PtrConst intfStatusDir);
+   ~PortSm() override;
+   const char* typeName() const override { return "BridgeSnmpAgent::PortSm"; }
+
+   bool builtFrom(const Kel::Activity::Ptr& activity, const BridgeSnmp::QBridgeMib::Ptr& mib,
+                  const Interface::EthIntfStatusDir::PtrConst& intfStatusDir) const {
+      return activity_ == activity && mib_ == mib && intfStatusDir_ == intfStatusDir;
+   }
+
+   const BridgeSnmp::QBridgeMib::Ptr& mib() const { return mib_; }
+   KelIntfStatus* intfStatus(const Velnet::IntfId& intf) const;
+   void intfStatusIs(const Velnet::IntfId& intf);
+   void intfStatusDel(const Velnet::IntfId& intf);
+   std::size_t intfStatuss() const { return intfStatus_.size(); }
+
+ private:
+   Kel::Activity::Ptr activity_;
+   BridgeSnmp::QBridgeMib::Ptr mib_;
+   Interface::EthIntfStatusDir::PtrConst intfStatusDir_;
+   std::map<Velnet::IntfId, std::unique_ptr<KelIntfStatus>> intfStatus_;
+   std::unique_ptr<KelIntfStatusDir> dirReactor_;
+};
+
+}  // namespace BridgeSnmpAgent

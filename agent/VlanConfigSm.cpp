@@ -1,0 +1,159 @@
+#include "agent/VlanConfigSm.h"
+
+#include <vector>
+
+#include "agent/Agent.h"
+#include "agent/AgentTrace.h"
+
+namespace BridgeSnmpAgent {
+
+VlanConfigSm::KelVlanConfig::KelVlanConfig(VlanConfigSm& sm,
+                                           const Bridging::VlanConfig::PtrConst& vlan)
+    : sm_(sm), vlanId_(vlan->vlanId()) {
+   notifierIs(vlan);
+   handleAdminState();
+}
+
+void VlanConfigSm::KelVlanConfig::handleAdminState() {
+   KEL_RING_TRACE();
+   AGENT_TRACE(8, "VlanConfigSm::handleAdminState vlan " << vlanId_);
+   const auto vlan = notifier();
+   const bool shown = !vlan->hidden() && vlan->adminState() == Bridging::AdminState::active;
+   if (shown) {
+      sm_.mib_->dot1qVlanStaticTableIs(vlanId_.value())->vlanConfigIs(vlan);
+   } else {
+      sm_.mib_->dot1qVlanStaticTableDel(vlanId_.value());
+   }
+}
+
+void VlanConfigSm::KelVlanConfig::handleDel() {
+   KEL_RING_TRACE();
+   AGENT_TRACE(8, "VlanConfigSm::handleDel vlan " << vlanId_);
+   sm_.mib_->dot1qVlanStaticTableDel(vlanId_.value());
+}
+
+VlanConfigSm::KelSwitchIntfConfig::KelSwitchIntfConfig(
+    VlanConfigSm& sm, const Bridging::SwitchIntfConfig::PtrConst& sic)
+    : sm_(sm), intf_(sic->intfId()) {
+   notifierIs(sic);
+   handleSwitchportModeAndNativeVlan();
+}
+
+void VlanConfigSm::KelSwitchIntfConfig::handleSwitchportModeAndNativeVlan() {
+   KEL_RING_TRACE();
+   AGENT_TRACE(8, "VlanConfigSm::handleSwitchportModeAndNativeVlan " << intf_);
+   const auto agent = currentAgent();
+   const Interface::EthPortId port =
+       agent ? agent->portId(Velnet::IntfId(notifier()->intfId().stringValue()))
+             : Interface::EthPortId();
+   if (port == Interface::EthPortId(0)) {
+      return;
+   }
+   const auto row = sm_.mib_->dot1dBasePortTable(port);
+   if (!row) {
+      return;  // made by the port state machine, which then calls here again
+   }
+   const Bridging::VlanIdOrNone native = notifier()->nativeVlan();
+   if (!native.isNone()) {
+      row->dot1qPvidLocalIs(native);
+      row->admitFrameLocalIs(admitAll);
+   } else {
+      row->dot1qPvidLocalIs(Bridging::VlanIdOrNone(1));
+      row->admitFrameLocalIs(admitOnlyVlanTagged);
+   }
+}
+
+VlanConfigSm::KelConfig::KelConfig(VlanConfigSm& sm, const Bridging::Config::PtrConst& config)
+    : sm_(sm) {
+   notifierIs(config);
+}
+
+void VlanConfigSm::KelConfig::onVlanConfigkelImmediate() {
+   KEL_RING_TRACE();
+   const auto config = notifier();
+   for (auto it = config->vlanConfigIteratorConst(); it; ++it) {
+      onVlanConfig(it.key());
+   }
+   std::vector<Bridging::VlanId> gone;
+   for (const auto& [id, reactor] : sm_.vlanConfig_) {
+      if (!config->vlanConfig(id)) {
+         gone.push_back(id);
+      }
+   }
+   for (const auto id : gone) {
+      sm_.vlanConfig_.erase(id);
+   }
+}
+
+void VlanConfigSm::KelConfig::onVlanConfig(const Bridging::VlanId& id) {
+   KEL_RING_TRACE();
+   const auto vlan = notifier()->vlanConfig(id);
+   if (!vlan) {
+      sm_.vlanConfig_.erase(id);
+      return;
+   }
+   auto& reactor = sm_.vlanConfig_[id];
+   if (!reactor || reactor->notifier() != vlan) {
+      reactor.reset();
+      reactor = std::make_unique<KelVlanConfig>(sm_, vlan);
+   }
+}
+
+void VlanConfigSm::KelConfig::onSwitchIntfConfigkelImmediate() {
+   KEL_RING_TRACE();
+   const auto config = notifier();
+   for (auto it = config->switchIntfConfigIteratorConst(); it; ++it) {
+      onSwitchIntfConfig(it.key());
+   }
+   std::vector<Velnet::IntfId> gone;
+   for (const auto& [intf, reactor] : sm_.switchIntfConfig_) {
+      if (!config->switchIntfConfig(intf)) {
+         gone.push_back(intf);
+      }
+   }
+   for (const auto& intf : gone) {
+      sm_.switchIntfConfig_.erase(intf);
+   }
+}
+
+void VlanConfigSm::KelConfig::onSwitchIntfConfig(const Velnet::IntfId& intf) {
+   KEL_RING_TRACE();
+   const auto sic = notifier()->switchIntfConfig(intf);
+   if (!sic) {
+      sm_.switchIntfConfig_.erase(intf);
+      return;
+   }
+   auto& reactor = sm_.switchIntfConfig_[intf];
+   if (!reactor || reactor->notifier() != sic) {
+      reactor.reset();
+      reactor = std::make_unique<KelSwitchIntfConfig>(sm_, sic);
+   }
+}
+
+VlanConfigSm::VlanConfigSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
+                           Bridging::Config::PtrConst config)
+    : activity_(std::move(activity)), mib_(std::move(mib)), config_(std::move(config)) {
+   KEL_RING_TRACE();
+   if (mib_ && config_) {
+      configReactor_ = std::make_unique<KelConfig>(*this, config_);
+   }
+}
+
+VlanConfigSm::~VlanConfigSm() {
+   configReactor_.reset();
+   vlanConfig_.clear();
+   switchIntfConfig_.clear();
+}
+
+VlanConfigSm::KelVlanConfig* VlanConfigSm::vlanConfig(Bridging::VlanId id) const {
+   auto it = vlanConfig_.find(id);
+   return it == vlanConfig_.end() ? nullptr : it->second.get();
+}
+
+VlanConfigSm::KelSwitchIntfConfig* VlanConfigSm::switchIntfConfig(
+    const Velnet::IntfId& intf) const {
+   auto it = switchIntfConfig_.find(intf);
+   return it == switchIntfConfig_.end() ? nullptr : it->second.get();
+}
+
+}  // namespace BridgeSnmpAgent
