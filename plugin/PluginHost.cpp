@@ -69,8 +69,24 @@ void PluginHost::start() {
    if (!systemName_.empty()) {
       SnmpUtil::sysnameIs(systemName_);
    }
-   platform_ = std::make_unique<Sim::SimulatedPlatform>(Kel::ActivityManager::instance(),
-                                                        SnmpUtil::stateRoot(), platformOptions_);
+   Kel::ActivityManager& manager = Kel::ActivityManager::instance();
+   platform_ =
+       std::make_unique<Sim::SimulatedPlatform>(manager, SnmpUtil::stateRoot(), platformOptions_);
+   Sim::Switch& sw = platform_->sw();
+
+   // The cache the handlers serve from, and the agent that keeps it: inputs first, the
+   // cache last (that builds the state machines).
+   mib_ = BridgeSnmp::qBridgeMibFactory("qbridgemib");
+   mib_->inputConfigIs(sw.inputConfig());
+   SnmpUtil::stateRoot().mount(cachePath, mib_);
+   agent_ = BridgeSnmpAgent::agentFactory("bridgeSnmpAgent");
+   agent_->kelFwkActivityIs(manager.activityIs("bridgeSnmp"));
+   agent_->configIs(sw.config());
+   agent_->statusIs(sw.status());
+   agent_->vlanStatusDirIs(sw.vlanStatusDir());
+   agent_->intfStatusDirIs(sw.intfStatusDir());
+   agent_->readerShimIs(sw.readerShim());
+   agent_->mibIs(mib_);
    const std::size_t hooks = Snmp::AutoRegistree::callAll();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
 }
