@@ -225,7 +225,8 @@ void ConfigAgent::applyVlan(Bridging::VlanId vlan) {
    config->configuredNameIs(input->configuredName());
    config->adminStateIs(input->adminState());
    config->internalIs(input->internal());
-   config->hiddenIs(input->hidden());
+   // The switch's own VLANs are never shown.
+   config->hiddenIs(input->hidden() || input->internal());
    config->selectionWordIs(input->selectionWord());
    learning_.fidIs(fid);
    std::set<Bridging::VlanId> touched;

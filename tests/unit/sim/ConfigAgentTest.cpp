@@ -142,6 +142,8 @@ TEST_F(ConfigAgentTest, VlanAttributesComeFromTheInput) {
    ASSERT_TRUE(v4094);
    EXPECT_TRUE(v4094->internal());
    EXPECT_EQ(v4094->configuredName(), Kel::String8("internal-4094"));
+   EXPECT_TRUE(v4094->hidden()) << "the switch's own VLANs are not shown";
+   EXPECT_FALSE(sw.inputConfig()->vlanConfig(VlanId(4094))->hidden());
    EXPECT_TRUE(sw.config()->vlanConfig(VlanId(30))->hidden());
    EXPECT_EQ(sw.config()->vlanConfig(VlanId(20))->adminState(), Bridging::AdminState::suspended);
 }
