@@ -20,6 +20,8 @@ class PortSm : public Kel::Entity {
     public:
       KelIntfStatus(PortSm& sm, const Interface::EthIntfStatus::PtrConst& status);
       void onPortId() override { handlePortId(); }
+      // An ifIndex that comes after the port id completes the row just the same.
+      void onIfIndex() override { handlePortId(); }
       void onZombie() override { handleDel(); }
       // Creates or updates the port's row and map entry once the interface has a port id
       // and an ifIndex.
