@@ -14,7 +14,9 @@
 
 namespace BridgeSnmpAgent {
 
-using FidHostCollection = Kel::HashMap<Velnet::EthAddr, Velnet::IntfId>;
+// Ordered rather than hashed: a hash table's rehash would cost one insertion time in
+// proportion to the FID's size, and the backlog works keys off in key order anyway.
+using FidHostCollection = Kel::RbTreeMap<Velnet::EthAddr, Velnet::IntfId>;
 
 // The hosts of one FID that have forwarding-database rows, learned or configured, so that
 // the FID's rows can be found and deleted when the FID goes.
@@ -41,7 +43,9 @@ class FidHostMap : public Kel::Entity {
 class FidSm : public Kel::Entity {
  public:
    using Ptr = Kel::Ptr<FidSm>;
-   using Backlog = Kel::HashMap<Bridging::HostKey, bool>;
+   // Ordered by (fid, address): slices then create rows in the cache's own order, which
+   // keeps the tree paths they touch warm, and no insertion ever waits for a rehash.
+   using Backlog = Kel::RbTreeMap<Bridging::HostKey, bool>;
 
    class KelFdbStatus : public Bridging::FdbStatus::NotifieeConst {
     public:

@@ -218,7 +218,9 @@ int main(int argc, char** argv) {
    define(app, {"burst"}, "learn <count> random hosts spread over the first <ports> ports")
        .arg("count", "how many hosts")
        .arg("ports", "over how many ports")
-       .rest("seed", "seed <n>: the same seed gives the same addresses (default 1)");
+       .rest("options",
+             "seed <n>: the same seed gives the same addresses (default 1); paced: learn over "
+             "time, a few milliseconds per turn of the switch's loop, and return at once");
    define(app, {"link"}, "bring an interface's link up or down")
        .arg("intf", "interface")
        .arg("state", "up or down");

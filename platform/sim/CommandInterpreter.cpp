@@ -18,7 +18,7 @@ constexpr const char* learnUsage = "learn <vlan> <mac> <intf> [<entry-type>]";
 constexpr const char* moveUsage = "move <vlan> <mac> <intf>";
 constexpr const char* ageUsage = "age <vlan> <mac>";
 constexpr const char* flushUsage = "flush [vlan <vlan>] [intf <intf>]";
-constexpr const char* burstUsage = "burst <count> <ports> [seed <n>]";
+constexpr const char* burstUsage = "burst <count> <ports> [seed <n>] [paced]";
 constexpr const char* linkUsage = "link <intf> up|down";
 constexpr const char* vlanUsage = "vlan add|del|internal|hidden|state|name <vlan> ...";
 constexpr const char* vlanAddUsage = "vlan add <vlan> [name <name>]";
@@ -248,13 +248,26 @@ CommandAction parseBurst(const std::vector<std::string>& words) {
    const auto count = parseNumberWord(w.take("<count>"), "burst count", 1, maxBurstCount);
    const auto ports = parseNumberWord(w.take("<ports>"), "port count", 1, maxBurstPorts);
    std::uint64_t seed = 1;
-   if (w.more()) {
-      if (const std::string& keyword = w.take("seed"); keyword != "seed") {
+   bool paced = false;
+   bool seeded = false;
+   while (w.more()) {
+      const std::string& keyword = w.take("seed");
+      if (keyword == "seed" && !seeded) {
+         seed = parseNumberWord(w.take("<n>"), "seed", 0, UINT64_MAX);
+         seeded = true;
+      } else if (keyword == "paced" && !paced) {
+         paced = true;
+      } else {
          w.fail("unexpected argument '" + keyword + "'");
       }
-      seed = parseNumberWord(w.take("<n>"), "seed", 0, UINT64_MAX);
    }
    w.end();
+   if (paced) {
+      return [=](Switch& sw) {
+         sw.burstPaced(count, ports, seed);
+         return "burst of " + std::to_string(count) + " started\n";
+      };
+   }
    return
        [=](Switch& sw) { return "learned " + std::to_string(sw.burst(count, ports, seed)) + "\n"; };
 }

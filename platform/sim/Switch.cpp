@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "platform/kel/Exception.h"
+#include "platform/sim/Burst.h"
 #include "platform/sim/ConfigAgent.h"
 #include "platform/sim/LearningAgent.h"
 #include "platform/sim/StatusAgent.h"
@@ -19,12 +20,14 @@ class Switch::Impl {
    explicit Impl(Kel::ActivityManager& manager)
        : learning(state, manager),
          status(state, learning),
-         config(state, manager, status, learning) {}
+         config(state, manager, status, learning),
+         bursts(state, learning, manager) {}
 
    SwitchState state;
    LearningAgent learning;
    StatusAgent status;
    ConfigAgent config;
+   PacedBursts bursts;
    std::map<Velnet::IntfId, PortSpec> ports;
 
    void requirePort(const Velnet::IntfId& intf) const {
@@ -308,47 +311,34 @@ std::size_t Switch::flush(std::optional<Bridging::VlanId> vlan,
    return impl_->learning.flush(fid, intf);
 }
 
-std::size_t Switch::burst(std::size_t count, std::size_t portCount, std::uint64_t seed) {
+Burst Switch::newBurst(std::size_t count, std::size_t portCount, std::uint64_t seed) {
    impl_->config.settle();
-   // The candidate ports, in port order, each with the VLANs it is active in.
-   std::vector<std::pair<Velnet::IntfId, std::vector<Bridging::VlanId>>> candidates;
+   std::vector<Velnet::IntfId> names;
    for (const PortSpec& port : ports()) {
-      if (candidates.size() == portCount) {
-         break;
-      }
-      std::vector<Bridging::VlanId> vlans;
-      for (auto it = impl_->state.vlanStatusDir->vlanStatusIteratorConst(); it; ++it) {
-         if ((*it)->vlanPortStatusCollection().find(port.name)) {
-            vlans.push_back(it.key());
-         }
-      }
-      if (!vlans.empty()) {
-         candidates.emplace_back(port.name, std::move(vlans));
-      }
+      names.push_back(port.name);
    }
+   auto candidates = Burst::candidates(impl_->state, names, portCount);
    if (count > 0 && candidates.empty()) {
       throw CommandError("no port carries an active VLAN");
    }
-   std::mt19937_64 random(seed);
+   return Burst(std::move(candidates), count, seed);
+}
+
+std::size_t Switch::burst(std::size_t count, std::size_t portCount, std::uint64_t seed) {
+   Burst b = newBurst(count, portCount, seed);
    std::size_t learned = 0;
-   for (std::size_t i = 0; i < count; ++i) {
-      const auto& [intf, vlans] = candidates[i % candidates.size()];
-      const Bridging::VlanId vlan = vlans[random() % vlans.size()];
-      // Locally administered unicast addresses: first octet 0x02.
-      const std::uint64_t bits = random() & 0x00ffffffffffull;
-      const Velnet::EthAddr address = Velnet::EthAddr::fromU64(0x020000000000ull | bits);
-      const Bridging::Fid fid(vlan.value());
-      if (const auto fdb = impl_->state.config->fdbConfig(fid);
-          fdb && fdb->configuredHostCollection().find(address)) {
-         continue;
-      }
-      if (impl_->learning.learn(Bridging::HostKey(fid, address), intf,
-                                Bridging::FdbEntryType::learnedDynamic) ==
-          LearningAgent::Outcome::learned) {
-         ++learned;
-      }
+   while (!b.done()) {
+      learned += b.learnNext(impl_->state, impl_->learning) ? 1 : 0;
    }
    return learned;
+}
+
+void Switch::burstPaced(std::size_t count, std::size_t portCount, std::uint64_t seed) {
+   impl_->bursts.add(newBurst(count, portCount, seed));
+}
+
+std::size_t Switch::burstsPending() const {
+   return impl_->bursts.pending();
 }
 
 std::size_t Switch::learnedHosts() const {

@@ -20,6 +20,8 @@
 
 namespace Sim {
 
+class Burst;
+
 // A command the switch refuses; what() is a one-line reason such as
 // "no interface Ethernet99". A refused command changes nothing.
 class CommandError : public std::runtime_error {
@@ -131,6 +133,11 @@ class Switch {
    // carry a VLAN, each in a VLAN its port is an active member of. The same seed gives the
    // same addresses. Returns how many were newly learned.
    std::size_t burst(std::size_t count, std::size_t portCount, std::uint64_t seed = 1);
+   // The same burst learned over time, as traffic would teach it: a few milliseconds of
+   // learning per clock wake-up, other work in between. Checked now; learned later.
+   void burstPaced(std::size_t count, std::size_t portCount, std::uint64_t seed = 1);
+   // Paced bursts not finished yet.
+   std::size_t burstsPending() const;
    std::size_t learnedHosts() const;
 
    // A human-readable summary: "summary", "ports", "vlans", "switchports", "fdb" (learned
@@ -139,6 +146,7 @@ class Switch {
 
  private:
    class Impl;
+   Burst newBurst(std::size_t count, std::size_t portCount, std::uint64_t seed);
    std::unique_ptr<Impl> impl_;
 };
 

@@ -79,11 +79,6 @@ std::uint8_t EthAddr::octet(int i) const {
    return static_cast<std::uint8_t>(i % 2 == 0 ? w >> 8 : w);
 }
 
-std::uint64_t EthAddr::toU64() const {
-   return static_cast<std::uint64_t>(words_[0]) << 32 |
-          static_cast<std::uint64_t>(words_[1]) << 16 | words_[2];
-}
-
 std::string EthAddr::stringValue() const {
    char text[18];
    const auto o = octets();

@@ -27,7 +27,10 @@ class EthAddr {
 
    std::array<std::uint8_t, 6> octets() const;
    std::uint8_t octet(int i) const;
-   std::uint64_t toU64() const;
+   constexpr std::uint64_t toU64() const {
+      return static_cast<std::uint64_t>(words_[0]) << 32 |
+             static_cast<std::uint64_t>(words_[1]) << 16 | words_[2];
+   }
    std::uint16_t word(int i) const { return words_[i]; }
    bool isZero() const { return toU64() == 0; }
    bool isMulticast() const { return (words_[0] & 0x0100) != 0; }
@@ -36,7 +39,7 @@ class EthAddr {
 
    friend constexpr bool operator==(const EthAddr&, const EthAddr&) = default;
    friend constexpr std::strong_ordering operator<=>(const EthAddr& a, const EthAddr& b) {
-      return a.words_ <=> b.words_;
+      return a.toU64() <=> b.toU64();
    }
    friend std::ostream& operator<<(std::ostream& os, const EthAddr& a) {
       return os << a.stringValue();

@@ -188,3 +188,44 @@ TEST_F(LearningTest, BurstSpreadsRandomHostsOverActiveMembers) {
 }
 
 }  // namespace
+
+namespace {
+
+class PacedBurstTest : public TestSupport::SimSwitchTest {};
+
+TEST_F(PacedBurstTest, LearnsOverSeveralWakeUpsWithOtherWorkBetween) {
+   // Each reading of the clock costs a millisecond, so a wake-up's 5 ms pass quickly.
+   class SteppingTime : public Kel::TimeSource {
+    public:
+      double now() const override { return t += 0.001; }
+      mutable double t = 2000.0;
+   } stepping;
+   sw.burstPaced(1000, 4, 5);
+   EXPECT_EQ(sw.learnedHosts(), 0u) << "nothing is learned inside the command";
+   EXPECT_EQ(sw.burstsPending(), 1u);
+   Kel::timeSourceIs(&stepping);
+   runDue();
+   const std::size_t afterOne = sw.learnedHosts();
+   EXPECT_GT(afterOne, 0u);
+   EXPECT_LT(afterOne, 1000u) << "one wake-up learns for a few milliseconds only";
+   EXPECT_EQ(manager.nextWake(), Kel::timeAsap);
+   for (int i = 0; i < 100 && sw.burstsPending(); ++i) {
+      runDue();
+   }
+   Kel::timeSourceIs(&time);
+   EXPECT_EQ(sw.burstsPending(), 0u);
+   EXPECT_EQ(sw.learnedHosts(), 1000u);
+
+   // The same seed learned at once finds every host there already.
+   EXPECT_EQ(sw.burst(1000, 4, 5), 0u);
+}
+
+TEST_F(PacedBurstTest, RefusedLikeABurst) {
+   for (int i = 1; i <= 8; ++i) {
+      sw.linkIs(eth(i), false);
+   }
+   EXPECT_THROW(sw.burstPaced(10, 8), Sim::CommandError);
+   EXPECT_EQ(sw.burstsPending(), 0u);
+}
+
+}  // namespace
