@@ -20,7 +20,8 @@ struct LearnedHost {
    double lastMoveTime = 0.0;  // wall-clock seconds of the last move; 0 if it never moved
    friend bool operator==(const LearnedHost&, const LearnedHost&) = default;
 };
-using LearnedHostMap = Kel::HashMap<Velnet::EthAddr, LearnedHost>;
+// Ordered: a hash table would stall the thread for its rehash as a FID grows.
+using LearnedHostMap = Kel::RbTreeMap<Velnet::EthAddr, LearnedHost>;
 
 class FdbStatus : public Kel::Entity {
  public:

@@ -33,9 +33,9 @@ class Activity : public Entity {
 // It does not wait by itself; a driver does that. Two drivers exist: StandaloneLoop (tests
 // and tools) and the snmpd driver of the plug-in, which hooks into snmpd's own loop.
 //
-// Each driving pass first dispatches the fds that are readable and then runs the clock
-// reactors that are due, so a wake-up asked for "as soon as possible" runs after the
-// pending input.
+// Each driving pass first dispatches the fds that are readable and then runs one clock
+// reactor that is due, so a wake-up asked for "as soon as possible" runs after the pending
+// input, and input is looked at again between any two reactors' work.
 class ActivityManager {
  public:
    class FdReactor {
@@ -76,8 +76,8 @@ class ActivityManager {
    double nextWake() const { return clock_->nextTime(); }
    // Dispatches one readable fd.
    void dispatchReadable(int fd);
-   // Runs the clock reactors that are due at Kel::now(), then tells the driver the next
-   // wake-up once.
+   // Runs one clock reactor that is due at Kel::now() (see Clock::runDue), then tells the
+   // driver the next wake-up once.
    void runDue();
 
  private:

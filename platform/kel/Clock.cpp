@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <vector>
 
 namespace Kel {
 
@@ -34,29 +33,28 @@ double Clock::nextTime() const {
    return next;
 }
 
-void Clock::runDue(double now) {
-   std::vector<NotifieeConst*> due;
-   kelNotify<NotifieeConst>(kelDepth, [&due, now](NotifieeConst* n) {
-      if (n->timeMin() <= now) {
-         due.push_back(n);
+bool Clock::runDue(double now) {
+   NotifieeConst* chosen = nullptr;
+   kelNotify<NotifieeConst>(kelDepth, [&chosen, now](NotifieeConst* n) {
+      if (n->timeMin() > now) {
+         return;
+      }
+      if (!chosen || n->timeMin() < chosen->timeMin() ||
+          (n->timeMin() == chosen->timeMin() && n->lastRun_ < chosen->lastRun_)) {
+         chosen = n;
       }
    });
-   for (NotifieeConst* n : due) {
-      // An earlier onTime() may have detached, destroyed or re-armed this reactor.
-      bool stillDue = false;
-      kelNotify<NotifieeConst>(kelDepth, [&stillDue, n, now](NotifieeConst* attached) {
-         stillDue = stillDue || (attached == n && n->timeMin() <= now);
-      });
-      if (!stillDue) {
-         continue;
-      }
-      n->timeMinIs(timeNever);
-      try {
-         n->onTime();
-      } catch (const std::exception& e) {
-         n->handleNotificationException(e);
-      }
+   if (!chosen) {
+      return false;
    }
+   chosen->lastRun_ = ++runs_;
+   chosen->timeMinIs(timeNever);
+   try {
+      chosen->onTime();
+   } catch (const std::exception& e) {
+      chosen->handleNotificationException(e);
+   }
+   return true;
 }
 
 }  // namespace Kel

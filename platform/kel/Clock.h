@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <limits>
 
@@ -34,17 +35,21 @@ class Clock : public Entity {
       virtual void onTime() {}
 
     private:
+      friend class Clock;
       double timeMin_ = timeNever;
+      std::uint64_t lastRun_ = 0;  // the clock's run count when it last ran
    };
 
    const char* typeName() const override { return "Kel::Clock"; }
 
    // The earliest timeMin of the attached reactors; timeNever when none wants a wake-up.
    double nextTime() const;
-   // Runs, once each, the reactors whose timeMin is at or before `now`. Reactors that ask
-   // for a new wake-up during this call are left for the next call, so a reactor that
-   // keeps asking for timeAsap cannot starve other work.
-   void runDue(double now);
+   // Runs one reactor whose timeMin is at or before `now`: the earliest, and among equal
+   // ones the one that ran least recently. One reactor a call keeps a driver's pass down to
+   // one reactor's work, so input is looked at between any two reactors' work, and the
+   // rotation keeps a reactor that always asks for timeAsap from starving the others.
+   // Returns false when none was due.
+   bool runDue(double now);
 
    // Called whenever a reactor's timeMin changes or a reactor attaches or detaches.
    void scheduleObserverIs(std::function<void()> observer) { observer_ = std::move(observer); }
@@ -58,6 +63,7 @@ class Clock : public Entity {
    }
 
    std::function<void()> observer_;
+   std::uint64_t runs_ = 0;
 };
 
 }  // namespace Kel

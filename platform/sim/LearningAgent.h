@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <set>
-#include <unordered_map>
+#include <map>
 #include <utility>
 
 #include "platform/bridging/HostKey.h"
@@ -49,7 +49,7 @@ class LearningAgent : public Kel::Clock::NotifieeConst {
 
    SwitchState& state_;
    // When each learned host was last seen, and the same ordered by time for aging.
-   std::unordered_map<Bridging::HostKey, double> lastSeen_;
+   std::map<Bridging::HostKey, double> lastSeen_;  // ordered: no rehash stalls
    std::set<std::pair<double, Bridging::HostKey>> byTime_;
 };
 

@@ -143,3 +143,50 @@ TEST(TimeTest, FakeTimeIsScopedAndSystemTimeReturns) {
 }
 
 }  // namespace
+
+namespace {
+
+class ClockRotationTest : public ::testing::Test {
+ protected:
+   Kel::ScopedFakeTime time{100.0};
+   Kel::ActivityManager manager;
+   Kel::StandaloneLoop loop{manager};
+   std::vector<std::string> log;
+};
+
+TEST_F(ClockRotationTest, OneReactorAPassInTurnWithInputBetween) {
+   TestSupport::PipeInput input(&log, "input");
+   manager.fdReactorIs(input.readFd(), &input);
+   Wakee a(&log, "a");
+   Wakee b(&log, "b");
+   a.rearmTo = Kel::timeAsap;
+   b.rearmTo = Kel::timeAsap;
+   a.notifierIs(manager.clock());
+   b.notifierIs(manager.clock());
+   a.timeMinIs(Kel::timeAsap);
+   b.timeMinIs(Kel::timeAsap);
+   for (int pass = 0; pass < 4; ++pass) {
+      input.arrive();
+      loop.runOnce(0);
+   }
+   EXPECT_EQ(log, (std::vector<std::string>{"input", "a at 100.000000 idle", "input",
+                                            "b at 100.000000 idle", "input", "a at 100.000000 idle",
+                                            "input", "b at 100.000000 idle"}));
+   manager.fdReactorDel(input.readFd());
+}
+
+TEST_F(ClockRotationTest, EarlierTimeGoesFirst) {
+   Wakee late(&log, "late");
+   Wakee early(&log, "early");
+   late.notifierIs(manager.clock());
+   early.notifierIs(manager.clock());
+   late.timeMinIs(150.0);
+   early.timeMinIs(120.0);
+   time.nowIs(200.0);
+   loop.runOnce(0);
+   loop.runOnce(0);
+   EXPECT_EQ(log,
+             (std::vector<std::string>{"early at 200.000000 idle", "late at 200.000000 idle"}));
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+// A burst of 100k learned hosts inside a running snmpd with the plug-in: how long GETs of
+// dot1dBaseType wait while the switch learns and the agent works the burst off, and what the
+// plug-in's memory grows by per learned host.
+
+#include <benchmark/benchmark.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "SnmpdAgent.h"
+
+namespace {
+
+constexpr std::size_t hostCount = 100'000;
+constexpr std::size_t labHosts = 261;  // learned by the lab topology at start-up
+
+// One command to the simulated switch's control socket; returns the reply.
+std::string control(const std::string& path, const std::string& line) {
+   const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+   sockaddr_un addr{};
+   addr.sun_family = AF_UNIX;
+   std::strncpy(addr.sun_path, path.c_str(), sizeof addr.sun_path - 1);
+   if (fd < 0 || ::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+      if (fd >= 0) {
+         ::close(fd);
+      }
+      throw std::runtime_error("cannot connect to " + path);
+   }
+   const std::string request = line + "\n";
+   if (::write(fd, request.data(), request.size()) != static_cast<ssize_t>(request.size())) {
+      ::close(fd);
+      throw std::runtime_error("cannot send to " + path);
+   }
+   std::string reply;
+   char buf[4096];
+   ssize_t n;
+   while ((n = ::read(fd, buf, sizeof buf)) > 0) {
+      reply.append(buf, static_cast<std::size_t>(n));
+   }
+   ::close(fd);
+   return reply;
+}
+
+// A field of /proc/<pid>/status in bytes ("VmRSS", "VmHWM").
+double procStatusBytes(pid_t pid, const std::string& field) {
+   std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+   std::string key;
+   while (status >> key) {
+      if (key == field + ":") {
+         double kb = 0;
+         status >> kb;
+         return kb * 1024.0;
+      }
+      std::getline(status, key);
+   }
+   return 0;
+}
+
+std::size_t learnedHosts(const std::string& socket) {
+   // "<n> ports, <n> VLANs, <n> learned hosts, ..."
+   const std::string summary = control(socket, "show summary");
+   const auto at = summary.find(" learned hosts");
+   const auto start = summary.rfind(' ', at - 1);
+   return at == std::string::npos ? 0 : std::stoul(summary.substr(start + 1, at - start - 1));
+}
+
+void BM_SnmpdBurstGetLatency(benchmark::State& state) {
+   double worstMs = 0;
+   double bytesPerHost = 0;
+   std::size_t gets = 0;
+   for (auto _ : state) {
+      Harness::SnmpdAgent agent;
+      const std::string socket = (agent.directory() / "control.sock").string();
+      agent.options().extraConfig.push_back("bridgesnmpControlSocket " + socket);
+      agent.start();
+      const double rssBefore = procStatusBytes(agent.pid(), "VmRSS");
+
+      const std::string reply = control(socket, "burst " + std::to_string(hostCount) + " 8 paced");
+      if (reply.rfind("ok", 0) != 0) {
+         state.SkipWithError(("burst refused: " + reply).c_str());
+         break;
+      }
+      // GETs back to back while the switch learns, then one more second for the agent to
+      // work the backlog off.
+      using Clock = std::chrono::steady_clock;
+      Clock::time_point learnedAt{};
+      bool learned = false;
+      while (!learned || Clock::now() - learnedAt < std::chrono::seconds(1)) {
+         const auto start = Clock::now();
+         const auto result = agent.get("1.3.6.1.2.1.17.1.3.0");
+         const double ms = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+         if (result.integer != 2) {
+            state.SkipWithError("dot1dBaseType did not answer 2");
+         }
+         worstMs = std::max(worstMs, ms);
+         ++gets;
+         if (!learned && gets % 20 == 0 && learnedHosts(socket) >= hostCount + labHosts) {
+            learned = true;
+            learnedAt = Clock::now();
+         }
+      }
+      bytesPerHost = (procStatusBytes(agent.pid(), "VmHWM") - rssBefore) / hostCount;
+      agent.stop();
+   }
+   state.counters["worst_get_ms"] = worstMs;
+   state.counters["gets"] = static_cast<double>(gets);
+   state.counters["rss_bytes_per_host"] = bytesPerHost;
+}
+
+BENCHMARK(BM_SnmpdBurstGetLatency)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
