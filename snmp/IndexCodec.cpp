@@ -1,0 +1,73 @@
+#include "snmp/IndexCodec.h"
+
+#include "snmp/SnmpTrace.h"
+
+namespace Snmp::Index {
+namespace {
+
+bool typeMatches(u_char expected, u_char actual) {
+   const bool octets = [](u_char t) {
+      return t == ASN_OCTET_STR || t == ASN_PRIV_IMPLIED_OCTET_STR;
+   }(expected);
+   return actual == expected ||
+          (octets && (actual == ASN_OCTET_STR || actual == ASN_PRIV_IMPLIED_OCTET_STR));
+}
+
+bool typeOk(const netsnmp_variable_list* component, u_char type, const char* unit,
+            const char* indexName) {
+   if (!component || !typeMatches(type, component->type)) {
+      SNMP_TRACE(0, unit,
+                 "hint for " << indexName << " has incorrect type! Expecting "
+                             << static_cast<int>(type) << " but got "
+                             << (component ? static_cast<int>(component->type) : -1));
+      return false;
+   }
+   return true;
+}
+
+}  // namespace
+
+std::optional<std::uint32_t> hintNumber(const netsnmp_variable_list* component, u_char type,
+                                        std::uint32_t max, const char* unit, const char* indexName,
+                                        const char* table) {
+   if (!typeOk(component, type, unit, indexName) || !component->val.integer) {
+      return std::nullopt;
+   }
+   // Sub-identifiers are unsigned; net-snmp keeps them in a long.
+   const unsigned long value = static_cast<unsigned long>(*component->val.integer);
+   SNMP_TRACE(2, unit, "hint component " << indexName << " is '" << value << "'");
+   if (value > max) {
+      SNMP_TRACE(2, unit, "hint for index " << indexName << " of " << table << " is out of range!");
+      return std::nullopt;
+   }
+   return static_cast<std::uint32_t>(value);
+}
+
+std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, const char* unit,
+                                       const char* indexName, const char* table) {
+   if (!typeOk(component, ASN_PRIV_IMPLIED_OCTET_STR, unit, indexName)) {
+      return std::nullopt;
+   }
+   if (component->val_len != 6 || !component->val.string) {
+      SNMP_TRACE(2, unit, "hint for index " << indexName << " of " << table << " is out of range!");
+      return std::nullopt;
+   }
+   std::array<std::uint8_t, 6> octets{};
+   for (int i = 0; i < 6; ++i) {
+      octets[i] = component->val.string[i];
+   }
+   return Velnet::EthAddr(octets);
+}
+
+netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value) {
+   snmp_set_var_value(component, &value, sizeof value);
+   return component->next_variable;
+}
+
+netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::EthAddr& address) {
+   const auto octets = address.octets();
+   snmp_set_var_value(component, octets.data(), octets.size());
+   return component->next_variable;
+}
+
+}  // namespace Snmp::Index

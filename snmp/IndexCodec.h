@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "platform/velnet/EthAddr.h"
+#include "snmp/NetSnmp.h"
+
+// Reading table indexes from a request's hint and writing a row's indexes for net-snmp.
+namespace Snmp::Index {
+
+// A numeric component of type `type` within 0..max; a wrong type or a value out of range
+// is traced (with the unit, index and table names) and gives nothing.
+std::optional<std::uint32_t> hintNumber(const netsnmp_variable_list* component, u_char type,
+                                        std::uint32_t max, const char* unit, const char* indexName,
+                                        const char* table);
+// A MAC address component: exactly six octets.
+std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, const char* unit,
+                                       const char* indexName, const char* table);
+
+// Writes one component and returns the next.
+netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value);
+netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::EthAddr& address);
+
+}  // namespace Snmp::Index

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <initializer_list>
+#include <vector>
+
+#include "snmp/NetSnmp.h"
+
+namespace Snmp {
+
+struct IndexSpec {
+   u_char type;       // ASN_INTEGER, ASN_UNSIGNED, ASN_TIMETICKS, ASN_PRIV_IMPLIED_OCTET_STR
+   const char* name;  // dot1dBasePort: named when it cannot be set up
+};
+
+struct IteratorCallbacks {
+   Netsnmp_First_Data_Point* first;
+   Netsnmp_Next_Data_Point* next;
+   Netsnmp_Make_Data_Context* makeDataContext;
+   Netsnmp_Free_Data_Context* freeDataContext;
+   Netsnmp_Free_Loop_Context* freeLoopContextAtEnd;
+};
+
+struct TableSpec {
+   const char* unit;  // "BridgeMib"
+   const char* name;  // "dot1dBasePortTable"
+   Netsnmp_Node_Handler* handler;
+   std::vector<oid> tableOid;
+   int access;  // HANDLER_CAN_RONLY or HANDLER_CAN_RWRITE
+   std::vector<IndexSpec> indexes;
+   unsigned minColumn;
+   unsigned maxColumn;
+   std::vector<unsigned> validColumns;
+   IteratorCallbacks callbacks;
+   void* entity;  // what the handler and the iterator read; may be null
+};
+
+// Registers a sorted iterator table with the serialize handler injected. A failure to set
+// up an index is traced and leaves the table unregistered; a failed registration or
+// injection is a programming fault.
+void registerTable(const TableSpec& table);
+
+struct ScalarSpec {
+   const char* unit;
+   const char* name;  // "dot1dBaseType"; the assertion names "reg_<name>"
+   Netsnmp_Node_Handler* handler;
+   std::vector<oid> scalarOid;  // without the .0 instance
+   int access;
+   void* entity;
+};
+
+// Registers a scalar at priority 64, ahead of default-priority (127) registrations.
+void registerScalar(const ScalarSpec& scalar);
+
+// The entity mounted at `path`, if it is a T; null otherwise. The caller keeps only the raw
+// pointer: the mount keeps the entity alive.
+template <class T>
+T* entityAt(const char* path);
+
+// The "Initializing" message of a unit's init function, when net-snmp debugging is on.
+void debugInitializing(const char* token, const char* function, const char* file, int line);
+
+}  // namespace Snmp
+
+#include "platform/statedb/StateDb.h"
+
+template <class T>
+T* Snmp::entityAt(const char* path) {
+   return Kel::ptrCast<T>(SnmpUtil::getEntityRelative(path)).get();
+}

@@ -1,0 +1,292 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include "platform/kel/Assert.h"
+#include "platform/kel/CollectionOps.h"
+#include "platform/kel/Exception.h"
+#include "platform/snmputil/Converters.h"
+#include "snmp/NetSnmp.h"
+#include "snmp/SnmpTrace.h"
+
+// The frame every table of the module shares: net-snmp's table-iterator callbacks over one
+// ordered collection of an entity, with the requested row as a hint, row and time filters,
+// and the handler's request loop. A table is a policy class:
+//
+//   struct Policy {
+//      using Entity = ...;                      // what the iterator's myvoid points at
+//      using Collection = Kel::RbTreeMap<K, Kel::Ptr<Row>>;
+//      static constexpr const char* name;       // "dot1dBasePortTable"
+//      static constexpr const char* unit;       // "BridgeMib"
+//      static constexpr const char* entityText; // "... is not of type ..." assertion text
+//      static constexpr unsigned indexCount;    // index components, time mark included
+//      static constexpr bool timeFiltered;      // first index a TimeFilter mark
+//      static const Collection& collection(const Entity&);
+//      // The key named by the hint's components (after the time mark), or nothing (traced).
+//      static std::optional<K> hintKey(netsnmp_variable_list* components);
+//      // Writes the row's index values into net-snmp's list (after the time mark).
+//      static void putIndexes(netsnmp_variable_list* vars, const K& key);
+//      static void printKey(std::ostream&, const K&);
+//      // Row filter (traced by the frame when it drops a row); return true for none.
+//      static bool filter(const typename Collection::IteratorConst& row);
+//      static constexpr const char* filterName;  // "QBridgeRowFilter", or nullptr
+//      // For time-filtered tables: the row's time that the mark is compared with.
+//      static double changeTime(const Row&);
+//      static constexpr const char* changeTimeName;  // "lastChange"
+//   };
+namespace Snmp {
+
+template <class Policy>
+struct TableFrame {
+   using Entity = typename Policy::Entity;
+   using Collection = typename Policy::Collection;
+   using Key = typename Collection::Key;
+   using Row = typename Kel::detail::RowOf<typename Collection::Value>::type;
+   using Iterator = typename Collection::IteratorConst;
+
+   // One request pass: where the walk stands. The entity reference keeps the rows alive.
+   struct LoopContext {
+      Kel::Ptr<const Entity> entity;
+      Iterator it;
+      std::uint32_t timeMark = 0;
+   };
+
+   // The row net-snmp stopped at; counted, so it outlives its deletion from the cache.
+   struct DataContext {
+      Kel::Ptr<const Row> row;
+      Key key;
+   };
+
+   static std::string fn(const char* what) { return std::string(Policy::name) + what; }
+
+   static netsnmp_variable_list* firstDataPoint(void** loopContext, void** dataContext,
+                                                netsnmp_variable_list* putIndexData,
+                                                netsnmp_iterator_info* info) {
+      try {
+         return first(loopContext, dataContext, putIndexData, info);
+      } catch (const std::exception& e) {
+         SNMP_TRACE(0, Policy::unit, fn("_get_first_data_point") << " - " << e.what());
+      }
+      *loopContext = nullptr;
+      return nullptr;
+   }
+
+   static netsnmp_variable_list* nextDataPoint(void** loopContext, void** dataContext,
+                                               netsnmp_variable_list* putIndexData,
+                                               netsnmp_iterator_info*) {
+      try {
+         auto* loop = static_cast<LoopContext*>(*loopContext);
+         SNMP_TRACE(2, Policy::unit,
+                    fn("_get_next_data_point") << " - advancing loop context " << loop
+                                               << "; data context " << *dataContext);
+         *dataContext = nullptr;
+         if (!loop) {
+            return nullptr;
+         }
+         ++loop->it;
+         netsnmp_variable_list* vars = step(*loop, putIndexData, "_get_next_data_point");
+         if (!vars) {
+            SNMP_TRACE(2, Policy::unit, fn("_get_next_data_point") << " - at end of loop context");
+         }
+         return vars;
+      } catch (const std::exception& e) {
+         SNMP_TRACE(0, Policy::unit, fn("_get_next_data_point") << " - " << e.what());
+      }
+      return nullptr;
+   }
+
+   static void* makeDataContext(void* loopContext, netsnmp_iterator_info*) {
+      auto* loop = static_cast<LoopContext*>(loopContext);
+      if (!loop || !loop->it) {
+         return nullptr;
+      }
+      auto* data = new DataContext{Kel::Ptr<const Row>(loop->it.value()), loop->it.key()};
+      SNMP_TRACE(2, Policy::unit,
+                 fn("_make_data_context")
+                     << " - allocated data context " << data << " for loop context " << loop);
+      return data;
+   }
+
+   static void freeDataContext(void* dataContext, netsnmp_iterator_info*) {
+      delete static_cast<DataContext*>(dataContext);
+   }
+
+   static void freeLoopContextAtEnd(void* loopContext, netsnmp_iterator_info*) {
+      delete static_cast<LoopContext*>(loopContext);
+   }
+
+   // The data context of a request, or null.
+   static DataContext* dataContext(netsnmp_request_info* request) {
+      return static_cast<DataContext*>(netsnmp_extract_iterator_context(request));
+   }
+
+ private:
+   static netsnmp_variable_list* first(void** loopContext, void** dataContext,
+                                       netsnmp_variable_list* putIndexData,
+                                       netsnmp_iterator_info* info) {
+      // On the first pass of a request net-snmp hands the request's table information over
+      // in *loopContext; on later passes (the next column) there is none, and the walk
+      // starts at the first row. The index list in putIndexData is not a hint: on later
+      // passes it holds the last row visited.
+      auto* hint = static_cast<netsnmp_table_request_info*>(*loopContext);
+      *loopContext = nullptr;
+      *dataContext = nullptr;
+      const auto* entity = static_cast<const Entity*>(info->myvoid);
+      if (!entity) {
+         Kel::assertionFailed(Policy::entityText, __FILE__, __LINE__, __func__);
+      }
+      SNMP_TRACE(2, Policy::unit,
+                 fn("_get_first_data_point") << " - *hint = " << hint << ", number_indexes = "
+                                             << (hint ? hint->number_indexes : 0));
+      auto* loop =
+          new LoopContext{Kel::Ptr<const Entity>(entity), Policy::collection(*entity).begin(), 0};
+      if (hint) {
+         seek(*loop, *hint);
+      }
+      SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - allocated new loop context");
+      *loopContext = loop;
+      return step(*loop, putIndexData, "_get_first_data_point");
+   }
+
+   // Moves the loop to the hinted row when the hint names one; otherwise it stays at the
+   // first row. Every bad hint is traced and falls back to the first row.
+   static void seek(LoopContext& loop, const netsnmp_table_request_info& hint) {
+      netsnmp_variable_list* components = hint.indexes;
+      if constexpr (Policy::timeFiltered) {
+         // The time mark filters; it is taken even from an incomplete index.
+         if (components && hint.number_indexes >= 1 && components->type == ASN_TIMETICKS &&
+             components->val.integer) {
+            loop.timeMark = static_cast<std::uint32_t>(*components->val.integer);
+         }
+      }
+      if (hint.number_indexes != Policy::indexCount) {
+         SNMP_TRACE(2, Policy::unit,
+                    fn("_get_first_data_point")
+                        << " - needed " << Policy::indexCount << " components, found only "
+                        << hint.number_indexes);
+         return;
+      }
+      if constexpr (Policy::timeFiltered) {
+         components = components ? components->next_variable : nullptr;
+      }
+      std::optional<Key> key;
+      {
+         Kel::Expect expect(Kel::ExceptionId::range);
+         try {
+            key = Policy::hintKey(components);
+         } catch (const Kel::Exception& e) {
+            SNMP_TRACE(0, Policy::unit,
+                       "Bad hint for " << Policy::name << ": " << Policy::keyTypeName
+                                       << " ctor threw exception: " << e.what());
+         }
+      }
+      bool matched = false;
+      if (key) {
+         Iterator found = Policy::collection(*loop.entity).iteratorAt(*key);
+         if (found) {
+            loop.it = found;
+            matched = true;
+         } else {
+            std::ostringstream text;
+            Policy::printKey(text, *key);
+            SNMP_TRACE(2, Policy::unit,
+                       fn("_get_first_data_point")
+                           << " - key '" << text.str() << "' not found in table");
+         }
+      }
+      SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=" << matched);
+   }
+
+   // Skips the rows the filters drop, then offers the current row's indexes, or ends.
+   static netsnmp_variable_list* step(LoopContext& loop, netsnmp_variable_list* vars,
+                                      const char* caller) {
+      while (loop.it && !accepted(loop, caller)) {
+         ++loop.it;
+      }
+      return iterationHelper(loop, vars);
+   }
+
+   static bool accepted(const LoopContext& loop, const char* caller) {
+      (void)caller;
+      if constexpr (Policy::filterName != nullptr) {
+         const bool keep = Policy::filter(loop.it);
+         if (!keep) {
+            SNMP_TRACE(
+                2, Policy::unit,
+                Policy::name << "_get_*_data_point: " << Policy::filterName << " returns " << keep);
+            SNMP_TRACE(2, Policy::unit, Policy::name << "_get_*_data_point filtered out");
+            return false;
+         }
+      }
+      if constexpr (Policy::timeFiltered) {
+         const std::uint32_t ticks =
+             SecondsToTimeTicks(NowSecondsToUptimeSeconds(Policy::changeTime(**loop.it)));
+         // Two ticks of slack, so a change in the same hundredth as the mark still shows.
+         if (static_cast<std::uint32_t>(ticks + 2) < loop.timeMark) {
+            SNMP_TRACE(2, Policy::unit, Policy::name << "_get_*_data_point filtered out");
+            SNMP_TRACE(2, Policy::unit,
+                       Policy::name << "_get_*_data_point: last changed (" << Policy::changeTimeName
+                                    << ") " << ticks << " requested value is " << loop.timeMark);
+            return false;
+         }
+      }
+      return true;
+   }
+
+   static netsnmp_variable_list* iterationHelper(LoopContext& loop, netsnmp_variable_list* vars) {
+      if (!loop.it) {
+         SNMP_TRACE(2, Policy::unit, Policy::name << "IterationHelper - iterator is at end");
+         return nullptr;
+      }
+      netsnmp_variable_list* rest = vars;
+      if constexpr (Policy::timeFiltered) {
+         if (loop.timeMark) {
+            SNMP_TRACE(2, Policy::unit,
+                       Policy::name << "IterationHelper - Using existing TimeFilter "
+                                    << Policy::timeMarkName << "=" << loop.timeMark);
+         }
+         const u_long mark = loop.timeMark;
+         snmp_set_var_value(rest, &mark, sizeof mark);
+         rest = rest->next_variable;
+      }
+      Policy::putIndexes(rest, loop.it.key());
+      if (Snmp::snmpTrace().enabled(2)) {
+         std::ostringstream text;
+         Policy::printKey(text, loop.it.key());
+         SNMP_TRACE(2, Policy::unit,
+                    Policy::name << "IterationHelper - iterator has another value: "
+                                 << Policy::keyName << "=" << text.str());
+      }
+      return vars;
+   }
+};
+
+// Defines the named net-snmp callbacks of a table over its frame:
+// <table>_get_first_data_point, _get_next_data_point, _make_data_context,
+// _free_data_context and _free_loop_context_at_end.
+#define SNMP_TABLE_CALLBACKS(table, Policy)                                                    \
+   netsnmp_variable_list* table##_get_first_data_point(void** loopContext, void** dataContext, \
+                                                       netsnmp_variable_list* put,             \
+                                                       netsnmp_iterator_info* info) {          \
+      return ::Snmp::TableFrame<Policy>::firstDataPoint(loopContext, dataContext, put, info);  \
+   }                                                                                           \
+   netsnmp_variable_list* table##_get_next_data_point(void** loopContext, void** dataContext,  \
+                                                      netsnmp_variable_list* put,              \
+                                                      netsnmp_iterator_info* info) {           \
+      return ::Snmp::TableFrame<Policy>::nextDataPoint(loopContext, dataContext, put, info);   \
+   }                                                                                           \
+   void* table##_make_data_context(void* loopContext, netsnmp_iterator_info* info) {           \
+      return ::Snmp::TableFrame<Policy>::makeDataContext(loopContext, info);                   \
+   }                                                                                           \
+   void table##_free_data_context(void* dataContext, netsnmp_iterator_info* info) {            \
+      ::Snmp::TableFrame<Policy>::freeDataContext(dataContext, info);                          \
+   }                                                                                           \
+   void table##_free_loop_context_at_end(void* loopContext, netsnmp_iterator_info* info) {     \
+      ::Snmp::TableFrame<Policy>::freeLoopContextAtEnd(loopContext, info);                     \
+   }
+
+}  // namespace Snmp
