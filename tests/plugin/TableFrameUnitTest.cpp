@@ -1,0 +1,243 @@
+// The table frame driven the way net-snmp's table iterator drives it, without an snmpd:
+// the hint on the first pass, no hint on later passes, filters and the time filter.
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "model/QBridgeMib.h"
+#include "platform/snmputil/Converters.h"
+#include "snmp/IndexCodec.h"
+#include "snmp/TableFrame.h"
+
+namespace {
+
+// A table over the cache's port rows with one INTEGER index; ports 13 and up are filtered.
+struct PortTable {
+   using Entity = BridgeSnmp::QBridgeMib;
+   using Collection = BridgeSnmp::Dot1dBasePortTableMap;
+   using Key = Interface::EthPortId;
+   static constexpr const char* name = "testPortTable";
+   static constexpr const char* unit = "TableFrameUnitTest";
+   static constexpr const char* entityText = "no entity";
+   static constexpr unsigned indexCount = 1;
+   static constexpr bool timeFiltered = false;
+   static constexpr const char* filterName = "TestFilter";
+   static constexpr const char* keyName = "port";
+   static constexpr const char* keyTypeName = "Interface::EthPortId";
+   static constexpr const char* changeTimeName = "";
+   static constexpr const char* timeMarkName = "";
+   static const Collection& collection(const Entity& mib) {
+      return mib.dot1dBasePortTableCollection();
+   }
+   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
+      const auto port = Snmp::Index::hintNumber(c, ASN_INTEGER, 65535, unit, "port", name);
+      return port ? std::optional<Key>(Interface::EthPortId(*port)) : std::nullopt;
+   }
+   static void putIndexes(netsnmp_variable_list* vars, const Key& port) {
+      Snmp::Index::putNumber(vars, port.value());
+   }
+   static void printKey(std::ostream& os, const Key& port) { os << port; }
+   static bool filter(const Collection::IteratorConst& row) { return row.key().value() < 13; }
+   static double changeTime(const BridgeSnmp::Dot1dBasePortEntry&) { return 0; }
+};
+
+// A time-filtered table over the current VLAN rows: (time mark, VLAN).
+struct VlanTable {
+   using Entity = BridgeSnmp::QBridgeMib;
+   using Collection = BridgeSnmp::Dot1qVlanCurrentTableMap;
+   using Key = std::uint32_t;
+   static constexpr const char* name = "testVlanTable";
+   static constexpr const char* unit = "TableFrameUnitTest";
+   static constexpr const char* entityText = "no entity";
+   static constexpr unsigned indexCount = 2;
+   static constexpr bool timeFiltered = true;
+   static constexpr const char* filterName = nullptr;
+   static constexpr const char* keyName = "vlan";
+   static constexpr const char* keyTypeName = "U32";
+   static constexpr const char* changeTimeName = "lastChange";
+   static constexpr const char* timeMarkName = "mark";
+   static const Collection& collection(const Entity& mib) {
+      return mib.dot1qVlanCurrentTableCollection();
+   }
+   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
+      return Snmp::Index::hintNumber(c, ASN_UNSIGNED, 4294967295u, unit, "vlan", name);
+   }
+   static void putIndexes(netsnmp_variable_list* vars, const Key& vlan) {
+      Snmp::Index::putNumber(vars, vlan);
+   }
+   static void printKey(std::ostream& os, const Key& vlan) { os << vlan; }
+   static bool filter(const Collection::IteratorConst&) { return true; }
+   static double changeTime(const BridgeSnmp::Dot1qVlanCurrentEntry& row) {
+      return row.lastChange();
+   }
+};
+
+// The index list net-snmp would pass: one varbind per index, of the index's type.
+class IndexList {
+ public:
+   explicit IndexList(std::initializer_list<u_char> types) {
+      for (u_char t : types) {
+         snmp_varlist_add_variable(&list_, nullptr, 0, t, nullptr, 0);
+      }
+   }
+   ~IndexList() { snmp_free_varbind(list_); }
+   netsnmp_variable_list* get() { return list_; }
+   std::vector<unsigned long> values() const {
+      std::vector<unsigned long> out;
+      for (auto* v = list_; v; v = v->next_variable) {
+         out.push_back(v->val.integer ? static_cast<unsigned long>(*v->val.integer) : 0);
+      }
+      return out;
+   }
+
+ private:
+   netsnmp_variable_list* list_ = nullptr;
+};
+
+template <class Policy>
+class Walker {
+ public:
+   using Frame = Snmp::TableFrame<Policy>;
+   explicit Walker(BridgeSnmp::QBridgeMib& mib) { info_.myvoid = &mib; }
+
+   // One pass from a hint (or none), collecting the first index of each row offered.
+   std::vector<std::vector<unsigned long>> pass(netsnmp_table_request_info* hint, IndexList& put,
+                                                std::size_t limit = 100) {
+      std::vector<std::vector<unsigned long>> rows;
+      void* loop = hint;
+      void* data = nullptr;
+      netsnmp_variable_list* vars = Frame::firstDataPoint(&loop, &data, put.get(), &info_);
+      while (vars && rows.size() < limit) {
+         rows.push_back(put.values());
+         vars = Frame::nextDataPoint(&loop, &data, put.get(), &info_);
+      }
+      Frame::freeLoopContextAtEnd(loop, &info_);
+      return rows;
+   }
+
+ private:
+   netsnmp_iterator_info info_{};
+};
+
+class TableFrameUnitTest : public ::testing::Test {
+ protected:
+   void SetUp() override {
+      for (unsigned p : {2u, 5u, 9u, 12u, 13u, 20u}) {
+         mib->dot1dBasePortTableIs(Interface::EthPortId(p));
+      }
+   }
+   BridgeSnmp::QBridgeMib::Ptr mib = BridgeSnmp::qBridgeMibFactory("qbridgemib");
+};
+
+using Rows = std::vector<std::vector<unsigned long>>;
+
+TEST_F(TableFrameUnitTest, NoHintWalksFromTheFirstRowAndFiltersRows) {
+   Walker<PortTable> walker(*mib);
+   IndexList put{ASN_INTEGER};
+   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{2}, {5}, {9}, {12}})) << "13 and 20 filtered";
+}
+
+TEST_F(TableFrameUnitTest, HintStartsAtTheRequestedRow) {
+   Walker<PortTable> walker(*mib);
+   IndexList hintIndexes{ASN_INTEGER};
+   Snmp::Index::putNumber(hintIndexes.get(), 9);
+   netsnmp_table_request_info hint{};
+   hint.indexes = hintIndexes.get();
+   hint.number_indexes = 1;
+   IndexList put{ASN_INTEGER};
+   EXPECT_EQ(walker.pass(&hint, put), (Rows{{9}, {12}}));
+}
+
+TEST_F(TableFrameUnitTest, BadHintsFallBackToTheFirstRow) {
+   Walker<PortTable> walker(*mib);
+   IndexList put{ASN_INTEGER};
+   const Rows all{{2}, {5}, {9}, {12}};
+   {
+      IndexList absent{ASN_INTEGER};
+      Snmp::Index::putNumber(absent.get(), 7);
+      netsnmp_table_request_info hint{};
+      hint.indexes = absent.get();
+      hint.number_indexes = 1;
+      EXPECT_EQ(walker.pass(&hint, put), all) << "a key not in the table";
+   }
+   {
+      IndexList tooBig{ASN_INTEGER};
+      Snmp::Index::putNumber(tooBig.get(), 70000);
+      netsnmp_table_request_info hint{};
+      hint.indexes = tooBig.get();
+      hint.number_indexes = 1;
+      EXPECT_EQ(walker.pass(&hint, put), all) << "out of range";
+   }
+   {
+      IndexList wrongType{ASN_OCTET_STR};
+      netsnmp_table_request_info hint{};
+      hint.indexes = wrongType.get();
+      hint.number_indexes = 1;
+      EXPECT_EQ(walker.pass(&hint, put), all) << "wrong type";
+   }
+   {
+      netsnmp_table_request_info hint{};
+      hint.number_indexes = 0;
+      EXPECT_EQ(walker.pass(&hint, put), all) << "no components";
+   }
+}
+
+TEST_F(TableFrameUnitTest, LaterPassIgnoresTheIndexListOfTheLastRowVisited) {
+   // The first pass over a column ends after the last row; net-snmp then starts the next
+   // column's pass with no hint, and with the index list still holding that last row.
+   Walker<PortTable> walker(*mib);
+   IndexList put{ASN_INTEGER};
+   IndexList hintIndexes{ASN_INTEGER};
+   Snmp::Index::putNumber(hintIndexes.get(), 12);
+   netsnmp_table_request_info hint{};
+   hint.indexes = hintIndexes.get();
+   hint.number_indexes = 1;
+   EXPECT_EQ(walker.pass(&hint, put), (Rows{{12}}));
+   EXPECT_EQ(put.values(), (std::vector<unsigned long>{12}));
+   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{2}, {5}, {9}, {12}}))
+       << "the next column starts at its first row, not at the row put_index_data holds";
+}
+
+TEST_F(TableFrameUnitTest, TimeFilterKeepsRowsChangedAtTheMarkLessTwoTicks) {
+   const double before = Snmp::agentStartTime();
+   Snmp::agentStartTimeIs(1000.0);
+   mib->dot1qVlanCurrentTableIs(10)->lastChangeIs(1010.0);  // 1000 ticks since the start
+   mib->dot1qVlanCurrentTableIs(20)->lastChangeIs(1020.0);  // 2000 ticks
+   Walker<VlanTable> walker(*mib);
+   auto passWithMark = [&](unsigned long mark) {
+      IndexList hintIndexes{ASN_TIMETICKS, ASN_UNSIGNED};
+      Snmp::Index::putNumber(Snmp::Index::putNumber(hintIndexes.get(), mark), 0);
+      netsnmp_table_request_info hint{};
+      hint.indexes = hintIndexes.get();
+      hint.number_indexes = 2;
+      IndexList put{ASN_TIMETICKS, ASN_UNSIGNED};
+      return walker.pass(&hint, put);
+   };
+   EXPECT_EQ(passWithMark(1002), (Rows{{1002, 10}, {1002, 20}})) << "ticks + 2 == mark is kept";
+   EXPECT_EQ(passWithMark(1003), (Rows{{1003, 20}})) << "one tick later it is not";
+   EXPECT_EQ(passWithMark(2002), (Rows{{2002, 20}}));
+   EXPECT_TRUE(passWithMark(2003).empty());
+   IndexList put{ASN_TIMETICKS, ASN_UNSIGNED};
+   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{0, 10}, {0, 20}})) << "no mark: every row";
+   Snmp::agentStartTimeIs(before);
+}
+
+TEST_F(TableFrameUnitTest, DataContextHoldsTheRowEvenAfterItIsDeleted) {
+   using Frame = Snmp::TableFrame<PortTable>;
+   netsnmp_iterator_info info{};
+   info.myvoid = mib.get();
+   IndexList put{ASN_INTEGER};
+   void* loop = nullptr;
+   void* data = nullptr;
+   ASSERT_TRUE(Frame::firstDataPoint(&loop, &data, put.get(), &info));
+   auto* context = static_cast<Frame::DataContext*>(Frame::makeDataContext(loop, &info));
+   ASSERT_TRUE(context);
+   mib->dot1dBasePortTableDel(Interface::EthPortId(2));
+   EXPECT_EQ(context->row->port(), Interface::EthPortId(2));
+   EXPECT_TRUE(context->row->kelZombie());
+   Frame::freeDataContext(context, &info);
+   Frame::freeLoopContextAtEnd(loop, &info);
+}
+
+}  // namespace
