@@ -9,6 +9,7 @@
 #include "platform/bridging/Config.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/snmputil/HandlerRegistration.h"
+#include "snmp/ConstantScalar.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/Registration.h"
 #include "snmp/RowFilters.h"
@@ -64,28 +65,6 @@ struct Dot1dBaseNumPorts {
    }
 };
 
-// A constant scalar encoded with the signed conversion.
-template <const char* const& Handler, const char* const& Name, u_char Type, int Value,
-          const char* const& Reading>
-struct ConstantScalar {
-   using Entity = void;
-   static constexpr const char* unit = "BridgeMib";
-   static constexpr const char* handler = Handler;
-   static constexpr const char* name = Name;
-   static constexpr u_char type = Type;
-   static constexpr int length = 0;
-   static constexpr const char* reading = Reading;
-   static constexpr const char* conversion = "S32ToAsnInteger";
-   static constexpr const char* bytesFor = "";
-   static constexpr const char* failed = "S32ToAsnInteger failed for: ";
-   static constexpr const char* path = "";
-   static constexpr const char* entityType = "";
-   static constexpr const char* attribute = "";
-   static int convert(const void*, unsigned char* buf, int len) {
-      return SnmpConvert<std::int32_t, S32ToAsnIntegerF>(Value, buf, len);
-   }
-};
-
 constexpr const char* baseTypeHandler = "handle_dot1dBaseType";
 constexpr const char* baseTypeName = "dot1dBaseType";
 constexpr const char* returning2 = "returning 2";
@@ -95,9 +74,10 @@ constexpr const char* returning0 = "returning 0";
 
 // dot1dBaseType: transparent-only(2). dot1dTpLearnedEntryDiscards: this bridge never
 // discards a learned entry for want of room; a Counter32 built with the signed conversion.
-using Dot1dBaseType = ConstantScalar<baseTypeHandler, baseTypeName, ASN_INTEGER, 2, returning2>;
+using Dot1dBaseType =
+    Snmp::ConstantScalar<unit, baseTypeHandler, baseTypeName, ASN_INTEGER, 2, returning2>;
 using Dot1dTpLearnedEntryDiscards =
-    ConstantScalar<discardsHandler, discardsName, ASN_COUNTER, 0, returning0>;
+    Snmp::ConstantScalar<unit, discardsHandler, discardsName, ASN_COUNTER, 0, returning0>;
 
 struct Dot1dTpAgingTime {
    using Entity = Bridging::Config;
