@@ -297,13 +297,6 @@ std::string difference(const std::vector<Varbind>& actual, const std::vector<Var
    return "";
 }
 
-// Strictly increasing OIDs: no object twice, no step back.
-void expectStrictlyIncreasing(const std::vector<Varbind>& walked) {
-   for (std::size_t i = 1; i < walked.size(); ++i) {
-      EXPECT_LT(walked[i - 1].oid, walked[i].oid) << "at object " << i;
-   }
-}
-
 class BridgeMibTest : public SnmpdTest {
  protected:
    // An snmpd with the plug-in and its control socket in the agent's directory; the lab
@@ -512,7 +505,8 @@ TEST_F(BridgeMibTest, BasePortTableWalksMatchTheSwitchsPorts) {
 
    ASSERT_EQ(walkUntilEqual(dot1dBasePortTable, [&] { return expected; }), "");
    const std::vector<Varbind> walked = snmpd().walk(dot1dBasePortTable);
-   expectStrictlyIncreasing(walked);
+   // walk() and bulkWalk() throw WalkError on an OID that does not increase; equality with
+   // the switch's rows, in order, shows every object comes once.
    for (const int repetitions : {1, 2, 7, 48, 100}) {
       const std::vector<Varbind> bulk = snmpd().bulkWalk(dot1dBasePortTable, repetitions);
       EXPECT_EQ(difference(bulk, walked), "") << "GETBULK, max-repetitions " << repetitions;
@@ -560,7 +554,6 @@ TEST_F(BridgeMibTest, TpFdbTableWalksMatchTheSwitchsVlanOne) {
 
    ASSERT_EQ(walkUntilEqual(dot1dTpFdbTable, [&] { return expectedFdb(); }), "");
    const std::vector<Varbind> walked = snmpd().walk(dot1dTpFdbTable);
-   expectStrictlyIncreasing(walked);
    for (const int repetitions : {1, 2, 3, 10, 41, 200}) {
       const std::vector<Varbind> bulk = snmpd().bulkWalk(dot1dTpFdbTable, repetitions);
       EXPECT_EQ(difference(bulk, walked), "") << "GETBULK, max-repetitions " << repetitions;

@@ -697,7 +697,6 @@ void walkWhileChurning(SnmpdAgent& snmpd, const Oid& entry,
    // It left the table for what follows the table, not for somewhere further on.
    EXPECT_EQ(end, after);
    const std::set<Oid> seen(walked.begin(), walked.end());
-   EXPECT_EQ(seen.size(), walked.size());
    for (const std::uint32_t column : columns) {
       for (const Oid& index : stable) {
          EXPECT_TRUE(seen.count(entry.child(column) + index))
