@@ -1,11 +1,11 @@
 #pragma once
 
+#include "model/Enums.h"
 #include "platform/bridging/Fid.h"
+#include "platform/bridging/VlanId.h"
 #include "platform/interface/EthPortId.h"
 #include "platform/interface/IntfStatus.h"
 #include "platform/velnet/IntfId.h"
-#include "platform/bridging/VlanId.h"
-#include "model/Enums.h"
 
 // Conversions between the bridging model's values and SNMP varbind values.
 //

@@ -84,13 +84,12 @@ std::string formatTraceRecord(const TraceRecord& record);
 
 // The same, naming `source` (a unit's name, "BridgeExt") as where the message comes from,
 // for code shared by several units.
-#define KEL_TRACE_SOURCE(handle, level, source, expr)                                  \
-   do {                                                                                \
-      const ::Kel::TraceHandle& kelTraceHandle_ = (handle);                            \
-      if (kelTraceHandle_.enabled(level)) {                                            \
-         std::ostringstream kelTraceStream_;                                           \
-         kelTraceStream_ << expr;                                                      \
-         ::Kel::traceHelper(kelTraceHandle_, (level), (source), __LINE__,              \
-                            kelTraceStream_.str());                                    \
-      }                                                                                \
+#define KEL_TRACE_SOURCE(handle, level, source, expr)                                             \
+   do {                                                                                           \
+      const ::Kel::TraceHandle& kelTraceHandle_ = (handle);                                       \
+      if (kelTraceHandle_.enabled(level)) {                                                       \
+         std::ostringstream kelTraceStream_;                                                      \
+         kelTraceStream_ << expr;                                                                 \
+         ::Kel::traceHelper(kelTraceHandle_, (level), (source), __LINE__, kelTraceStream_.str()); \
+      }                                                                                           \
    } while (0)

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <set>
-#include <map>
 #include <utility>
 
 #include "platform/bridging/HostKey.h"
