@@ -40,19 +40,10 @@ struct MoveTable {
       return mib.dot1qTpFdbTableCollection();
    }
    static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto fid =
-          Snmp::Index::hintNumber(c, ASN_UNSIGNED, Bridging::Fid::max, unit, "dot1qFdbId", name);
-      if (!fid) {
-         return std::nullopt;
-      }
-      const auto address = Snmp::Index::hintMac(c->next_variable, unit, "dot1qTpFdbAddress", name);
-      if (!address) {
-         return std::nullopt;
-      }
-      return Key(Bridging::Fid(*fid), *address);
+      return Snmp::Index::hintFdbEntryKey(c, unit, name);
    }
    static void putIndexes(netsnmp_variable_list* vars, const Key& key) {
-      Snmp::Index::putMac(Snmp::Index::putNumber(vars, key.fid().value()), key.address());
+      Snmp::Index::putFdbEntryKey(vars, key);
    }
    static void printKey(std::ostream& os, const Key& key) { os << key; }
    static bool filter(const Collection::IteratorConst& row) {

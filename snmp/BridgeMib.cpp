@@ -105,26 +105,11 @@ struct Dot1dTpAgingTime {
 
 }  // namespace
 
-int handle_dot1dBaseBridgeAddress(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                                  netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1dBaseBridgeAddress>(h, r, i, q);
-}
-int handle_dot1dBaseNumPorts(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                             netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1dBaseNumPorts>(h, r, i, q);
-}
-int handle_dot1dBaseType(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                         netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1dBaseType>(h, r, i, q);
-}
-int handle_dot1dTpLearnedEntryDiscards(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                                       netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1dTpLearnedEntryDiscards>(h, r, i, q);
-}
-int handle_dot1dTpAgingTime(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                            netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1dTpAgingTime>(h, r, i, q);
-}
+SNMP_SCALAR_HANDLER(handle_dot1dBaseBridgeAddress, Dot1dBaseBridgeAddress)
+SNMP_SCALAR_HANDLER(handle_dot1dBaseNumPorts, Dot1dBaseNumPorts)
+SNMP_SCALAR_HANDLER(handle_dot1dBaseType, Dot1dBaseType)
+SNMP_SCALAR_HANDLER(handle_dot1dTpLearnedEntryDiscards, Dot1dTpLearnedEntryDiscards)
+SNMP_SCALAR_HANDLER(handle_dot1dTpAgingTime, Dot1dTpAgingTime)
 
 namespace {
 

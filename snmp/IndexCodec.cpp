@@ -59,6 +59,19 @@ std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, c
    return Velnet::EthAddr(octets);
 }
 
+std::optional<BridgeSnmp::Dot1qTpFdbEntryKey> hintFdbEntryKey(const netsnmp_variable_list* fid,
+                                                              const char* unit, const char* table) {
+   const auto number = hintNumber(fid, ASN_UNSIGNED, Bridging::Fid::max, unit, "dot1qFdbId", table);
+   if (!number) {
+      return std::nullopt;
+   }
+   const auto address = hintMac(fid->next_variable, unit, "dot1qTpFdbAddress", table);
+   if (!address) {
+      return std::nullopt;
+   }
+   return BridgeSnmp::Dot1qTpFdbEntryKey(Bridging::Fid(*number), *address);
+}
+
 netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value) {
    snmp_set_var_value(component, &value, sizeof value);
    return component->next_variable;
@@ -68,6 +81,15 @@ netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::Et
    const auto octets = address.octets();
    snmp_set_var_value(component, octets.data(), octets.size());
    return component->next_variable;
+}
+
+}  // namespace Snmp::Index
+
+namespace Snmp::Index {
+
+netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
+                                      const BridgeSnmp::Dot1qTpFdbEntryKey& key) {
+   return putMac(putNumber(component, key.fid().value()), key.address());
 }
 
 }  // namespace Snmp::Index

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "model/Dot1qTpFdbEntryKey.h"
 #include "platform/velnet/EthAddr.h"
 #include "snmp/NetSnmp.h"
 
@@ -18,8 +19,14 @@ std::optional<std::uint32_t> hintNumber(const netsnmp_variable_list* component, 
 std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, const char* unit,
                                        const char* indexName, const char* table);
 
+// A forwarding-entry key from two components: dot1qFdbId, then the address.
+std::optional<BridgeSnmp::Dot1qTpFdbEntryKey> hintFdbEntryKey(const netsnmp_variable_list* fid,
+                                                              const char* unit, const char* table);
+
 // Writes one component and returns the next.
 netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value);
 netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::EthAddr& address);
+netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
+                                      const BridgeSnmp::Dot1qTpFdbEntryKey& key);
 
 }  // namespace Snmp::Index

@@ -107,34 +107,13 @@ struct Dot1qVlanNumDeletes {
 
 }  // namespace
 
-int handle_dot1qVlanVersionNumber(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                                  netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1qVlanVersionNumber>(h, r, i, q);
-}
-int handle_dot1qMaxVlanId(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                          netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1qMaxVlanId>(h, r, i, q);
-}
-int handle_dot1qMaxSupportedVlans(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                                  netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1qMaxSupportedVlans>(h, r, i, q);
-}
-int handle_dot1qNumVlans(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                         netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1qNumVlans>(h, r, i, q);
-}
-int handle_dot1qGvrpStatus(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                           netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1qGvrpStatus>(h, r, i, q);
-}
-int handle_dot1qVlanNumDeletes(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                               netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1qVlanNumDeletes>(h, r, i, q);
-}
-int handle_dot1qNextFreeLocalVlanIndex(netsnmp_mib_handler* h, netsnmp_handler_registration* r,
-                                       netsnmp_agent_request_info* i, netsnmp_request_info* q) {
-   return Snmp::scalarHandler<Dot1qNextFreeLocalVlanIndex>(h, r, i, q);
-}
+SNMP_SCALAR_HANDLER(handle_dot1qVlanVersionNumber, Dot1qVlanVersionNumber)
+SNMP_SCALAR_HANDLER(handle_dot1qMaxVlanId, Dot1qMaxVlanId)
+SNMP_SCALAR_HANDLER(handle_dot1qMaxSupportedVlans, Dot1qMaxSupportedVlans)
+SNMP_SCALAR_HANDLER(handle_dot1qNumVlans, Dot1qNumVlans)
+SNMP_SCALAR_HANDLER(handle_dot1qGvrpStatus, Dot1qGvrpStatus)
+SNMP_SCALAR_HANDLER(handle_dot1qVlanNumDeletes, Dot1qVlanNumDeletes)
+SNMP_SCALAR_HANDLER(handle_dot1qNextFreeLocalVlanIndex, Dot1qNextFreeLocalVlanIndex)
 
 namespace {
 
@@ -215,19 +194,10 @@ struct TpFdbTable {
       return mib.dot1qTpFdbTableCollection();
    }
    static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto fid =
-          Snmp::Index::hintNumber(c, ASN_UNSIGNED, Bridging::Fid::max, unit, "dot1qFdbId", name);
-      if (!fid) {
-         return std::nullopt;
-      }
-      const auto address = Snmp::Index::hintMac(c->next_variable, unit, "dot1qTpFdbAddress", name);
-      if (!address) {
-         return std::nullopt;
-      }
-      return Key(Bridging::Fid(*fid), *address);
+      return Snmp::Index::hintFdbEntryKey(c, unit, name);
    }
    static void putIndexes(netsnmp_variable_list* vars, const Key& key) {
-      Snmp::Index::putMac(Snmp::Index::putNumber(vars, key.fid().value()), key.address());
+      Snmp::Index::putFdbEntryKey(vars, key);
    }
    static void printKey(std::ostream& os, const Key& key) { os << key; }
    static bool filter(const Collection::IteratorConst& row) {

@@ -90,3 +90,10 @@ int scalarHandler(netsnmp_mib_handler*, netsnmp_handler_registration* reg,
 }
 
 }  // namespace Snmp
+
+// Defines the scalar's named net-snmp node handler, handle_<scalar>, over its shape.
+#define SNMP_SCALAR_HANDLER(handlerName, Scalar)                                          \
+   int handlerName(netsnmp_mib_handler* handler, netsnmp_handler_registration* reg,       \
+                   netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) { \
+      return ::Snmp::scalarHandler<Scalar>(handler, reg, reqinfo, requests);              \
+   }
