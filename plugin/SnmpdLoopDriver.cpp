@@ -13,6 +13,8 @@
 #include "platform/kel/Trace.h"
 #include "snmp/NetSnmp.h"
 
+#include <net-snmp/library/large_fd_set.h>
+
 namespace Plugin {
 namespace {
 
@@ -94,11 +96,33 @@ void SnmpdLoopDriver::onAlarm(unsigned int, void* self) {
    driver->signalWake();
 }
 
+bool SnmpdLoopDriver::requestPending() {
+   netsnmp_large_fd_set fds;
+   netsnmp_large_fd_set_init(&fds, FD_SETSIZE);
+   int numfds = 0;
+   int block = 0;
+   timeval timeout{0, 0};
+   snmp_select_info2(&numfds, &fds, &timeout, &block);
+   timeval now{0, 0};
+   const bool pending =
+       numfds > 0 && netsnmp_large_fd_set_select(numfds, &fds, nullptr, nullptr, &now) > 0;
+   netsnmp_large_fd_set_cleanup(&fds);
+   return pending;
+}
+
 void SnmpdLoopDriver::onWakeFd(int fd, void* self) {
+   auto* driver = static_cast<SnmpdLoopDriver*>(self);
+   if (!driver->yielded_ && requestPending()) {
+      // Leave the wake-up signalled: snmpd reads the request in this pass, and the next
+      // pass comes back here at once.
+      driver->yielded_ = true;
+      return;
+   }
+   driver->yielded_ = false;
    std::uint64_t count = 0;
    [[maybe_unused]] const ssize_t got = ::read(fd, &count, sizeof count);
    try {
-      static_cast<SnmpdLoopDriver*>(self)->manager_.runDue();
+      driver->manager_.runDue();
    } catch (const std::exception& e) {
       KEL_TRACE(kelTrace, 0, "clock wake-up failed: " << e.what());
    }

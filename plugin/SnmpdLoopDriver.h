@@ -12,7 +12,10 @@ namespace Plugin {
 // from snmpd's fd dispatch, after which snmpd reads pending SNMP requests before it
 // selects again; a slice that asks to run again at once cannot starve requests. (Running
 // the work inside the alarm callback would not do: run_alarms() keeps calling alarms
-// that are already due before it returns to the loop.)
+// that are already due before it returns to the loop.) snmpd dispatches registered fds
+// before its own sockets, so when a request is already waiting the wake-up lets it go first
+// (once in a row, so that a stream of requests cannot starve the work either): a request
+// then waits for at most one slice.
 class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
  public:
    explicit SnmpdLoopDriver(Kel::ActivityManager& manager);
@@ -30,10 +33,13 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    static void onFd(int fd, void* self);
    void signalWake();
    void cancelAlarm();
+   // True when one of snmpd's own sockets has a request waiting.
+   static bool requestPending();
 
    Kel::ActivityManager& manager_;
    int wakeFd_ = -1;
    unsigned int alarm_ = 0;
+   bool yielded_ = false;  // the last wake-up let a pending request go first
 };
 
 }  // namespace Plugin
