@@ -1,7 +1,11 @@
 // The snmpd loop driver, run by a loop that does what snmpd's own does in each pass:
 // select over net-snmp's fds and alarm timeout, dispatch the external fds, run the alarms.
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -139,6 +143,55 @@ TEST_F(SnmpdLoopDriverTest, RemovingTheDriverUnregistersItsAlarmAndFds) {
    snmpdLoopPass(0.0);
    EXPECT_TRUE(log.empty()) << "no fd of ours is watched any more";
    manager.fdReactorDel(requests.readFd());
+}
+
+// An SNMP session of the process with a datagram waiting on its socket: what snmpd sees
+// when a request has arrived.
+class PendingRequest {
+ public:
+   PendingRequest() {
+      netsnmp_session settings;
+      snmp_sess_init(&settings);
+      settings.peername = const_cast<char*>("udp:127.0.0.1:9");
+      settings.version = SNMP_VERSION_2c;
+      session_ = snmp_open(&settings);
+      EXPECT_TRUE(session_);
+      netsnmp_transport* transport = snmp_sess_transport(snmp_sess_pointer(session_));
+      sockaddr_in local{};
+      socklen_t length = sizeof local;
+      EXPECT_EQ(::getsockname(transport->sock, reinterpret_cast<sockaddr*>(&local), &length), 0);
+      sender_ = ::socket(AF_INET, SOCK_DGRAM, 0);
+      EXPECT_EQ(::sendto(sender_, "x", 1, 0, reinterpret_cast<sockaddr*>(&local), length), 1);
+   }
+   ~PendingRequest() {
+      ::close(sender_);
+      snmp_close(session_);
+   }
+
+ private:
+   netsnmp_session* session_ = nullptr;
+   int sender_ = -1;
+};
+
+TEST_F(SnmpdLoopDriverTest, WaitingRequestGoesFirstButOnlyOnceInARow) {
+   Plugin::SnmpdLoopDriver driver(manager);
+   Slice slice(&log);
+   slice.keepGoing = true;
+   slice.notifierIs(manager.clock());
+   slice.timeMinIs(Kel::timeAsap);
+   {
+      PendingRequest request;  // never read: it stays pending
+      snmpdLoopPass(1.0);
+      EXPECT_TRUE(log.empty()) << "the wake-up let the waiting request go first";
+      snmpdLoopPass(1.0);
+      EXPECT_EQ(log.size(), 1u) << "but not twice in a row";
+      snmpdLoopPass(1.0);
+      EXPECT_EQ(log.size(), 1u);
+   }
+   snmpdLoopPass(1.0);
+   snmpdLoopPass(1.0);
+   EXPECT_EQ(log.size(), 3u) << "with nothing waiting, a slice every pass";
+   slice.notifierIs(nullptr);
 }
 
 }  // namespace
