@@ -164,7 +164,11 @@ Try:
   snmpget -v2c -c public 127.0.0.1:$port 1.3.6.1.2.1.17.1.3.0
       dot1dBaseType, answers INTEGER: 2
   snmpwalk -v2c -c public 127.0.0.1:$port 1.3.6.1.2.1.17
-      the BRIDGE-MIB subtree
+      the BRIDGE-MIB subtree, Q-BRIDGE-MIB (1.3.6.1.2.1.17.7) included
+  snmpbulkwalk -v2c -c public -Cr50 127.0.0.1:$port 1.3.6.1.2.1.17.7.1.2.2
+      dot1qTpFdbTable: every FID's forwarding entries
+  snmpbulkwalk -v2c -c public 127.0.0.1:$port 1.3.6.1.4.1.32473.3.2.1
+      the per-MAC move counts and times (after a bridgectl move below)
   snmpset -v2c -c private 127.0.0.1:$port 1.3.6.1.2.1.17.1.3.0 i 3
       refused with notWritable
 
