@@ -65,7 +65,7 @@ TEST_F(TraceTest, WildcardSetsFacilitiesNotNamed) {
    EXPECT_EQ(Kel::traceLevel("Alpha"), 1);
 }
 
-TEST_F(TraceTest, MalformedSpecificationChangesNothing) {
+TEST_F(TraceTest, MalformedLevelTextChangesNothing) {
    Kel::TraceHandle alpha("Alpha");
    ASSERT_TRUE(Kel::setTraceLevels("Alpha/4"));
    std::string error;
