@@ -22,7 +22,7 @@ constexpr const char* cachePath = "snmp/swix/qbridgemib";
 // veltraDot1qTpFdbTable: the learned rows of dot1qTpFdbTable, indexed by
 // (veltraDot1qTpFdbTimeMark, dot1qFdbId, dot1qTpFdbAddress); the time mark shows only the
 // addresses that moved since it.
-struct MoveTable {
+struct MoveTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qTpFdbTableMap;
    using Key = BridgeSnmp::Dot1qTpFdbEntryKey;

@@ -114,7 +114,7 @@ SNMP_SCALAR_HANDLER(handle_dot1dTpAgingTime, Dot1dTpAgingTime)
 namespace {
 
 // dot1dBasePortTable: one row per bridge port, indexed by dot1dBasePort.
-struct BasePortTable {
+struct BasePortTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1dBasePortTableMap;
    using Key = Interface::EthPortId;
@@ -124,8 +124,6 @@ struct BasePortTable {
        "dot1dBasePortTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is not "
        "of type BridgeSnmp::QBridgeMib";
    static constexpr unsigned indexCount = 1;
-   static constexpr bool timeFiltered = false;
-   static constexpr const char* filterName = nullptr;
    static constexpr const char* keyName = "port";
    static constexpr const char* keyTypeName = "Interface::EthPortId";
    static const Collection& collection(const Entity& mib) {
@@ -140,10 +138,6 @@ struct BasePortTable {
       Snmp::Index::putNumber(vars, port.value());
    }
    static void printKey(std::ostream& os, const Key& port) { os << port; }
-   static bool filter(const Collection::IteratorConst&) { return true; }
-   static double changeTime(const BridgeSnmp::Dot1dBasePortEntry&) { return 0; }
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
 
    static const char* columnName(unsigned column) {
       switch (column) {
@@ -191,7 +185,7 @@ struct BasePortTable {
 };
 
 // dot1dTpFdbTable: the addresses of FID 1, indexed by the address (implied length).
-struct TpFdbTable {
+struct TpFdbTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1dTpFdbTableMap;
    using Key = Velnet::EthAddr;
@@ -201,7 +195,6 @@ struct TpFdbTable {
        "dot1dTpFdbTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is not "
        "of type BridgeSnmp::QBridgeMib";
    static constexpr unsigned indexCount = 1;
-   static constexpr bool timeFiltered = false;
    static constexpr const char* filterName = "BridgeRowFilter";
    static constexpr const char* keyName = "address";
    static constexpr const char* keyTypeName = "Velnet::EthAddr";
@@ -216,9 +209,6 @@ struct TpFdbTable {
    }
    static void printKey(std::ostream& os, const Key& address) { os << address; }
    static bool filter(const Collection::IteratorConst& row) { return Snmp::BridgeRowFilter(row); }
-   static double changeTime(const BridgeSnmp::Dot1dTpFdbEntry&) { return 0; }
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
 
    static const char* columnName(unsigned column) {
       switch (column) {

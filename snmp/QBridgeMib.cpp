@@ -119,7 +119,7 @@ namespace {
 
 // dot1qFdbTable: one row per filtering database, from the switch's own learned-host status,
 // indexed by dot1qFdbId.
-struct FdbTable {
+struct FdbTable : Snmp::TablePolicyDefaults {
    using Entity = Bridging::Status;
    using Collection = Bridging::FdbStatusMap;
    using Key = Bridging::Fid;
@@ -129,7 +129,6 @@ struct FdbTable {
        "dot1qFdbTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib.status is "
        "not of type Bridging::Status";
    static constexpr unsigned indexCount = 1;
-   static constexpr bool timeFiltered = false;
    static constexpr const char* filterName = "Dot1qFdbTableFilter";
    static constexpr const char* keyName = "fid";
    static constexpr const char* keyTypeName = "Bridging::Fid";
@@ -148,9 +147,6 @@ struct FdbTable {
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<FdbTable>(row, Snmp::Dot1qFdbTableFilter);
    }
-   static double changeTime(const Bridging::FdbStatus&) { return 0; }
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
 
    static const char* columnName(unsigned column) {
       switch (column) {
@@ -176,7 +172,7 @@ struct FdbTable {
 };
 
 // dot1qTpFdbTable: the addresses of every FID, indexed by (dot1qFdbId, dot1qTpFdbAddress).
-struct TpFdbTable {
+struct TpFdbTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qTpFdbTableMap;
    using Key = BridgeSnmp::Dot1qTpFdbEntryKey;
@@ -186,7 +182,6 @@ struct TpFdbTable {
        "dot1qTpFdbTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is not "
        "of type BridgeSnmp::QBridgeMib";
    static constexpr unsigned indexCount = 2;
-   static constexpr bool timeFiltered = false;
    static constexpr const char* filterName = "QBridgeRowFilter";
    static constexpr const char* keyName = "fid/address";
    static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
@@ -203,9 +198,6 @@ struct TpFdbTable {
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<TpFdbTable>(row, Snmp::QBridgeRowFilter);
    }
-   static double changeTime(const BridgeSnmp::Dot1qTpFdbEntry&) { return 0; }
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
 
    static const char* columnName(unsigned column) {
       switch (column) {
@@ -238,7 +230,7 @@ struct TpFdbTable {
 
 // dot1qVlanCurrentTable: one row per VLAN that is up, indexed by (dot1qVlanTimeMark,
 // dot1qVlanIndex); the time mark shows only the rows whose ports changed since it.
-struct VlanCurrentTable {
+struct VlanCurrentTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qVlanCurrentTableMap;
    using Key = std::uint32_t;
@@ -249,7 +241,6 @@ struct VlanCurrentTable {
        "not of type BridgeSnmp::QBridgeMib";
    static constexpr unsigned indexCount = 2;
    static constexpr bool timeFiltered = true;
-   static constexpr const char* filterName = nullptr;
    static constexpr const char* keyName = "index";
    static constexpr const char* keyTypeName = "U32";
    static const Collection& collection(const Entity& mib) {
@@ -263,7 +254,6 @@ struct VlanCurrentTable {
       Snmp::Index::putNumber(vars, index);
    }
    static void printKey(std::ostream& os, const Key& index) { os << index; }
-   static bool filter(const Collection::IteratorConst&) { return true; }
    static double changeTime(const BridgeSnmp::Dot1qVlanCurrentEntry& row) {
       return row.lastChange();
    }
@@ -335,7 +325,7 @@ struct VlanCurrentTable {
 
 // dot1qVlanStaticTable: one row per configured VLAN that is shown, indexed by
 // dot1qVlanIndex. Read-write in the MIB; no SET changes it in this version.
-struct VlanStaticTable {
+struct VlanStaticTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qVlanStaticTableMap;
    using Key = std::uint32_t;
@@ -346,8 +336,6 @@ struct VlanStaticTable {
        "dot1qVlanStaticTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is "
        "not of type BridgeSnmp::QBridgeMib";
    static constexpr unsigned indexCount = 1;
-   static constexpr bool timeFiltered = false;
-   static constexpr const char* filterName = nullptr;
    static constexpr const char* keyName = "index";
    static constexpr const char* keyTypeName = "U32";
    // dot1qVlanStaticName is a SnmpAdminString of at most 32 octets.
@@ -362,10 +350,6 @@ struct VlanStaticTable {
       Snmp::Index::putNumber(vars, index);
    }
    static void printKey(std::ostream& os, const Key& index) { os << index; }
-   static bool filter(const Collection::IteratorConst&) { return true; }
-   static double changeTime(const BridgeSnmp::Dot1qVlanStaticEntry&) { return 0; }
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
 
    static const char* columnName(unsigned column) {
       switch (column) {
@@ -446,7 +430,7 @@ struct VlanStaticTable {
 
 // dot1qPortVlanTable: one row per bridge port with a switchport configuration that carries
 // VLANs, indexed by dot1dBasePort.
-struct PortVlanTable {
+struct PortVlanTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1dBasePortTableMap;
    using Key = Interface::EthPortId;
@@ -457,7 +441,6 @@ struct PortVlanTable {
        "dot1qPortVlanTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is not "
        "of type BridgeSnmp::QBridgeMib";
    static constexpr unsigned indexCount = 1;
-   static constexpr bool timeFiltered = false;
    static constexpr const char* filterName = "Dot1qPortVlanTableFilter";
    static constexpr const char* keyName = "port";
    static constexpr const char* keyTypeName = "Interface::EthPortId";
@@ -476,9 +459,6 @@ struct PortVlanTable {
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::Dot1qPortVlanTableFilter(row);
    }
-   static double changeTime(const BridgeSnmp::Dot1dBasePortEntry&) { return 0; }
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
 
    static const char* columnName(unsigned column) {
       switch (column) {

@@ -40,6 +40,23 @@
 //   };
 namespace Snmp {
 
+// What a table without filters and without a time mark declares; its policy derives from
+// this and states only what differs.
+struct TablePolicyDefaults {
+   static constexpr bool timeFiltered = false;
+   static constexpr const char* filterName = nullptr;
+   static constexpr const char* changeTimeName = "";
+   static constexpr const char* timeMarkName = "";
+   template <class Iterator>
+   static bool filter(const Iterator&) {
+      return true;
+   }
+   template <class Row>
+   static double changeTime(const Row&) {
+      return 0;
+   }
+};
+
 template <class Policy>
 struct TableFrame {
    using Entity = typename Policy::Entity;

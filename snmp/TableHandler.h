@@ -9,6 +9,23 @@
 
 namespace Snmp {
 
+// Runs a table handler's request loop; an exception stops at this frame (net-snmp's are C)
+// and answers genErr for every request not yet done.
+template <class Policy, class Loop>
+int guardedRequests(netsnmp_request_info* requests, Loop&& loop) {
+   try {
+      return loop();
+   } catch (const std::exception& e) {
+      SNMP_TRACE(0, Policy::unit, Policy::name << "_handler: " << e.what());
+      for (netsnmp_request_info* r = requests; r; r = r->next) {
+         if (!r->processed) {
+            netsnmp_request_set_error(r, SNMP_ERR_GENERR);
+         }
+      }
+   }
+   return SNMP_ERR_NOERROR;
+}
+
 // The request loop of a table's handler: GET only. A policy adds to the frame's:
 //   static const char* columnName(unsigned column);   // nullptr for a column it lacks
 //   // Sets the column's value into the varbind; returns the error status to set (0: none).
@@ -20,17 +37,7 @@ struct ReadOnlyTableHandler {
 
    static int handle(netsnmp_mib_handler*, netsnmp_handler_registration*,
                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
-      try {
-         return loop(reqinfo, requests);
-      } catch (const std::exception& e) {
-         SNMP_TRACE(0, Policy::unit, Policy::name << "_handler: " << e.what());
-         for (netsnmp_request_info* r = requests; r; r = r->next) {
-            if (!r->processed) {
-               netsnmp_request_set_error(r, SNMP_ERR_GENERR);
-            }
-         }
-      }
-      return SNMP_ERR_NOERROR;
+      return guardedRequests<Policy>(requests, [&] { return loop(reqinfo, requests); });
    }
 
    static int loop(netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {

@@ -36,17 +36,7 @@ struct WritableTableHandler {
 
    static int handle(netsnmp_mib_handler*, netsnmp_handler_registration*,
                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
-      try {
-         return loop(reqinfo, requests);
-      } catch (const std::exception& e) {
-         SNMP_TRACE(0, Policy::unit, Policy::name << "_handler: " << e.what());
-         for (netsnmp_request_info* r = requests; r; r = r->next) {
-            if (!r->processed) {
-               netsnmp_request_set_error(r, SNMP_ERR_GENERR);
-            }
-         }
-      }
-      return SNMP_ERR_NOERROR;
+      return guardedRequests<Policy>(requests, [&] { return loop(reqinfo, requests); });
    }
 
    // The answer of a column that no SET changes: traced, notWritable.

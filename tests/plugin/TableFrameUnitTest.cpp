@@ -13,7 +13,7 @@
 namespace {
 
 // A table over the cache's port rows with one INTEGER index; ports 13 and up are filtered.
-struct PortTable {
+struct PortTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1dBasePortTableMap;
    using Key = Interface::EthPortId;
@@ -21,12 +21,9 @@ struct PortTable {
    static constexpr const char* unit = "TableFrameUnitTest";
    static constexpr const char* entityText = "no entity";
    static constexpr unsigned indexCount = 1;
-   static constexpr bool timeFiltered = false;
    static constexpr const char* filterName = "TestFilter";
    static constexpr const char* keyName = "port";
    static constexpr const char* keyTypeName = "Interface::EthPortId";
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
    static const Collection& collection(const Entity& mib) {
       return mib.dot1dBasePortTableCollection();
    }
@@ -39,11 +36,10 @@ struct PortTable {
    }
    static void printKey(std::ostream& os, const Key& port) { os << port; }
    static bool filter(const Collection::IteratorConst& row) { return row.key().value() < 13; }
-   static double changeTime(const BridgeSnmp::Dot1dBasePortEntry&) { return 0; }
 };
 
 // A time-filtered table over the current VLAN rows: (time mark, VLAN).
-struct VlanTable {
+struct VlanTable : Snmp::TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qVlanCurrentTableMap;
    using Key = std::uint32_t;
@@ -52,7 +48,6 @@ struct VlanTable {
    static constexpr const char* entityText = "no entity";
    static constexpr unsigned indexCount = 2;
    static constexpr bool timeFiltered = true;
-   static constexpr const char* filterName = nullptr;
    static constexpr const char* keyName = "vlan";
    static constexpr const char* keyTypeName = "U32";
    static constexpr const char* changeTimeName = "lastChange";
@@ -67,7 +62,6 @@ struct VlanTable {
       Snmp::Index::putNumber(vars, vlan);
    }
    static void printKey(std::ostream& os, const Key& vlan) { os << vlan; }
-   static bool filter(const Collection::IteratorConst&) { return true; }
    static double changeTime(const BridgeSnmp::Dot1qVlanCurrentEntry& row) {
       return row.lastChange();
    }
