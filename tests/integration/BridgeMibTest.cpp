@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-#include "SnmpdTest.h"
+#include "SwitchAgentTest.h"
 
 namespace {
 
@@ -297,43 +297,8 @@ std::string difference(const std::vector<Varbind>& actual, const std::vector<Var
    return "";
 }
 
-class BridgeMibTest : public SnmpdTest {
+class BridgeMibTest : public SwitchAgentTest {
  protected:
-   // An snmpd with the plug-in and its control socket in the agent's directory; the lab
-   // switch when `topology` is empty, else that topology.
-   SnmpdAgent& startAgent(const std::string& topology = "") {
-      SnmpdAgent& snmpd = addAgent();
-      socketPath_ = (snmpd.directory() / "control.sock").string();
-      snmpd.options().extraConfig = {"bridgesnmpControlSocket " + socketPath_};
-      if (!topology.empty()) {
-         const auto path = snmpd.writeFile("topology.yaml", topology);
-         snmpd.options().extraConfig.push_back("bridgesnmpTopology " + path.string());
-      }
-      snmpd.start();
-      agent_ = &snmpd;
-      return snmpd;
-   }
-
-   SnmpdAgent& snmpd() { return *agent_; }
-
-   CommandResult bridgectl(const std::vector<std::string>& args) const {
-      std::vector<std::string> argv = {BRIDGESNMP_BRIDGECTL_PATH, "--socket", socketPath_};
-      argv.insert(argv.end(), args.begin(), args.end());
-      return runCommand(argv, Environment::inherited(), std::chrono::seconds(20));
-   }
-
-   // bridgectl that must succeed; returns what it printed.
-   std::string ok(const std::vector<std::string>& args) const {
-      const CommandResult result = bridgectl(args);
-      std::string command = "bridgectl";
-      for (const auto& a : args) {
-         command += " " + a;
-      }
-      EXPECT_TRUE(result.succeeded()) << command << ": " << result.status.describe() << "\n"
-                                      << result.err;
-      return result.out;
-   }
-
    std::vector<PortLine> ports() const { return parsePorts(ok({"show", "ports"})); }
    std::vector<FdbLine> fdb() const { return parseFdb(ok({"show", "fdb", "1"})); }
 
@@ -375,9 +340,6 @@ class BridgeMibTest : public SnmpdTest {
           getUntil(expected.oid, [&](const GetResult& r) { return r.ok() && r == expected; });
       return last;
    }
-
-   std::string socketPath_;
-   SnmpdAgent* agent_ = nullptr;
 };
 
 // ---- scalars ----

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "SnmpdTest.h"
+#include "SwitchAgentTest.h"
 
 namespace {
 
@@ -51,43 +51,10 @@ std::string lineWith(const std::string& text, const std::string& needle) {
    return text.substr(from, end == std::string::npos ? std::string::npos : end - from);
 }
 
-class BridgectlTest : public SnmpdTest {
+class BridgectlTest : public SwitchAgentTest {
  protected:
-   // An snmpd serving the test topology, its control socket in the agent's directory.
-   SnmpdAgent& startAgent() {
-      SnmpdAgent& snmpd = addAgent();
-      const auto topologyPath = snmpd.writeFile("topology.yaml", topology);
-      socketPath_ = (snmpd.directory() / "control.sock").string();
-      snmpd.options().extraConfig = {"bridgesnmpTopology " + topologyPath.string(),
-                                     "bridgesnmpControlSocket " + socketPath_};
-      snmpd.start();
-      agent_ = &snmpd;
-      return snmpd;
-   }
-
-   // Runs bridgectl with --socket and the words given.
-   CommandResult bridgectl(const std::vector<std::string>& args) const {
-      std::vector<std::string> argv = {BRIDGESNMP_BRIDGECTL_PATH, "--socket", socketPath_};
-      argv.insert(argv.end(), args.begin(), args.end());
-      return runCommand(argv, Environment::inherited(), std::chrono::seconds(20));
-   }
-
-   // bridgectl that must succeed; returns what it printed.
-   std::string ok(const std::vector<std::string>& args) const {
-      const CommandResult result = bridgectl(args);
-      EXPECT_TRUE(result.succeeded()) << describe(args) << ": " << result.status.describe() << "\n"
-                                      << result.err;
-      EXPECT_EQ(result.err, "") << describe(args);
-      return result.out;
-   }
-
-   static std::string describe(const std::vector<std::string>& args) {
-      std::string text = "bridgectl";
-      for (const auto& a : args) {
-         text += " " + a;
-      }
-      return text;
-   }
+   // An snmpd serving the test topology.
+   SnmpdAgent& startAgent() { return SwitchAgentTest::startAgent(topology); }
 
    // What "show" prints of everything: equal snapshots mean nothing changed.
    std::string snapshot() const {
@@ -102,9 +69,6 @@ class BridgectlTest : public SnmpdTest {
    std::string fdbLine(const std::string& vlan, const std::string& address) const {
       return lineWith(ok({"show", "fdb", vlan}), address);
    }
-
-   std::string socketPath_;
-   SnmpdAgent* agent_ = nullptr;
 };
 
 TEST_F(BridgectlTest, LearnMoveAndAgeShowInTheForwardingDatabase) {
@@ -220,12 +184,12 @@ TEST_F(BridgectlTest, TraceCommandReachesTheSnmpdLog) {
 TEST_F(BridgectlTest, SocketComesFromTheEnvironmentAndHasMode0600) {
    startAgent();
    struct stat st {};
-   ASSERT_EQ(::lstat(socketPath_.c_str(), &st), 0);
+   ASSERT_EQ(::lstat(socketPath().c_str(), &st), 0);
    EXPECT_TRUE(S_ISSOCK(st.st_mode));
    EXPECT_EQ(st.st_mode & 07777, 0600u);
 
    Environment env = Environment::inherited();
-   env.set("BRIDGESNMP_CONTROL_SOCKET", socketPath_);
+   env.set("BRIDGESNMP_CONTROL_SOCKET", socketPath());
    const CommandResult result =
        runCommand({BRIDGESNMP_BRIDGECTL_PATH, "learn", "10", host, "Ethernet1"}, env);
 
@@ -235,7 +199,7 @@ TEST_F(BridgectlTest, SocketComesFromTheEnvironmentAndHasMode0600) {
 
 TEST_F(BridgectlTest, UnreachableSocketExitsThreeNamingThePath) {
    startAgent();
-   const std::string nowhere = (agent_->directory() / "nowhere.sock").string();
+   const std::string nowhere = (snmpd().directory() / "nowhere.sock").string();
 
    const CommandResult result = runCommand({BRIDGESNMP_BRIDGECTL_PATH, "--socket", nowhere, "show"},
                                            Environment::inherited());
@@ -249,7 +213,7 @@ TEST_F(BridgectlTest, StalledClientHoldsUpNeitherSnmpNorOtherCommands) {
    const int stalled = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
    sockaddr_un address{};
    address.sun_family = AF_UNIX;
-   std::strncpy(address.sun_path, socketPath_.c_str(), sizeof address.sun_path - 1);
+   std::strncpy(address.sun_path, socketPath().c_str(), sizeof address.sun_path - 1);
    ASSERT_EQ(::connect(stalled, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
    ASSERT_EQ(::send(stalled, "learn 10 ", 9, MSG_NOSIGNAL), 9);
 
@@ -262,15 +226,15 @@ TEST_F(BridgectlTest, StalledClientHoldsUpNeitherSnmpNorOtherCommands) {
 
 TEST_F(BridgectlTest, SocketFileGoesWhenSnmpdStops) {
    SnmpdAgent& snmpd = startAgent();
-   ASSERT_TRUE(std::filesystem::exists(socketPath_));
+   ASSERT_TRUE(std::filesystem::exists(socketPath()));
 
    const auto status = snmpd.stop();
 
    ASSERT_TRUE(status.has_value());
-   EXPECT_FALSE(std::filesystem::exists(socketPath_));
+   EXPECT_FALSE(std::filesystem::exists(socketPath()));
    const CommandResult result = bridgectl({"show"});
    EXPECT_EQ(result.status.exitCode(), 3);
-   EXPECT_THAT(result.err, HasSubstr(socketPath_));
+   EXPECT_THAT(result.err, HasSubstr(socketPath()));
 }
 
 }  // namespace

@@ -25,7 +25,7 @@
 #include <thread>
 #include <vector>
 
-#include "SnmpdTest.h"
+#include "SwitchAgentTest.h"
 
 namespace {
 
@@ -144,37 +144,8 @@ struct Expected {
    bool inTable(const Oid& oid) const { return oid.startsWith(table()); }
 };
 
-class TableFrameTest : public SnmpdTest {
+class TableFrameTest : public SwitchAgentTest {
  protected:
-   SnmpdAgent& startAgent(const std::string& topology = "") {
-      SnmpdAgent& snmpd = addAgent();
-      socketPath_ = (snmpd.directory() / "control.sock").string();
-      snmpd.options().extraConfig = {"bridgesnmpControlSocket " + socketPath_};
-      if (!topology.empty()) {
-         const auto path = snmpd.writeFile("topology.yaml", topology);
-         snmpd.options().extraConfig.push_back("bridgesnmpTopology " + path.string());
-      }
-      snmpd.start();
-      agent_ = &snmpd;
-      return snmpd;
-   }
-
-   SnmpdAgent& snmpd() { return *agent_; }
-
-   CommandResult bridgectl(const std::vector<std::string>& args) const {
-      std::vector<std::string> argv = {BRIDGESNMP_BRIDGECTL_PATH, "--socket", socketPath_};
-      argv.insert(argv.end(), args.begin(), args.end());
-      return runCommand(argv, Environment::inherited(), std::chrono::seconds(20));
-   }
-
-   std::string ok(const std::vector<std::string>& args) const {
-      const CommandResult result = bridgectl(args);
-      EXPECT_TRUE(result.succeeded()) << "bridgectl " << (args.empty() ? "" : args.front()) << ": "
-                                      << result.status.describe() << "\n"
-                                      << result.err;
-      return result.out;
-   }
-
    // The objects that follow `table` in the agent's view, by GETNEXT from just past it.
    std::vector<Oid> objectsAfter(const Oid& table, std::size_t count) {
       std::vector<Oid> result;
@@ -250,9 +221,6 @@ class TableFrameTest : public SnmpdTest {
          EXPECT_FALSE(next.isException()) << "GETNEXT " << from << ": " << next;
       }
    }
-
-   std::string socketPath_;
-   SnmpdAgent* agent_ = nullptr;
 };
 
 TEST_F(TableFrameTest, GetNextFromAnIndexNotInTheTableReturnsTheNextRow) {
