@@ -6,6 +6,7 @@
 #include "model/QBridgeMib.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/snmputil/HandlerRegistration.h"
+#include "snmp/CacheRows.h"
 #include "snmp/FilterGuard.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/Registration.h"
@@ -22,10 +23,7 @@ constexpr const char* cachePath = "snmp/swix/qbridgemib";
 // veltraDot1qTpFdbTable: the learned rows of dot1qTpFdbTable, indexed by
 // (veltraDot1qTpFdbTimeMark, dot1qFdbId, dot1qTpFdbAddress); the time mark shows only the
 // addresses that moved since it.
-struct MoveTable : Snmp::TablePolicyDefaults {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1qTpFdbTableMap;
-   using Key = BridgeSnmp::Dot1qTpFdbEntryKey;
+struct MoveTable : Snmp::FdbEntryRows<MoveTable> {
    static constexpr const char* name = "veltraDot1qTpFdbTable";
    static constexpr const char* unit = "BridgeExt";
    static constexpr const char* entityText =
@@ -34,18 +32,6 @@ struct MoveTable : Snmp::TablePolicyDefaults {
    static constexpr unsigned indexCount = 3;
    static constexpr bool timeFiltered = true;
    static constexpr const char* filterName = "QBridgeExtRowFilter";
-   static constexpr const char* keyName = "fid/address";
-   static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1qTpFdbTableCollection();
-   }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      return Snmp::Index::hintFdbEntryKey(c, unit, name);
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& key) {
-      Snmp::Index::putFdbEntryKey(vars, key);
-   }
-   static void printKey(std::ostream& os, const Key& key) { os << key; }
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<MoveTable>(row, Snmp::QBridgeExtRowFilter);
    }

@@ -9,6 +9,7 @@
 #include "platform/bridging/Config.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/snmputil/HandlerRegistration.h"
+#include "snmp/CacheRows.h"
 #include "snmp/ConstantScalar.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/Registration.h"
@@ -114,30 +115,12 @@ SNMP_SCALAR_HANDLER(handle_dot1dTpAgingTime, Dot1dTpAgingTime)
 namespace {
 
 // dot1dBasePortTable: one row per bridge port, indexed by dot1dBasePort.
-struct BasePortTable : Snmp::TablePolicyDefaults {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1dBasePortTableMap;
-   using Key = Interface::EthPortId;
+struct BasePortTable : Snmp::BasePortRows<BasePortTable> {
    static constexpr const char* name = "dot1dBasePortTable";
    static constexpr const char* unit = "BridgeMib";
    static constexpr const char* entityText =
        "dot1dBasePortTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is not "
        "of type BridgeSnmp::QBridgeMib";
-   static constexpr unsigned indexCount = 1;
-   static constexpr const char* keyName = "port";
-   static constexpr const char* keyTypeName = "Interface::EthPortId";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1dBasePortTableCollection();
-   }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto port = Snmp::Index::hintNumber(c, ASN_INTEGER, Interface::EthPortId::max, unit,
-                                                "dot1dBasePort", name);
-      return port ? std::optional<Key>(Interface::EthPortId(*port)) : std::nullopt;
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& port) {
-      Snmp::Index::putNumber(vars, port.value());
-   }
-   static void printKey(std::ostream& os, const Key& port) { os << port; }
 
    static const char* columnName(unsigned column) {
       switch (column) {

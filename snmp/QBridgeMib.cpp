@@ -11,6 +11,7 @@
 #include "platform/bridging/Status.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/snmputil/HandlerRegistration.h"
+#include "snmp/CacheRows.h"
 #include "snmp/ConstantScalar.h"
 #include "snmp/FilterGuard.h"
 #include "snmp/IndexCodec.h"
@@ -172,29 +173,13 @@ struct FdbTable : Snmp::TablePolicyDefaults {
 };
 
 // dot1qTpFdbTable: the addresses of every FID, indexed by (dot1qFdbId, dot1qTpFdbAddress).
-struct TpFdbTable : Snmp::TablePolicyDefaults {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1qTpFdbTableMap;
-   using Key = BridgeSnmp::Dot1qTpFdbEntryKey;
+struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
    static constexpr const char* name = "dot1qTpFdbTable";
    static constexpr const char* unit = "QBridgeMib";
    static constexpr const char* entityText =
        "dot1qTpFdbTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is not "
        "of type BridgeSnmp::QBridgeMib";
-   static constexpr unsigned indexCount = 2;
    static constexpr const char* filterName = "QBridgeRowFilter";
-   static constexpr const char* keyName = "fid/address";
-   static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1qTpFdbTableCollection();
-   }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      return Snmp::Index::hintFdbEntryKey(c, unit, name);
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& key) {
-      Snmp::Index::putFdbEntryKey(vars, key);
-   }
-   static void printKey(std::ostream& os, const Key& key) { os << key; }
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<TpFdbTable>(row, Snmp::QBridgeRowFilter);
    }
@@ -430,32 +415,14 @@ struct VlanStaticTable : Snmp::TablePolicyDefaults {
 
 // dot1qPortVlanTable: one row per bridge port with a switchport configuration that carries
 // VLANs, indexed by dot1dBasePort.
-struct PortVlanTable : Snmp::TablePolicyDefaults {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1dBasePortTableMap;
-   using Key = Interface::EthPortId;
+struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
    using Handler = Snmp::WritableTableHandler<PortVlanTable>;
    static constexpr const char* name = "dot1qPortVlanTable";
    static constexpr const char* unit = "QBridgeMib";
    static constexpr const char* entityText =
        "dot1qPortVlanTable_get_first_data_point - entity /ve/Statedb/snmp/swix/qbridgemib is not "
        "of type BridgeSnmp::QBridgeMib";
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* filterName = "Dot1qPortVlanTableFilter";
-   static constexpr const char* keyName = "port";
-   static constexpr const char* keyTypeName = "Interface::EthPortId";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1dBasePortTableCollection();
-   }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto port = Snmp::Index::hintNumber(c, ASN_INTEGER, Interface::EthPortId::max, unit,
-                                                "dot1dBasePort", name);
-      return port ? std::optional<Key>(Interface::EthPortId(*port)) : std::nullopt;
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& port) {
-      Snmp::Index::putNumber(vars, port.value());
-   }
-   static void printKey(std::ostream& os, const Key& port) { os << port; }
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::Dot1qPortVlanTableFilter(row);
    }
