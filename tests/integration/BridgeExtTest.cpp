@@ -130,18 +130,6 @@ std::set<Oid> listedRows(SnmpdAgent& snmpd) {
    return rows;
 }
 
-// Repeats a check (each try a round trip to snmpd, during which the agent catches up with
-// the switch) until it holds or ten seconds have gone.
-bool eventually(const std::function<bool()>& check) {
-   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-   while (!check()) {
-      if (std::chrono::steady_clock::now() > deadline) {
-         return false;
-      }
-   }
-   return true;
-}
-
 // Waits until the table lists exactly the rows the switch calls for: the agent works off
 // the switch's forwarding database in slices after start-up and after every change.
 void waitForRows(SnmpdAgent& snmpd, const SwitchControl& sw) {

@@ -319,18 +319,6 @@ std::set<Oid> indexesOf(const Rows& rows) {
    return out;
 }
 
-// Repeats a check (each try a round trip to snmpd, during which the agent catches up with
-// the switch) until it holds or ten seconds have gone.
-bool eventually(const std::function<bool()>& check) {
-   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-   while (!check()) {
-      if (std::chrono::steady_clock::now() > deadline) {
-         return false;
-      }
-   }
-   return true;
-}
-
 // The forwarding-table rows the switch's state calls for: every host of a VLAN that is not
 // internal, on a port with a bridge port number; learned ones only where the VLAN lets its
 // learned entries show (the lab's VLANs all do).

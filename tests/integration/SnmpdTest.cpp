@@ -1,5 +1,7 @@
 #include "SnmpdTest.h"
 
+#include <chrono>
+
 #include <iostream>
 
 namespace Harness {
@@ -37,6 +39,16 @@ void SnmpdTest::TearDown() {
    }
    agents_.clear();
    default_ = nullptr;
+}
+
+bool eventually(const std::function<bool()>& check) {
+   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+   while (!check()) {
+      if (std::chrono::steady_clock::now() > deadline) {
+         return false;
+      }
+   }
+   return true;
 }
 
 }  // namespace Harness

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -93,5 +94,9 @@ class SharedSnmpdTest : public ::testing::Test {
       return s;
    }
 };
+
+// Repeats a check that queries snmpd (each try a round trip, during which the agent catches
+// up with the switch) until it holds or ten seconds have gone; whether it came to hold.
+bool eventually(const std::function<bool()>& check);
 
 }  // namespace Harness
