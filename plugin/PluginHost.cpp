@@ -3,11 +3,10 @@
 #include <exception>
 
 #include "platform/kel/ActivityManager.h"
-#include "platform/kel/Time.h"
-#include "platform/snmputil/Converters.h"
 #include "platform/snmputil/HandlerRegistration.h"
 #include "platform/statedb/StateDb.h"
 #include "plugin/SnmpdTraceSink.h"
+#include "plugin/UptimeEpoch.h"
 #include "snmp/NetSnmp.h"
 
 namespace Plugin {
@@ -40,8 +39,7 @@ void PluginHost::load() {
       return;
    }
    loaded_ = true;
-   // Up-time values (TimeTicks) count from here.
-   Snmp::agentStartTimeIs(Kel::now());
+   alignUptimeEpoch();
    previousSink_ = Kel::traceSink();
    Kel::traceSinkIs(std::make_shared<SnmpdTraceSink>());
    snmpd_register_config_handler(traceToken, &PluginHost::onTraceLine, nullptr,

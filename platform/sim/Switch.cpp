@@ -5,6 +5,7 @@
 #include <random>
 #include <sstream>
 
+#include "platform/bridging/VlanName.h"
 #include "platform/kel/Exception.h"
 #include "platform/sim/Burst.h"
 #include "platform/sim/ConfigAgent.h"
@@ -170,7 +171,19 @@ std::vector<PortSpec> Switch::ports() const {
    return out;
 }
 
+namespace {
+
+// A name the switch cannot take is refused before anything changes.
+void requireVlanName(const std::string& name) {
+   if (const auto problem = Bridging::vlanNameProblem(name)) {
+      throw CommandError(*problem);
+   }
+}
+
+}  // namespace
+
 void Switch::vlanIs(const VlanSpec& vlan) {
+   requireVlanName(vlan.name);
    const auto input = impl_->state.input->vlanConfigIs(vlan.id);
    input->configuredNameIs(Kel::String8(vlan.name));
    input->internalIs(vlan.internal);
@@ -202,6 +215,7 @@ void Switch::vlanAdminStateIs(Bridging::VlanId id, Bridging::AdminState state) {
 }
 
 void Switch::vlanNameIs(Bridging::VlanId id, const std::string& name) {
+   requireVlanName(name);
    impl_->requireVlan(id)->configuredNameIs(Kel::String8(name));
    impl_->config.settle();
 }

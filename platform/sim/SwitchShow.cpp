@@ -1,5 +1,6 @@
 // The switch's human-readable summaries, for the control socket's "show".
 
+#include <algorithm>
 #include <iomanip>
 #include <map>
 #include <optional>
@@ -36,8 +37,14 @@ void showPorts(const Switch& sw, std::ostream& os) {
 }
 
 void showVlans(const Switch& sw, std::ostream& os) {
-   os << std::left << std::setw(6) << "vlan" << std::setw(18) << "name" << std::setw(11) << "state"
-      << std::setw(10) << "internal" << std::setw(8) << "hidden"
+   // The name column fits the longest name, with two blanks after it.
+   std::size_t nameWidth = 4;
+   for (auto it = sw.config()->vlanConfigIteratorConst(); it; ++it) {
+      nameWidth = std::max(nameWidth, (*it)->configuredName().size());
+   }
+   const int nameColumn = static_cast<int>(nameWidth) + 2;
+   os << std::left << std::setw(6) << "vlan" << std::setw(nameColumn) << "name" << std::setw(11)
+      << "state" << std::setw(10) << "internal" << std::setw(8) << "hidden"
       << "active ports\n";
    for (auto it = sw.config()->vlanConfigIteratorConst(); it; ++it) {
       const auto& v = *it;
@@ -48,10 +55,19 @@ void showVlans(const Switch& sw, std::ostream& os) {
                       (p.value().untagged ? "" : "(t)");
          }
       }
-      os << std::setw(6) << it.key().value() << std::setw(18) << v->configuredName()
+      os << std::setw(6) << it.key().value() << std::setw(nameColumn) << v->configuredName()
          << std::setw(11) << v->adminState() << std::setw(10) << yesNo(v->internal())
          << std::setw(8) << yesNo(v->hidden()) << (active.empty() ? "-" : active) << "\n";
    }
+}
+
+// A trunk's allowed VLANs as configured, "none" for an empty list; "-" for other modes.
+std::string allowedText(const Bridging::Input::SwitchIntfConfig& s) {
+   if (s.switchportMode() != Bridging::SwitchportMode::trunk) {
+      return "-";
+   }
+   const std::string text = s.trunkAllowedVlans().stdString();
+   return text.find_first_not_of(' ') == std::string::npos ? "none" : text;
 }
 
 void showSwitchports(const Switch& sw, std::ostream& os) {
@@ -66,7 +82,7 @@ void showSwitchports(const Switch& sw, std::ostream& os) {
          << (!trunk                          ? std::string("-")
              : s->trunkNativeVlan().isNone() ? std::string("none")
                                              : std::to_string(s->trunkNativeVlan().value()))
-         << (trunk ? s->trunkAllowedVlans().stdString() : std::string("-")) << "\n";
+         << allowedText(*s) << "\n";
    }
 }
 

@@ -22,6 +22,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/bridging/VlanName.h"
 #include "platform/kel/Exception.h"
 #include "platform/sim/Topology.h"
 #include "platform/swix/VlanIdSet.h"
@@ -29,8 +30,6 @@
 namespace Sim {
 namespace {
 
-// A VLAN name longer than this cannot be served as an SNMP VLAN name.
-constexpr std::size_t maxVlanNameLength = 32;
 // The most addresses one learned-host generator may produce.
 constexpr std::uint64_t maxGeneratedHosts = 1u << 20;
 // The longest host aging time the switch takes, in seconds.
@@ -525,9 +524,8 @@ class Parser {
       }
       if (const YAML::Node* name = f.get("name")) {
          vlan.name = scalar(*name, "name", "a VLAN name");
-         if (vlan.name.size() > maxVlanNameLength) {
-            fail(*name, "VLAN name " + shown(*name) + " is longer than " +
-                            std::to_string(maxVlanNameLength) + " characters");
+         if (const auto problem = Bridging::vlanNameProblem(vlan.name)) {
+            fail(*name, *problem);
          }
       }
       if (const YAML::Node* b = f.get("internal")) {
@@ -551,14 +549,14 @@ class Parser {
       topology_.vlans.push_back(std::move(vlan));
    }
 
-   // A trunk's allowed VLANs: multi-range text ("1-10,20", "all", "" for none), or a list
+   // A trunk's allowed VLANs: multi-range text ("1-10,20", "all", "none"), or a list
    // of VLAN ids and ranges.
    SwixUtils::VlanIdSet allowedVlans(const YAML::Node& n) const {
       std::string text;
       if (n.IsNull()) {
          text = "";
       } else if (n.IsScalar()) {
-         text = n.Scalar() == "none" ? "" : n.Scalar();
+         text = n.Scalar();
       } else if (n.IsSequence()) {
          for (const YAML::Node& item : n) {
             if (!item.IsScalar()) {

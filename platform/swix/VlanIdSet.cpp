@@ -63,7 +63,7 @@ std::string VlanIdSet::multiRangeString() const {
 
 void computeVlanSet(VlanIdSet& set, std::string_view text) {
    const std::string_view whole = trimmed(text);
-   if (whole.empty()) {
+   if (whole.empty() || whole == "none") {
       return;
    }
    VlanIdSet parsed;

@@ -31,7 +31,8 @@ class VlanIdSet {
    std::bitset<Bridging::VlanId::max + 1> bits_;
 };
 
-// Adds the VLANs of a multi-range text ("1,5-7", "" for none, "all" for 1-4094) to `set`.
+// Adds the VLANs of a multi-range text ("1,5-7", "" or "none" for none, "all" for 1-4094) to
+// `set`.
 // Raises Kel::ParseException naming the bad element ("malformed VLAN list '5-x': ...") and
 // leaves `set` unchanged when the text is malformed.
 void computeVlanSet(VlanIdSet& set, std::string_view text);

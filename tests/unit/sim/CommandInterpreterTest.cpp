@@ -304,6 +304,11 @@ TEST_F(CommandInterpreterTest, SwitchportTrunkTakesNativeAndAllowedTogether) {
    EXPECT_EQ(input->trunkAllowedVlans().stdString(), "10-20");
    EXPECT_TRUE(sw.config()->vlanConfig(VlanId(10))->intf("Ethernet1").tagged);
    EXPECT_FALSE(sw.config()->vlanConfig(VlanId(20))->intf("Ethernet1").tagged);
+
+   // "none" allows no VLAN, as in a topology file.
+   EXPECT_EQ(run("switchport Ethernet1 trunk allowed none"), "ok\n");
+   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(10))->intfCollection().find("Ethernet1"));
+   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(20))->intfCollection().find("Ethernet1"));
 }
 
 TEST_F(CommandInterpreterTest, StaticHostsAreAddedAndDeleted) {
@@ -340,6 +345,10 @@ TEST_F(CommandInterpreterTest, ShowAnswersWithTheSwitchsText) {
    EXPECT_EQ(run("show ports"), "ok\n" + sw.show("ports"));
    EXPECT_EQ(run("show vlans"), "ok\n" + sw.show("vlans"));
    EXPECT_EQ(run("show switchports"), "ok\n" + sw.show("switchports"));
+   // The longest name a VLAN may have still leaves a blank before the next column.
+   const std::string longest(32, 'n');
+   ASSERT_EQ(run("vlan name 10 " + longest), "ok\n");
+   EXPECT_NE(sw.show("vlans").find(longest + "  active"), std::string::npos) << sw.show("vlans");
    EXPECT_EQ(run("show fdb"), "ok\n" + sw.show("fdb"));
    const std::string vlan20 = run("show fdb 20");
    EXPECT_EQ(vlan20, "ok\n" + sw.show("fdb 20"));
@@ -403,6 +412,17 @@ TEST_F(CommandInterpreterTest, TheSwitchsRefusalsChangeNothing) {
    EXPECT_EQ(badList.rfind("error: ", 0), 0u) << badList;
    EXPECT_NE(badList.find("5-x"), std::string::npos) << badList;
    EXPECT_EQ(run("switchport Ethernet9 access 10"), "error: no interface Ethernet9\n");
+   // A VLAN name is at most 32 octets, however it is given: 33 one-octet characters, or 17
+   // two-octet ones.
+   const std::string long33(33, 'n');
+   std::string accents;
+   for (int i = 0; i < 17; ++i) {
+      accents += "\u00e9";
+   }
+   EXPECT_EQ(run("vlan add 62 name " + long33),
+             "error: VLAN name '" + long33 + "' is 33 octets long; at most 32 are allowed\n");
+   EXPECT_EQ(run("vlan name 10 \"" + accents + "\""),
+             "error: VLAN name '" + accents + "' is 34 octets long; at most 32 are allowed\n");
 
    EXPECT_EQ(snapshot(), before);
 }

@@ -321,10 +321,16 @@ TEST(TopologyErrors, WrongTypes) {
              "t.yaml:2: 'admin_state' must be active or suspended, not 'down'");
    EXPECT_EQ(errorOf(lines({"vlans:", "  - {id: 10, selection_word: 0x1ffffffff}"})),
              "t.yaml:2: 'selection_word' must be an integer 0-4294967295, not '0x1ffffffff'");
-   EXPECT_EQ(
-       errorOf(lines({"vlans:", "  - {id: 10, name: a-name-that-is-far-too-long-for-a-vlan}"})),
-       "t.yaml:2: VLAN name 'a-name-that-is-far-too-long-for-a-vlan' is longer than 32 "
-       "characters");
+   // Names are counted in octets: 17 two-octet characters are 34.
+   const std::string wide(17, 'x');
+   std::string accents;
+   for (int i = 0; i < 17; ++i) {
+      accents += "\u00e9";
+   }
+   EXPECT_EQ(errorOf(lines({"vlans:", "  - {id: 10, name: " + accents + "}"})),
+             "t.yaml:2: VLAN name '" + accents + "' is 34 octets long; at most 32 are allowed");
+   EXPECT_EQ(errorOf(lines({"vlans:", "  - {id: 10, name: " + wide + wide + "}"})),
+             "t.yaml:2: VLAN name '" + wide + wide + "' is 34 octets long; at most 32 are allowed");
 }
 
 TEST(TopologyErrors, AgingTimeAndBridgeMac) {
