@@ -4,6 +4,7 @@
 
 #include "model/Dot1qTpFdbEntryKey.h"
 #include "model/Enums.h"
+#include "model/PortList.h"
 #include "platform/bridging/Config.h"
 #include "platform/bridging/InputConfig.h"
 #include "platform/bridging/Status.h"
@@ -50,6 +51,12 @@ class Dot1dBasePortEntry : public Kel::Entity {
       return parent_;
    }
 
+   // The SET writes of dot1qPvid and dot1qPortAcceptableFrameTypes (defined with the SET
+   // validation): each asserts its column's check, writes the input configuration and then
+   // the value served, so that a GET after the SET shows it before the switch applies it.
+   void dot1qPvidIs(Bridging::VlanIdOrNone id);
+   void admitFrameIs(FrameAdmits frameType);
+
  private:
    QBridgeMib* parent_;
 };
@@ -73,6 +80,13 @@ class Dot1qVlanStaticEntry : public Kel::Entity {
    QBridgeMib* parent() const {
       return parent_;
    }
+
+   // The SET writes of dot1qVlanStaticEgressPorts and dot1qVlanStaticUntaggedPorts (defined
+   // with the SET validation). Egress ports change the allowed VLANs of the ports the
+   // request's cross validation marked takeAction; untagged ports write nothing (their
+   // effect comes through the PVID and frame-type bindings that must accompany them).
+   void doSetDot1qVlanStaticEgressPorts(EthPortIdSet::PtrConst portIdSet);
+   void doSetDot1qVlanStaticUntaggedPorts(EthPortIdSet::PtrConst portIdSet);
 
  private:
    QBridgeMib* parent_;

@@ -9,3 +9,10 @@ void initialize_table_dot1qTpFdbTable();
 void initialize_table_dot1qVlanCurrentTable();
 void initialize_table_dot1qVlanStaticTable();
 void initialize_table_dot1qPortVlanTable();
+
+namespace QBridgeMibUnit {
+// The unit's name in traces, and where its cache and the switch's status are mounted.
+inline constexpr const char* unit = "QBridgeMib";
+inline constexpr const char* cachePath = "snmp/swix/qbridgemib";
+inline constexpr const char* statusPath = "snmp/swix/qbridgemib.status";
+}  // namespace QBridgeMibUnit

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <optional>
 #include <sstream>
 
 #include "snmp/NetSnmp.h"
@@ -21,15 +22,19 @@ const char* setPhaseName(SetPhase phase);
 //   static const char* columnName(unsigned column);     // GET: nullptr for a column it lacks
 //   static int getColumn(const TableFrame<Policy>::DataContext&, unsigned column,
 //                        netsnmp_variable_list* var);
-//   // SET: the name of a column a SET may name at all, nullptr for any other.
+//   // SET: the name of a column a SET may name at all, nullptr for any other; and whether
+//   // a SET changes it.
 //   static const char* setColumnName(unsigned column);
-//   // One phase of a SET of that column of an existing row; returns the error status.
-//   static int setColumn(SetPhase, const TableFrame<Policy>::DataContext&, unsigned column,
+//   static bool writable(unsigned column);
+//   // One phase of a SET of a writable column of an existing row; returns the error status.
+//   static int setColumn(SetPhase, netsnmp_agent_request_info*,
+//                        const TableFrame<Policy>::DataContext&, unsigned column,
 //                        netsnmp_variable_list* var);
 //
-// A SET of a column the policy does not name answers notWritable; a SET naming a row that
-// does not exist answers noCreation (rows are never created by SET). Policies answer a
-// column they do not change with notConfigured(). Any other mode answers genErr.
+// A SET of a column the policy does not name, or of one it does not change, answers
+// notWritable whether or not the row exists; a SET of a writable column of a row that does
+// not exist answers noCreation (rows are never created by SET). A mode net-snmp does not
+// define answers genErr. In a SET phase the first error ends the pass.
 template <class Policy>
 struct WritableTableHandler {
    using Frame = TableFrame<Policy>;
@@ -39,54 +44,50 @@ struct WritableTableHandler {
       return guardedRequests<Policy>(requests, [&] { return loop(reqinfo, requests); });
    }
 
-   // The answer of a column that no SET changes: traced, notWritable.
-   static int notConfigured(unsigned column) {
-      SNMP_TRACE(2, Policy::unit,
-                 Policy::name << "_handler: SET is not configured for column "
-                              << Policy::setColumnName(column));
-      return SNMP_ERR_NOTWRITABLE;
+ private:
+   static std::optional<SetPhase> phaseOf(int mode) {
+      switch (mode) {
+         case MODE_SET_RESERVE1:
+            return SetPhase::reserve1;
+         case MODE_SET_RESERVE2:
+            return SetPhase::reserve2;
+         case MODE_SET_ACTION:
+            return SetPhase::action;
+         case MODE_SET_COMMIT:
+            return SetPhase::commit;
+         case MODE_SET_FREE:
+            return SetPhase::free;
+         case MODE_SET_UNDO:
+            return SetPhase::undo;
+         default:
+            return std::nullopt;
+      }
    }
 
- private:
    static int loop(netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
       SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: request mode " << reqinfo->mode);
+      const std::optional<SetPhase> phase = phaseOf(reqinfo->mode);
+      if (reqinfo->mode != MODE_GET && !phase) {
+         SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: request with unsupported mode");
+         for (netsnmp_request_info* request = requests; request; request = request->next) {
+            if (!request->processed) {
+               netsnmp_request_set_error(request, SNMP_ERR_GENERR);
+            }
+         }
+         return SNMP_ERR_GENERR;
+      }
       for (netsnmp_request_info* request = requests; request; request = request->next) {
          if (request->processed) {
             SNMP_TRACE(2, Policy::unit,
                        Policy::name << "_handler: request " << request << " already processed");
             continue;
          }
-         int error = SNMP_ERR_NOERROR;
-         switch (reqinfo->mode) {
-            case MODE_GET:
-               error = get(request);
-               break;
-            case MODE_SET_RESERVE1:
-               error = set(SetPhase::reserve1, request);
-               break;
-            case MODE_SET_RESERVE2:
-               error = set(SetPhase::reserve2, request);
-               break;
-            case MODE_SET_ACTION:
-               error = set(SetPhase::action, request);
-               break;
-            case MODE_SET_COMMIT:
-               error = set(SetPhase::commit, request);
-               break;
-            case MODE_SET_FREE:
-               error = set(SetPhase::free, request);
-               break;
-            case MODE_SET_UNDO:
-               error = set(SetPhase::undo, request);
-               break;
-            default:
-               SNMP_TRACE(2, Policy::unit,
-                          Policy::name << "_handler: unknown mode " << reqinfo->mode);
-               error = SNMP_ERR_GENERR;
-               break;
-         }
+         const int error = phase ? set(*phase, reqinfo, request) : get(request);
          if (error != SNMP_ERR_NOERROR) {
             netsnmp_request_set_error(request, error);
+            if (phase) {
+               break;
+            }
          }
       }
       return SNMP_ERR_NOERROR;
@@ -115,18 +116,24 @@ struct WritableTableHandler {
       return Policy::getColumn(*data, table->colnum, request->requestvb);
    }
 
-   static int set(SetPhase phase, netsnmp_request_info* request) {
-      const auto* data = Frame::dataContext(request);
+   static int set(SetPhase phase, netsnmp_agent_request_info* reqinfo,
+                  netsnmp_request_info* request) {
       netsnmp_table_request_info* table = netsnmp_extract_table_info(request);
-      if (!data || !table) {
-         // A complete index naming no row: SET creates no rows.
-         SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: null data context in request");
-         return SNMP_ERR_NOCREATION;
-      }
-      const char* column = Policy::setColumnName(table->colnum);
+      const char* column = table ? Policy::setColumnName(table->colnum) : nullptr;
       if (!column) {
          SNMP_TRACE(2, Policy::unit, Policy::name << " invalid column");
          return SNMP_ERR_NOTWRITABLE;
+      }
+      if (!Policy::writable(table->colnum)) {
+         SNMP_TRACE(2, Policy::unit,
+                    Policy::name << "_handler: SET is not configured for column " << column);
+         return SNMP_ERR_NOTWRITABLE;
+      }
+      const auto* data = Frame::dataContext(request);
+      if (!data) {
+         // A complete index naming no row: SET creates no rows.
+         SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: null data context in request");
+         return SNMP_ERR_NOCREATION;
       }
       if (snmpTrace().enabled(2)) {
          std::ostringstream key;
@@ -135,24 +142,24 @@ struct WritableTableHandler {
                     Policy::name << "_handler: request " << setPhaseName(phase) << " for column "
                                  << column << ", key " << key.str());
       }
-      return Policy::setColumn(phase, *data, table->colnum, request->requestvb);
+      return Policy::setColumn(phase, reqinfo, *data, table->colnum, request->requestvb);
    }
 };
 
 inline const char* setPhaseName(SetPhase phase) {
    switch (phase) {
       case SetPhase::reserve1:
-         return "RESERVE1";
+         return "SET_RESERVE1";
       case SetPhase::reserve2:
-         return "RESERVE2";
+         return "SET_RESERVE2";
       case SetPhase::action:
-         return "ACTION";
+         return "SET_ACTION";
       case SetPhase::commit:
-         return "COMMIT";
+         return "SET_COMMIT";
       case SetPhase::free:
-         return "FREE";
+         return "SET_FREE";
       case SetPhase::undo:
-         return "UNDO";
+         return "SET_UNDO";
    }
    return "?";
 }

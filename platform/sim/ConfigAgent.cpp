@@ -1,6 +1,7 @@
 #include "platform/sim/ConfigAgent.h"
 
 #include <memory>
+#include <string>
 
 #include "platform/kel/Exception.h"
 #include "platform/kel/Trace.h"
@@ -168,6 +169,36 @@ void ConfigAgent::setMembership(const Velnet::IntfId& intf, Bridging::VlanId vla
    }
 }
 
+std::optional<std::string> ConfigAgent::refusal(const Bridging::Input::SwitchIntfConfig& sic,
+                                                SwixUtils::VlanIdSet& allowed) const {
+   const auto reserved = [this](Bridging::VlanId vlan) {
+      const auto config = state_.config->vlanConfig(vlan);
+      return config && config->internal();
+   };
+   switch (sic.switchportMode()) {
+      case Bridging::SwitchportMode::access:
+         if (reserved(sic.accessVlan())) {
+            return "access VLAN " + std::to_string(sic.accessVlan().value()) +
+                   " is reserved for the switch";
+         }
+         return std::nullopt;
+      case Bridging::SwitchportMode::trunk:
+         try {
+            Kel::Expect expect(Kel::ExceptionId::parse);
+            SwixUtils::computeVlanSet(allowed, sic.trunkAllowedVlans().view());
+         } catch (const Kel::Exception& e) {
+            return std::string(e.what());
+         }
+         if (!sic.trunkNativeVlan().isNone() && reserved(sic.trunkNativeVlan().vlanId())) {
+            return "native VLAN " + std::to_string(sic.trunkNativeVlan().value()) +
+                   " is reserved for the switch";
+         }
+         return std::nullopt;
+      default:
+         return std::nullopt;
+   }
+}
+
 void ConfigAgent::applyIntf(const Velnet::IntfId& intf) {
    std::set<Bridging::VlanId> touched;
    const auto sic = state_.input->switchIntfConfig(intf);
@@ -175,14 +206,13 @@ void ConfigAgent::applyIntf(const Velnet::IntfId& intf) {
       state_.config->switchIntfConfigDel(intf);
       allowed_.erase(intf);
    } else {
+      SwixUtils::VlanIdSet allowed;
+      if (const auto reason = refusal(*sic, allowed)) {
+         // As a switch does: the input stays as written, the port as it was.
+         KEL_TRACE(simTrace, 0, intf << ": switchport configuration not applied: " << *reason);
+         return;
+      }
       if (sic->switchportMode() == Bridging::SwitchportMode::trunk) {
-         SwixUtils::VlanIdSet allowed;
-         try {
-            Kel::Expect expect(Kel::ExceptionId::parse);
-            SwixUtils::computeVlanSet(allowed, sic->trunkAllowedVlans().view());
-         } catch (const Kel::Exception& e) {
-            KEL_TRACE(simTrace, 0, intf << ": trunk allows no VLAN: " << e.what());
-         }
          allowed_[intf] = allowed;
       } else {
          allowed_.erase(intf);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <set>
+#include <string>
 
 #include "platform/kel/ActivityManager.h"
 #include "platform/sim/LearningAgent.h"
@@ -15,7 +17,8 @@ namespace Sim {
 // does: VLANs as configured; an access port an untagged member of its access VLAN (its
 // native VLAN); a trunk a tagged member of each allowed VLAN that exists and an untagged
 // member of its native VLAN when that VLAN exists and is allowed (a native VLAN of none:
-// no untagged membership); other modes no membership at all.
+// no untagged membership); other modes no membership at all. An interface input it cannot
+// apply is refused, traced, and leaves the interface as it was.
 //
 // Changes of the input are applied later, not inside the notification, like a separate
 // agent would: what changed is marked, and a clock wake-up (as soon as possible) applies
@@ -40,6 +43,11 @@ class ConfigAgent : public Kel::Clock::NotifieeConst {
 
    void applyVlan(Bridging::VlanId vlan);
    void applyIntf(const Velnet::IntfId& intf);
+   // Why the switch cannot apply an interface's input (an allowed list that does not read,
+   // a VLAN reserved for the switch as its untagged VLAN), or nothing; fills a trunk's
+   // allowed VLANs.
+   std::optional<std::string> refusal(const Bridging::Input::SwitchIntfConfig& sic,
+                                      SwixUtils::VlanIdSet& allowed) const;
    // Whether and how the interface belongs to the VLAN under its input configuration.
    std::optional<Bridging::VlanMember> membership(const Velnet::IntfId& intf,
                                                   Bridging::VlanId vlan) const;

@@ -70,19 +70,42 @@ std::string allowedText(const Bridging::Input::SwitchIntfConfig& s) {
    return text.find_first_not_of(' ') == std::string::npos ? "none" : text;
 }
 
+std::string vlanText(Bridging::VlanIdOrNone vlan) {
+   return vlan.isNone() ? "none" : std::to_string(vlan.value());
+}
+
+// The VLANs an interface is a member of as applied, "(t)" marking tagged ones; "-" for none.
+std::string memberText(const Switch& sw, const Velnet::IntfId& intf) {
+   std::string text;
+   for (auto it = sw.config()->vlanConfigIteratorConst(); it; ++it) {
+      if (const Bridging::VlanMember* member = (*it)->intfCollection().find(intf)) {
+         text += (text.empty() ? "" : ",") + std::to_string(it.key().value()) +
+                 (member->tagged ? "(t)" : "");
+      }
+   }
+   return text.empty() ? "-" : text;
+}
+
+// Each switchport's input configuration (what an operator or a SET asked for) beside what
+// the switch applied, so that a write the switch has not taken, or refused, shows.
 void showSwitchports(const Switch& sw, std::ostream& os) {
    os << std::left << std::setw(14) << "port" << std::setw(14) << "mode" << std::setw(8) << "access"
+      << std::setw(8) << "native" << std::setw(16) << "allowed" << std::setw(14) << "applied"
       << std::setw(8) << "native"
-      << "allowed\n";
+      << "vlans\n";
    for (auto it = sw.inputConfig()->switchIntfConfigIteratorConst(); it; ++it) {
       const auto& s = *it;
       const bool trunk = s->switchportMode() == Bridging::SwitchportMode::trunk;
       os << std::setw(14) << it.key() << std::setw(14) << s->switchportMode() << std::setw(8)
-         << s->accessVlan() << std::setw(8)
-         << (!trunk                          ? std::string("-")
-             : s->trunkNativeVlan().isNone() ? std::string("none")
-                                             : std::to_string(s->trunkNativeVlan().value()))
-         << allowedText(*s) << "\n";
+         << s->accessVlan() << std::setw(8) << (trunk ? vlanText(s->trunkNativeVlan()) : "-")
+         << std::setw(15) << allowedText(*s) << ' ';
+      if (const auto applied = sw.config()->switchIntfConfig(it.key())) {
+         os << std::setw(14) << applied->switchportMode() << std::setw(8)
+            << vlanText(applied->nativeVlan());
+      } else {
+         os << std::setw(14) << "-" << std::setw(8) << "-";
+      }
+      os << memberText(sw, it.key()) << "\n";
    }
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -241,6 +242,39 @@ TEST_F(ConfigAgentTest, RefusedSwitchportChangesNothing) {
    EXPECT_THROW(sw.switchportIs(eth(9), {SwitchportMode::access, VlanId(10)}), Sim::CommandError);
    EXPECT_EQ(sw.inputConfig()->switchIntfConfig(eth(1))->switchportMode(), SwitchportMode::access);
    EXPECT_FALSE(sw.inputConfig()->switchIntfConfig(eth(9)));
+}
+
+// Writes to the input that bypass the switch's own checks (an SNMP SET does) and that the
+// switch cannot apply: the port stays as it was, the input as written.
+TEST_F(ConfigAgentTest, InputTheSwitchCannotApplyLeavesThePortAsItWas) {
+   sw.vlanIs({VlanId(4000), "reserved", true});
+   sw.switchportIs(eth(2), {SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1,10"});
+   runDue();
+   struct Case {
+      const char* name;
+      std::function<void(Bridging::Input::SwitchIntfConfig&)> write;
+   };
+   const std::vector<Case> cases = {
+       {"allowed list that does not read", [](auto& s) { s.trunkAllowedVlansIs("10,x"); }},
+       {"reserved VLAN as native VLAN", [](auto& s) { s.trunkNativeVlanIs(VlanIdOrNone(4000)); }},
+       {"reserved VLAN as access VLAN",
+        [](auto& s) {
+           s.switchportModeIs(SwitchportMode::access);
+           s.accessVlanIs(VlanId(4000));
+        }},
+   };
+   for (const Case& c : cases) {
+      SCOPED_TRACE(c.name);
+      sw.switchportIs(eth(2), {SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1,10"});
+      runDue();
+      c.write(*sw.inputConfig()->switchIntfConfig(eth(2)));
+      runDue();
+      EXPECT_EQ(sw.config()->switchIntfConfig(eth(2))->switchportMode(), SwitchportMode::trunk);
+      EXPECT_EQ(sw.config()->switchIntfConfig(eth(2))->nativeVlan(), VlanIdOrNone(1));
+      EXPECT_EQ(members(1).at("Ethernet2"), "u");
+      EXPECT_EQ(members(10).at("Ethernet2"), "t");
+      EXPECT_EQ(members(4000).count("Ethernet2"), 0u);
+   }
 }
 
 TEST_F(ConfigAgentTest, MountsUnderTheStatePaths) {

@@ -1,0 +1,264 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/kel/MemoryTraceSink.h"
+#include "tests/support/AgentFixture.h"
+#include "validation/CrossValidation.h"
+#include "validation/PortValidation.h"
+
+namespace {
+
+using Bridging::SwitchportMode;
+using Bridging::VlanId;
+using Bridging::VlanIdOrNone;
+using namespace BridgeSnmp;
+
+// Ports 1 and 2 access in VLAN 10, port 3 access in 20, port 4 an uplink trunk (native 1,
+// allowing 1,10,20), port 5 a server trunk (no native VLAN, allowing 10,20), port 6 routed.
+// VLAN 4000 is the switch's own.
+class SetValidationTest : public TestSupport::AgentTest {
+ protected:
+   void SetUp() override {
+      AgentTest::SetUp();
+      sw.vlanIs({VlanId(4000), "reserved", true});
+      using S = Sim::SwitchportSpec;
+      sw.switchportIs(eth(1), S{SwitchportMode::access, VlanId(10)});
+      sw.switchportIs(eth(2), S{SwitchportMode::access, VlanId(10)});
+      sw.switchportIs(eth(3), S{SwitchportMode::access, VlanId(20)});
+      sw.switchportIs(eth(4), S{SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1,10,20"});
+      sw.switchportIs(eth(5), S{SwitchportMode::trunk, VlanId(1), VlanIdOrNone(), "10,20"});
+      sw.switchportIs(eth(6), S{SwitchportMode::routed});
+      sw.inputConfig()->switchIntfConfigDel(eth(8));
+      settle();
+      previousSink_ = Kel::traceSink();
+      Kel::traceSinkIs(refusals);
+      ASSERT_TRUE(Kel::setTraceLevels("BridgeSnmpSet/3"));
+   }
+   void TearDown() override {
+      Kel::traceSinkIs(previousSink_);
+      Kel::setTraceLevels("BridgeSnmpSet/0");
+      AgentTest::TearDown();
+   }
+
+   void settle() {
+      runDue();
+      drain();
+   }
+
+   Dot1dBasePortEntry::Ptr port(unsigned p) {
+      return mib->dot1dBasePortTable(Interface::EthPortId(p));
+   }
+   Dot1qVlanStaticEntry::Ptr vlan(unsigned v) { return mib->dot1qVlanStaticTable(v); }
+   static EthPortIdSet::PtrConst ports(std::vector<unsigned> members) {
+      std::vector<unsigned char> octets(32, 0);
+      for (unsigned p : members) {
+         octets[(p - 1) / 8] |= static_cast<unsigned char>(0x80 >> ((p - 1) % 8));
+      }
+      return PortListToPortIdSet(octets.data(), static_cast<int>(octets.size()));
+   }
+   Bridging::Input::SwitchIntfConfig::PtrConst input(int p) {
+      return sw.inputConfig()->switchIntfConfig(eth(p));
+   }
+
+   // One request's bindings, as the SET handlers gather them.
+   struct Request {
+      PvidBindings pvid;
+      AftBindings aft;
+      PortSetBindings egress, untagged;
+   };
+   Request request(std::vector<std::pair<unsigned, unsigned>> pvids,
+                   std::vector<std::pair<unsigned, FrameAdmits>> afts,
+                   std::vector<std::pair<unsigned, std::vector<unsigned>>> egress,
+                   std::vector<std::pair<unsigned, std::vector<unsigned>>> untagged) {
+      Request r;
+      for (auto [p, v] : pvids)
+         r.pvid.emplace_back(port(p), VlanIdOrNone(v));
+      for (auto [p, a] : afts)
+         r.aft.emplace_back(port(p), a);
+      for (auto& [v, members] : egress)
+         r.egress.emplace_back(vlan(v), ports(members));
+      for (auto& [v, members] : untagged)
+         r.untagged.emplace_back(vlan(v), ports(members));
+      return r;
+   }
+   bool validate(const Request& r) {
+      mib->sepActionDelAll();
+      mib->aftActionDelAll();
+      return validateVlansAndPorts(r.pvid, r.aft, r.egress, r.untagged);
+   }
+   // The reason the request is refused for, "" when it passes.
+   std::string refusal(const Request& r) {
+      refusals->clear();
+      const bool passed = validate(r);
+      std::string reason;
+      for (const auto& line : refusals->lines()) {
+         if (line.level == 3) {
+            reason = line.message;
+         }
+      }
+      EXPECT_EQ(passed, reason.empty()) << reason;
+      return reason;
+   }
+
+   std::shared_ptr<Kel::MemoryTraceSink> refusals = std::make_shared<Kel::MemoryTraceSink>();
+
+ private:
+   std::shared_ptr<Kel::TraceSink> previousSink_;
+};
+
+TEST_F(SetValidationTest, ColumnChecks) {
+   struct Case {
+      const char* name;
+      std::function<bool()> check;
+      bool expected;
+   };
+   const std::vector<Case> cases = {
+       {"frame types on an access port",
+        [&] { return validateAdmitFrame(port(1), admitOnlyVlanTagged); }, true},
+       {"frame types on a routed port", [&] { return validateAdmitFrame(port(6), admitAll); },
+        false},
+       {"frame types on a port without switchport",
+        [&] { return validateAdmitFrame(port(8), admitAll); }, false},
+       {"PVID 0", [&] { return validateDot1qPvid(port(1), VlanIdOrNone(0)); }, false},
+       {"PVID of a reserved VLAN on an access port",
+        [&] { return validateDot1qPvid(port(1), VlanIdOrNone(4000)); }, false},
+       {"PVID of a new VLAN on an access port",
+        [&] { return validateDot1qPvid(port(1), VlanIdOrNone(77)); }, true},
+       {"PVID of a new VLAN on a trunk",
+        [&] { return validateDot1qPvid(port(4), VlanIdOrNone(77)); }, false},
+       {"PVID of a configured VLAN on a trunk",
+        [&] { return validateDot1qPvid(port(4), VlanIdOrNone(30)); }, true},
+       {"PVID on a routed port", [&] { return validateDot1qPvid(port(6), VlanIdOrNone(10)); },
+        false},
+       {"egress ports with a routed port",
+        [&] {
+           return validateDot1qVlanStaticPorts(vlan(10), ports({1, 6}));
+        },
+        false},
+       {"egress ports naming only ports without rows",
+        [&] { return validateDot1qVlanStaticPorts(vlan(10), ports({200})); }, true},
+       {"egress ports of access and trunk ports",
+        [&] {
+           return validateDot1qVlanStaticPorts(vlan(10), ports({1, 2, 3, 4, 5}));
+        },
+        true},
+   };
+   for (const Case& c : cases) {
+      EXPECT_EQ(c.check(), c.expected) << c.name;
+   }
+}
+
+// Each rule of the cross validation, by the refusal it gives; VLAN 10's members are ports
+// 1, 2, 4 and 5, VLAN 20's ports 3, 4 and 5.
+TEST_F(SetValidationTest, CrossValidationRules) {
+   struct Case {
+      const char* name;
+      Request request;
+      std::string refusal;  // a part of the refusal's text; empty when the request passes
+   };
+   const std::vector<Case> cases = {
+       {"empty request", request({}, {}, {}, {}), ""},
+       {"PVID alone", request({{1, 20}}, {}, {}, {}), ""},
+       {"PVID with admitOnlyVlanTagged on the port",
+        request({{1, 20}}, {{1, admitOnlyVlanTagged}}, {}, {}),
+        "tagging the native vlan and setting"},
+       {"new native VLAN left out of its egress ports",
+        request({{3, 10}}, {}, {{10, {1, 2, 4, 5}}}, {}), "removing the new native vlan"},
+       {"existing native VLAN left out of its egress ports", request({}, {}, {{10, {2, 4, 5}}}, {}),
+        "removing the existing native vlan (dot1qVlanStaticEgressPorts.10) from Ethernet1"},
+       {"untagged in two VLANs", request({}, {}, {}, {{1, {4}}, {20, {4}}}),
+        "multiple untagged interfaces Ethernet4"},
+       {"untagged VLAN other than the new PVID", request({{3, 10}}, {}, {}, {{20, {3}}}),
+        "does not have the right dot1qPvid binding i.e. 10 but it should have been 20"},
+       {"every VLAN removed from a trunk", request({}, {}, {{10, {1, 2, 4}}, {20, {3, 4}}}, {}),
+        "removing all Vlans from interface Ethernet5"},
+       {"native VLAN tagged while admitting all", request({}, {{4, admitAll}}, {}, {{1, {}}}),
+        "admitAll in the bindings for Ethernet4"},
+       {"untagged port admitting only tagged frames",
+        request({}, {{1, admitOnlyVlanTagged}}, {}, {{10, {1, 2}}}),
+        "the port (1) is marked as untagged"},
+       {"untagged on a trunk without a native VLAN", request({}, {}, {}, {{10, {5}}}),
+        "set to untagged for Ethernet5"},
+       {"untagged VLAN other than the existing native VLAN", request({}, {}, {}, {{20, {1}}}),
+        "do not match with the existing native vlan 10"},
+       {"untagged VLAN matching the existing native VLAN", request({}, {}, {}, {{10, {1, 2}}}), ""},
+       {"access port moved from VLAN 10 to 20",
+        request({{1, 20}}, {}, {{10, {2, 4, 5}}, {20, {1, 3, 4, 5}}}, {{20, {1, 3}}}), ""},
+       {"trunk leaves VLAN 10, keeps VLAN 20",
+        request({}, {}, {{10, {1, 2, 5}}, {20, {3, 4, 5}}}, {}), ""},
+   };
+   for (const Case& c : cases) {
+      const std::string reason = refusal(c.request);
+      if (c.refusal.empty()) {
+         EXPECT_EQ(reason, "") << c.name;
+      } else {
+         EXPECT_NE(reason.find(c.refusal), std::string::npos) << c.name << ": " << reason;
+      }
+   }
+   // The last request's decisions: Ethernet4 leaves VLAN 10, and the VLAN 20 binding that
+   // leaves it alone does not take that back; no other port changes.
+   EXPECT_EQ(mib->sepAction("Ethernet4"), takeAction);
+   EXPECT_EQ(mib->sepAction("Ethernet1"), noOp);
+   EXPECT_EQ(mib->sepAction("Ethernet5"), noOp);
+}
+
+TEST_F(SetValidationTest, AppliedWritesReachTheInputConfiguration) {
+   // PVID of an access port: a VLAN that does not exist yet is created.
+   port(1)->dot1qPvidIs(VlanIdOrNone(77));
+   EXPECT_EQ(input(1)->accessVlan(), VlanId(77));
+   EXPECT_TRUE(sw.inputConfig()->vlanConfig(VlanId(77)));
+   EXPECT_EQ(port(1)->dot1qPvid(), VlanIdOrNone(77)) << "served before the switch applies it";
+
+   // PVID of a trunk: only its native VLAN.
+   port(4)->dot1qPvidIs(VlanIdOrNone(10));
+   EXPECT_EQ(input(4)->trunkNativeVlan(), VlanIdOrNone(10));
+   EXPECT_EQ(input(4)->trunkAllowedVlans().stdString(), "1,10,20");
+
+   // Tagged frames only on an access port of VLAN 10: a trunk of VLAN 10 without native VLAN.
+   ASSERT_TRUE(validate(request({}, {{2, admitOnlyVlanTagged}}, {}, {})));
+   port(2)->admitFrameIs(admitOnlyVlanTagged);
+   EXPECT_EQ(input(2)->switchportMode(), SwitchportMode::trunk);
+   EXPECT_EQ(input(2)->trunkAllowedVlans().stdString(), "10");
+   EXPECT_EQ(input(2)->trunkNativeVlan(), VlanIdOrNone());
+   // The same value again writes nothing.
+   sw.inputConfig()->switchIntfConfig(eth(2))->trunkAllowedVlansIs("10,30");
+   port(2)->admitFrameIs(admitOnlyVlanTagged);
+   EXPECT_EQ(input(2)->trunkAllowedVlans().stdString(), "10,30");
+
+   // A trunk added to VLAN 30; untagged ports alone write nothing.
+   ASSERT_TRUE(validate(request({}, {}, {{30, {5}}}, {{20, {3}}})));
+   vlan(30)->doSetDot1qVlanStaticEgressPorts(ports({5}));
+   vlan(20)->doSetDot1qVlanStaticUntaggedPorts(ports({3}));
+   EXPECT_EQ(input(5)->trunkAllowedVlans().stdString(), "10,20,30");
+   EXPECT_EQ(input(3)->switchportMode(), SwitchportMode::access);
+   EXPECT_EQ(input(3)->accessVlan(), VlanId(20));
+}
+
+// One request that moves an access port from VLAN 10 to 20 names it in two egress bindings:
+// whichever comes first converts it to a trunk, the second keeps what the first wrote.
+TEST_F(SetValidationTest, MoveGivesTheSameSwitchportInEitherOrder) {
+   for (const bool removeFirst : {true, false}) {
+      SCOPED_TRACE(removeFirst ? "VLAN 10 first" : "VLAN 20 first");
+      sw.switchportIs(eth(1), Sim::SwitchportSpec{SwitchportMode::access, VlanId(10)});
+      settle();
+      const Request move =
+          request({{1, 20}}, {}, {{10, {2, 4, 5}}, {20, {1, 3, 4, 5}}}, {{20, {1, 3}}});
+      ASSERT_TRUE(validate(move));
+      const auto from = move.egress[0], to = move.egress[1];
+      for (const auto& [row, set] :
+           removeFirst ? PortSetBindings{from, to} : PortSetBindings{to, from}) {
+         mib->dot1qVlanStaticTable(row->index())->doSetDot1qVlanStaticEgressPorts(set);
+      }
+      port(1)->dot1qPvidIs(VlanIdOrNone(20));
+      settle();
+      EXPECT_EQ(input(1)->trunkAllowedVlans().stdString(), "20");
+      EXPECT_EQ(members(10).count("Ethernet1"), 0u);
+      EXPECT_EQ(members(20).at("Ethernet1"), "u");
+      EXPECT_EQ(port(1)->dot1qPvid(), VlanIdOrNone(20));
+   }
+}
+
+}  // namespace
