@@ -81,6 +81,23 @@ show_log_tail() {
    fi
 }
 
+# A manager moves an access port to another VLAN with one SET of its PVID; the switch applies
+# it, and the walks show it. Ethernet9 (bridge port 9) is in VLAN 10 on the lab switch.
+show_port_move() {
+   local agent="127.0.0.1:$port" pvid=1.3.6.1.2.1.17.7.1.4.5.1.1 egress=1.3.6.1.2.1.17.7.1.4.3.1.2
+   echo "A manager moves Ethernet9 (bridge port 9) from VLAN 10 to VLAN 20:"
+   echo "  snmpset -v2c -c private $agent $pvid.9 u 20"
+   snmpset -v2c -c private -On "$agent" "$pvid.9" u 20 | sed 's/^/    /'
+   # The switch applies the write on its next turn; give it a moment before walking.
+   sleep 0.3
+   echo "  snmpwalk of dot1qPvid (ports 8 to 10), and the egress ports of VLANs 10 and 20:"
+   snmpwalk -v2c -c public -On "$agent" "$pvid" | sed -n '8,10s/^/    /p'
+   snmpget -v2c -c public -On "$agent" "$egress.10" "$egress.20" | sed 's/^/    /'
+   echo "  bridgectl show switchports (input beside applied):"
+   $bridgectl show switchports | sed -n '1p;/^Ethernet9 /p' | sed 's/^/    /'
+   echo
+}
+
 start_demo() {
    local plugin snmpd pid i answered answer
    if [ ! -d "$builddir" ]; then
@@ -155,6 +172,8 @@ EOF
       stop_demo >/dev/null || true
       exit 1
    fi
+
+   show_port_move
 
    cat <<EOF
 bridgesnmp demo: snmpd (pid $pid) with $plugin
