@@ -17,7 +17,7 @@ portlist-bit-order	model/PortList.h	s/0x80 >> \(index % 8\)/0x01 << (index % 8)/
 portlist-trailing-zero	model/PortList.h	s/\n(\s*)return size;/\n$1if (size > 0 && size < len) { buf[size++] = 0; }\n$1return size;/
 fdb-keeps-internal-vlan	snmp/RowFilters.cpp	s/if \(vlan && vlan->internal\(\)\) \{\s*return false;\s*\}//
 fid-keeps-internal-vlan	snmp/RowFilters.cpp	s/return vlan && !vlan->internal\(\);/return vlan != nullptr;/
-fdb-keeps-portless	snmp/RowFilters.cpp	s/(BridgeSnmp::Dot1qTpFdbStatus status\) \{\n.*\n)\s*if \(!hasBridgePort\(intf\)\) \{\s*return false;\s*\}/$1/
+fdb-keeps-portless	snmp/RowFilters.cpp	s/if \(!hasBridgePort\(intf\)\) \{/if (false \&\& !hasBridgePort(intf)) {/
 ext-keeps-internal-vlan	snmp/RowFilters.cpp	s/ &&\n\s*!vlan->internal\(\);/;/
 ext-keeps-portless	snmp/RowFilters.cpp	s/(entry = \*row;\n.*\n)\s*if \(!hasBridgePort\(entry->intf\(\)\)\) \{\s*return false;\s*\}/$1/
 portlist-decode-bit-order	model/PortList.h	s/0x80 >> \(\(i - 1\) % 8\)/0x01 << ((i - 1) % 8)/
