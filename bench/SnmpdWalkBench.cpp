@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <random>
 #include <set>
 #include <sstream>
@@ -36,7 +37,6 @@ using Harness::Oid;
 
 constexpr std::size_t hostCount = 100'000;
 constexpr int hostPorts = 8;
-constexpr auto toolTimeout = std::chrono::minutes(5);
 constexpr auto loadTimeout = std::chrono::minutes(2);
 
 struct Table {
@@ -147,13 +147,11 @@ std::string floorRowsOf(const std::vector<Host>& hosts) {
    return rows.str();
 }
 
-Harness::Environment toolEnvironment(const Harness::SnmpdAgent& agent) {
-   Harness::Environment env = Harness::Environment::inherited();
-   env.set("SNMPCONFPATH", (agent.directory() / "client").string());
-   env.set("SNMP_PERSISTENT_DIR", (agent.directory() / "client").string());
-   env.set("MIBS", "");
-   env.set("MIBDIRS", (agent.directory() / "mibs").string());
-   return env;
+std::map<std::string, std::string> toolEnvironment(const Harness::SnmpdAgent& agent) {
+   return {{"SNMPCONFPATH", (agent.directory() / "client").string()},
+           {"SNMP_PERSISTENT_DIR", (agent.directory() / "client").string()},
+           {"MIBS", ""},
+           {"MIBDIRS", (agent.directory() / "mibs").string()}};
 }
 
 // CPU seconds (user and system) snmpd has used so far.
@@ -197,14 +195,13 @@ Walk runWalk(Harness::SnmpdAgent& agent, const std::string& tool, const Oid& tab
    argv.push_back(table.str());
    const double cpuBefore = cpuSeconds(agent.pid());
    const auto start = Clock::now();
-   const Harness::CommandResult result =
-       Harness::runCommand(argv, toolEnvironment(agent), toolTimeout);
+   const Harness::CommandResult result = Harness::runCommand(argv, toolEnvironment(agent));
    Walk walk;
    walk.seconds = std::chrono::duration<double>(Clock::now() - start).count();
    walk.snmpdCpuSeconds = cpuSeconds(agent.pid()) - cpuBefore;
    if (!result.succeeded()) {
-      throw std::runtime_error(tool + " " + table.str() + ": " + result.status.describe() +
-                               (result.timedOut ? " (timed out)" : "") + " " + result.err);
+      throw std::runtime_error(tool + " " + table.str() + ": " + result.status.describe() + " " +
+                               result.err);
    }
    const std::string prefix = "." + table.str() + ".";
    std::istringstream lines(result.out);
@@ -319,8 +316,7 @@ std::string bridgectl(const Harness::SnmpdAgent& agent, const std::vector<std::s
    std::vector<std::string> argv = {BRIDGESNMP_BRIDGECTL_PATH, "--socket",
                                     (agent.directory() / "control.sock").string()};
    argv.insert(argv.end(), args.begin(), args.end());
-   const Harness::CommandResult result =
-       Harness::runCommand(argv, Harness::Environment::inherited(), std::chrono::seconds(20));
+   const Harness::CommandResult result = Harness::runCommand(argv);
    if (!result.succeeded()) {
       throw std::runtime_error("bridgectl " + args.front() + ": " + result.err);
    }

@@ -5,8 +5,7 @@
 #include <string>
 
 #include "SnmpdAgent.h"
-#include "SnmpdTest.h"
-#include "Subprocess.h"
+#include "SwitchAgentTest.h"
 
 namespace {
 
@@ -15,26 +14,20 @@ using namespace Harness;
 const Oid baseType = "1.3.6.1.2.1.17.1.3.0";  // dot1dBaseType: transparent-only(2)
 const Oid pvid9 = "1.3.6.1.2.1.17.7.1.4.5.1.1.9";
 
-SnmpdOptions masterOptions() {
-   SnmpdOptions options;
-   options.pluginPath = "";  // the master serves our tables only through the subagent
-   return options;
-}
-
 TEST(AgentxTest, SubagentServesThroughTheMasterAndComesBackAfterARestart) {
-   SnmpdAgent master(masterOptions());
+   SnmpdOptions masterOnly;
+   masterOnly.plugin = false;
+   SnmpdAgent master(masterOnly);
    const std::string socket = "unix:" + (master.directory() / "agentx.sock").string();
-   master.options().extraConfig = {"master agentx", "agentXSocket " + socket, "agentXTimeout 5"};
+   master.options().extraConfig = {"master agentx", "agentXSocket " + socket};
    master.start();
    const auto config = master.writeFile(
        "bridgesnmp-agentx.conf",
        "bridgesnmpControlSocket " + (master.directory() / "control.sock").string() + "\n");
-   Environment env = Environment::inherited();
-   env.set("SNMPCONFPATH", (master.directory() / "subagent").string());
-   env.set("SNMP_PERSISTENT_DIR", (master.directory() / "subagent").string());
-   env.set("MIBS", "");
-   ChildProcess subagent(
-       {BRIDGESNMP_AGENTX_PATH, "-L", "-x", socket, "-c", config.string(), "--ping", "1"}, env,
+   const std::string own = (master.directory() / "subagent").string();
+   const pid_t subagent = startProcess(
+       {BRIDGESNMP_AGENTX_PATH, "-L", "-x", socket, "-c", config.string(), "--ping", "1"},
+       {{"SNMPCONFPATH", own}, {"SNMP_PERSISTENT_DIR", own}, {"MIBS", ""}},
        master.directory() / "subagent.out");
    // The units register one subtree after another; dot1qPortVlanTable comes last.
    const auto answers = [&] {
@@ -43,10 +36,8 @@ TEST(AgentxTest, SubagentServesThroughTheMasterAndComesBackAfterARestart) {
              master.get(pvid9).type == AsnType::Gauge32;
    };
 
-   ASSERT_TRUE(eventually(answers)) << master.report();
-   const GetResult pvid = master.get(pvid9);
-   EXPECT_EQ(pvid.type, AsnType::Gauge32);
-   EXPECT_EQ(pvid.integer, 10) << "the lab switch's Ethernet9 is in VLAN 10";
+   ASSERT_TRUE(eventually(answers)) << master.log();
+   EXPECT_EQ(master.get(pvid9).integer, 10) << "the lab switch's Ethernet9 is in VLAN 10";
    // A SET travels through the master to the subagent too.
    const Response set = master.set({{pvid9, 'u', 20}});
    EXPECT_TRUE(set.ok()) << set;
@@ -56,8 +47,9 @@ TEST(AgentxTest, SubagentServesThroughTheMasterAndComesBackAfterARestart) {
    master.start();
    EXPECT_TRUE(eventually(answers)) << "the subagent reconnects to the restarted master";
    EXPECT_EQ(master.get(pvid9).integer, 20) << "with its state kept";
-   EXPECT_TRUE(subagent.running()) << "the subagent kept running";
-   EXPECT_TRUE(subagent.stop().exited()) << "and ends cleanly on SIGTERM";
+   EXPECT_TRUE(processRunning(subagent)) << "the subagent kept running";
+   const ExitStatus ended = stopProcess(subagent);
+   EXPECT_TRUE(ended.exited() && ended.exitCode() == 0) << "it ends cleanly on SIGTERM";
 }
 
 }  // namespace

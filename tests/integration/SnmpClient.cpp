@@ -1,15 +1,11 @@
 #include "SnmpClient.h"
 
-#include <arpa/inet.h>
-
-#include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cstdlib>
 #include <iomanip>
-#include <iterator>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 
 // clang-format off
 #include <net-snmp/net-snmp-config.h>
@@ -18,50 +14,18 @@
 
 namespace Harness {
 
-static_assert(AsnType::Integer == ASN_INTEGER);
-static_assert(AsnType::OctetString == ASN_OCTET_STR);
-static_assert(AsnType::Null == ASN_NULL);
-static_assert(AsnType::ObjectId == ASN_OBJECT_ID);
-static_assert(AsnType::IpAddress == ASN_IPADDRESS);
-static_assert(AsnType::Counter32 == ASN_COUNTER);
-static_assert(AsnType::Gauge32 == ASN_GAUGE);
-static_assert(AsnType::TimeTicks == ASN_TIMETICKS);
-static_assert(AsnType::Opaque == ASN_OPAQUE);
-static_assert(AsnType::Counter64 == ASN_COUNTER64);
-static_assert(AsnType::NoSuchObject == SNMP_NOSUCHOBJECT);
-static_assert(AsnType::NoSuchInstance == SNMP_NOSUCHINSTANCE);
-static_assert(AsnType::EndOfMibView == SNMP_ENDOFMIBVIEW);
-static_assert(ErrStat::TooBig == SNMP_ERR_TOOBIG);
-static_assert(ErrStat::GenErr == SNMP_ERR_GENERR);
-static_assert(ErrStat::NoAccess == SNMP_ERR_NOACCESS);
-static_assert(ErrStat::WrongType == SNMP_ERR_WRONGTYPE);
-static_assert(ErrStat::WrongValue == SNMP_ERR_WRONGVALUE);
-static_assert(ErrStat::NoCreation == SNMP_ERR_NOCREATION);
-static_assert(ErrStat::InconsistentValue == SNMP_ERR_INCONSISTENTVALUE);
-static_assert(ErrStat::AuthorizationError == SNMP_ERR_AUTHORIZATIONERROR);
-static_assert(ErrStat::NotWritable == SNMP_ERR_NOTWRITABLE);
-static_assert(ErrStat::InconsistentName == SNMP_ERR_INCONSISTENTNAME);
+static_assert(AsnType::Gauge32 == ASN_GAUGE && AsnType::TimeTicks == ASN_TIMETICKS &&
+              AsnType::NoSuchInstance == SNMP_NOSUCHINSTANCE &&
+              ErrStat::NotWritable == SNMP_ERR_NOTWRITABLE);
 
 namespace {
 
-// A walk longer than this is taken to be an agent going round in circles.
-constexpr std::size_t walkLimit = 100000;
-
 std::vector<oid> toNetSnmp(const Oid& id) {
-   if (id.size() > MAX_OID_LEN) {
-      throw std::invalid_argument("OID longer than " + std::to_string(MAX_OID_LEN) +
-                                  " sub-identifiers: " + id.str());
-   }
    return {id.arcs().begin(), id.arcs().end()};
 }
 
 Oid fromNetSnmp(const oid* arcs, std::size_t length) {
-   std::vector<std::uint32_t> result;
-   result.reserve(length);
-   for (std::size_t i = 0; i < length; ++i) {
-      result.push_back(static_cast<std::uint32_t>(arcs[i]));
-   }
-   return Oid(std::move(result));
+   return Oid(std::vector<std::uint32_t>(arcs, arcs + length));
 }
 
 Varbind fromNetSnmp(const netsnmp_variable_list& var) {
@@ -78,8 +42,7 @@ Varbind fromNetSnmp(const netsnmp_variable_list& var) {
          vb.integer = static_cast<std::int64_t>(*var.val.integer & 0xffffffffUL);
          break;
       case ASN_COUNTER64:
-         vb.counter64 = (static_cast<std::uint64_t>(var.val.counter64->high) << 32) |
-                        (var.val.counter64->low & 0xffffffffUL);
+         vb.counter64 = (std::uint64_t{var.val.counter64->high} << 32) | var.val.counter64->low;
          break;
       case ASN_OCTET_STR:
       case ASN_IPADDRESS:
@@ -95,211 +58,47 @@ Varbind fromNetSnmp(const netsnmp_variable_list& var) {
    return vb;
 }
 
-std::int64_t parseNumber(const SetValue& value) {
-   if (value.number) {
-      return *value.number;
-   }
-   std::int64_t result = 0;
-   const char* first = value.text.data();
-   const char* last = first + value.text.size();
-   const auto [end, ec] = std::from_chars(first, last, result);
-   if (ec != std::errc() || end != last) {
-      throw std::invalid_argument("not a number for SET of " + value.oid.str() + ": '" +
-                                  value.text + "'");
-   }
-   return result;
-}
-
-unsigned long parseUnsigned32(const SetValue& value) {
-   const std::int64_t n = parseNumber(value);
-   if (n < 0 || n > 0xffffffffLL) {
-      throw std::invalid_argument("not an unsigned 32-bit value for SET of " + value.oid.str());
-   }
-   return static_cast<unsigned long>(n);
-}
-
-std::string parseHex(const SetValue& value) {
-   std::string digits;
-   for (char c : value.text) {
-      if (std::isxdigit(static_cast<unsigned char>(c))) {
-         digits += c;
-      } else if (!std::isspace(static_cast<unsigned char>(c))) {
-         throw std::invalid_argument("not hex for SET of " + value.oid.str() + ": '" + value.text +
-                                     "'");
-      }
-   }
-   if (digits.size() % 2 != 0) {
-      throw std::invalid_argument("odd number of hex digits for SET of " + value.oid.str());
-   }
-   std::string bytes;
-   for (std::size_t i = 0; i < digits.size(); i += 2) {
-      bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-   }
-   return bytes;
-}
-
-void addSetVarbind(netsnmp_pdu* pdu, const SetValue& value) {
-   const std::vector<oid> name = toNetSnmp(value.oid);
-   switch (value.type) {
-      case 'i': {
-         const long n = static_cast<long>(parseNumber(value));
-         snmp_pdu_add_variable(pdu, name.data(), name.size(), ASN_INTEGER, &n, sizeof n);
-         return;
-      }
-      case 'u':
-      case 'c':
-      case 't': {
-         const unsigned long n = parseUnsigned32(value);
-         const u_char type = value.type == 'u'   ? ASN_GAUGE
-                             : value.type == 'c' ? ASN_COUNTER
-                                                 : ASN_TIMETICKS;
-         snmp_pdu_add_variable(pdu, name.data(), name.size(), type, &n, sizeof n);
-         return;
-      }
-      case 'a': {
-         in_addr addr{};
-         if (inet_pton(AF_INET, value.text.c_str(), &addr) != 1) {
-            throw std::invalid_argument("not an IPv4 address for SET of " + value.oid.str());
-         }
-         snmp_pdu_add_variable(pdu, name.data(), name.size(), ASN_IPADDRESS, &addr, 4);
-         return;
-      }
-      case 'o': {
-         const std::vector<oid> target = toNetSnmp(Oid(value.text));
-         snmp_pdu_add_variable(pdu, name.data(), name.size(), ASN_OBJECT_ID, target.data(),
-                               target.size() * sizeof(oid));
-         return;
-      }
-      case 's':
-      case 'x': {
-         const std::string bytes = value.type == 's' ? value.text : parseHex(value);
-         snmp_pdu_add_variable(pdu, name.data(), name.size(), ASN_OCTET_STR, bytes.data(),
-                               bytes.size());
-         return;
-      }
-      case 'n':
-         snmp_pdu_add_variable(pdu, name.data(), name.size(), ASN_NULL, nullptr, 0);
-         return;
-      default:
-         throw std::invalid_argument(std::string("unknown SET type letter '") + value.type +
-                                     "' for " + value.oid.str());
-   }
-}
-
-std::string printable(const std::string& bytes) {
-   bool text = true;
-   for (unsigned char c : bytes) {
-      if (!std::isprint(c)) {
-         text = false;
-      }
-   }
-   std::ostringstream os;
-   if (text) {
-      os << '"' << bytes << '"';
-   } else {
-      os << "Hex:" << std::hex << std::setfill('0');
-      for (unsigned char c : bytes) {
-         os << ' ' << std::setw(2) << static_cast<int>(c);
-      }
-   }
-   return os.str();
+void initClientLibrary() {
+   static std::once_flag once;
+   std::call_once(once, [] {
+      // Every OID here is numeric: no MIB files, no configuration, no persistent state.
+      setenv("MIBS", "", 1);
+      setenv("MIBDIRS", "", 1);
+      netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
+      netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, 1);
+      netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE, 1);
+      init_snmp("bridgesnmp-integration-tests");
+   });
 }
 
 }  // namespace
 
-const char* asnTypeName(std::uint8_t type) {
-   switch (type) {
-      case AsnType::Integer:
-         return "INTEGER";
-      case AsnType::OctetString:
-         return "OCTET STRING";
-      case AsnType::Null:
-         return "NULL";
-      case AsnType::ObjectId:
-         return "OBJECT IDENTIFIER";
-      case AsnType::IpAddress:
-         return "IpAddress";
-      case AsnType::Counter32:
-         return "Counter32";
-      case AsnType::Gauge32:
-         return "Gauge32";
-      case AsnType::TimeTicks:
-         return "TimeTicks";
-      case AsnType::Opaque:
-         return "Opaque";
-      case AsnType::Counter64:
-         return "Counter64";
-      case AsnType::NoSuchObject:
-         return "noSuchObject";
-      case AsnType::NoSuchInstance:
-         return "noSuchInstance";
-      case AsnType::EndOfMibView:
-         return "endOfMibView";
-      default:
-         return "unknown type";
-   }
-}
-
-const char* errStatName(long errstat) {
-   static const char* const names[] = {"noError",
-                                       "tooBig",
-                                       "noSuchName",
-                                       "badValue",
-                                       "readOnly",
-                                       "genErr",
-                                       "noAccess",
-                                       "wrongType",
-                                       "wrongLength",
-                                       "wrongEncoding",
-                                       "wrongValue",
-                                       "noCreation",
-                                       "inconsistentValue",
-                                       "resourceUnavailable",
-                                       "commitFailed",
-                                       "undoFailed",
-                                       "authorizationError",
-                                       "notWritable",
-                                       "inconsistentName"};
-   if (errstat < 0 || errstat >= static_cast<long>(std::size(names))) {
-      return "unknown error status";
-   }
-   return names[errstat];
-}
-
-Oid::Oid(const char* text) : Oid(std::string(text ? text : "")) {}
+Oid::Oid(const char* text) : Oid(std::string(text)) {}
 
 Oid::Oid(const std::string& text) {
-   std::size_t pos = (!text.empty() && text.front() == '.') ? 1 : 0;
-   while (pos < text.size()) {
+   const char* at = text.data() + (text.starts_with('.') ? 1 : 0);
+   const char* const end = text.data() + text.size();
+   while (at < end) {
       std::uint32_t arc = 0;
-      const char* first = text.data() + pos;
-      const char* last = text.data() + text.size();
-      const auto [end, ec] = std::from_chars(first, last, arc);
-      const bool trailingDot = end != last && *end == '.' && end + 1 == last;
-      if (ec != std::errc() || (end != last && *end != '.') || trailingDot) {
+      const auto [next, ec] = std::from_chars(at, end, arc);
+      if (ec != std::errc() || (next != end && (*next != '.' || next + 1 == end))) {
          throw std::invalid_argument("not a numeric OID: '" + text + "'");
       }
       arcs_.push_back(arc);
-      pos = static_cast<std::size_t>(end - text.data()) + 1;
-   }
-   if (arcs_.empty()) {
-      throw std::invalid_argument("not a numeric OID: '" + text + "'");
+      at = next + 1;
    }
 }
 
 std::string Oid::str() const {
    std::string result;
-   for (std::size_t i = 0; i < arcs_.size(); ++i) {
-      if (i > 0) {
-         result += '.';
-      }
-      result += std::to_string(arcs_[i]);
+   for (const std::uint32_t arc : arcs_) {
+      result += (result.empty() ? "" : ".") + std::to_string(arc);
    }
    return result;
 }
 
 bool Oid::startsWith(const Oid& prefix) const {
-   return prefix.arcs_.size() <= arcs_.size() &&
+   return prefix.size() <= size() &&
           std::equal(prefix.arcs_.begin(), prefix.arcs_.end(), arcs_.begin());
 }
 
@@ -310,13 +109,10 @@ Oid Oid::operator+(const Oid& suffix) const {
 }
 
 Oid Oid::child(std::uint32_t arc) const {
-   std::vector<std::uint32_t> result = arcs_;
-   result.push_back(arc);
-   return Oid(std::move(result));
+   return *this + Oid(std::vector<std::uint32_t>{arc});
 }
 
 std::strong_ordering Oid::operator<=>(const Oid& other) const {
-   // Lexicographic by sub-identifier, a prefix before everything under it: SNMP's order.
    return std::lexicographical_compare_three_way(arcs_.begin(), arcs_.end(), other.arcs_.begin(),
                                                  other.arcs_.end());
 }
@@ -332,52 +128,41 @@ bool Varbind::isException() const {
 
 std::string Varbind::str() const {
    std::ostringstream os;
-   os << oid << " = ";
-   switch (type) {
-      case AsnType::Integer:
-      case AsnType::Counter32:
-      case AsnType::Gauge32:
-      case AsnType::TimeTicks:
-         os << asnTypeName(type) << ": " << integer;
-         break;
-      case AsnType::Counter64:
-         os << asnTypeName(type) << ": " << counter64;
-         break;
-      case AsnType::OctetString:
-      case AsnType::IpAddress:
-      case AsnType::Opaque:
-         os << asnTypeName(type) << ": " << printable(bytes);
-         break;
-      case AsnType::ObjectId:
-         os << asnTypeName(type) << ": " << objectId;
-         break;
-      default:
-         os << asnTypeName(type);
-         break;
-   }
+   os << *this;
    return os.str();
 }
 
 std::ostream& operator<<(std::ostream& os, const Varbind& vb) {
-   return os << vb.str();
+   os << vb.oid << " = 0x" << std::hex << std::setw(2) << std::setfill('0') << int{vb.type}
+      << std::dec << ": ";
+   switch (vb.type) {
+      case AsnType::OctetString:
+      case AsnType::IpAddress:
+      case AsnType::Opaque:
+         os << "hex";
+         for (const unsigned char c : vb.bytes) {
+            os << ' ' << std::hex << std::setw(2) << std::setfill('0') << int{c} << std::dec;
+         }
+         return os;
+      case AsnType::ObjectId:
+         return os << vb.objectId;
+      case AsnType::Counter64:
+         return os << vb.counter64;
+      default:
+         return os << vb.integer;
+   }
 }
 
 std::ostream& operator<<(std::ostream& os, const Response& response) {
-   os << errStatName(response.errstat) << "(" << response.errstat << ") index " << response.errindex
-      << " [";
-   for (std::size_t i = 0; i < response.varbinds.size(); ++i) {
-      os << (i > 0 ? "; " : "") << response.varbinds[i];
+   os << "errstat " << response.errstat << " index " << response.errindex << " [";
+   for (const Varbind& vb : response.varbinds) {
+      os << vb << "; ";
    }
    return os << "]";
 }
 
 std::ostream& operator<<(std::ostream& os, const GetResult& result) {
-   os << static_cast<const Varbind&>(result);
-   if (!result.ok()) {
-      os << " (" << errStatName(result.errstat) << "(" << result.errstat << ") index "
-         << result.errindex << ")";
-   }
-   return os;
+   return os << static_cast<const Varbind&>(result) << " (errstat " << result.errstat << ")";
 }
 
 SetValue::SetValue(Oid oid, char type, std::int64_t number)
@@ -386,26 +171,8 @@ SetValue::SetValue(Oid oid, char type, std::int64_t number)
 SetValue::SetValue(Oid oid, char type, std::string text)
     : oid(std::move(oid)), type(type), text(std::move(text)) {}
 
-void initClientLibrary() {
-   static std::once_flag once;
-   std::call_once(once, [] {
-      // No MIB files are wanted: every OID here is numeric.
-      setenv("MIBS", "", 1);
-      setenv("MIBDIRS", "", 1);
-      netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
-      netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, 1);
-      netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE, 1);
-      netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_MIB_WARNINGS, 0);
-      init_snmp("bridgesnmp-integration-tests");
-   });
-}
-
-struct SnmpClient::Request {
-   netsnmp_pdu* pdu;  // handed to the library by send()
-   std::string what;  // for error messages
-};
-
-SnmpClient::SnmpClient(const std::string& peer, const std::string& community, ClientTiming timing)
+SnmpClient::SnmpClient(const std::string& peer, const std::string& community, long timeoutMs,
+                       int retries)
     : peer_(peer) {
    initClientLibrary();
    netsnmp_session settings;
@@ -416,37 +183,29 @@ SnmpClient::SnmpClient(const std::string& peer, const std::string& community, Cl
    settings.peername = peerName.data();
    settings.community = reinterpret_cast<u_char*>(communityName.data());
    settings.community_len = communityName.size();
-   settings.timeout = static_cast<long>(
-       std::chrono::duration_cast<std::chrono::microseconds>(timing.timeout).count());
-   settings.retries = timing.retries;
-   // snmp_sess_open copies what it keeps, so the strings above may go.
+   settings.timeout = timeoutMs * 1000;
+   settings.retries = retries;
+   // snmp_sess_open copies what it keeps.
    session_ = snmp_sess_open(&settings);
    if (session_ == nullptr) {
-      throw SnmpError("cannot open an SNMP session to " + peer + ": " +
-                      snmp_api_errstring(snmp_errno));
+      throw std::runtime_error("cannot open an SNMP session to " + peer);
    }
 }
 
 SnmpClient::~SnmpClient() {
-   if (session_ != nullptr) {
-      snmp_sess_close(session_);
-   }
+   snmp_sess_close(session_);
 }
 
-std::optional<Response> SnmpClient::send(Request& request) {
+std::optional<Response> SnmpClient::send(void* request) {
    netsnmp_pdu* reply = nullptr;
-   // The library owns the request PDU from here on, whatever happens.
-   const int status = snmp_sess_synch_response(session_, request.pdu, &reply);
-   request.pdu = nullptr;
+   // The library owns the request PDU from here on.
+   const int status =
+       snmp_sess_synch_response(session_, static_cast<netsnmp_pdu*>(request), &reply);
    if (status != STAT_SUCCESS || reply == nullptr) {
-      if (reply != nullptr) {
-         snmp_free_pdu(reply);
-      }
+      snmp_free_pdu(reply);
       return std::nullopt;
    }
-   Response response;
-   response.errstat = reply->errstat;
-   response.errindex = reply->errindex;
+   Response response{reply->errstat, reply->errindex, {}};
    for (netsnmp_variable_list* var = reply->variables; var != nullptr; var = var->next_variable) {
       response.varbinds.push_back(fromNetSnmp(*var));
    }
@@ -454,18 +213,27 @@ std::optional<Response> SnmpClient::send(Request& request) {
    return response;
 }
 
-Response SnmpClient::request(Request& request) {
-   std::optional<Response> response = send(request);
+Response SnmpClient::request(int command, const std::vector<Oid>& oids, int nonRepeaters,
+                             int maxRepetitions) {
+   netsnmp_pdu* pdu = snmp_pdu_create(command);
+   pdu->non_repeaters = nonRepeaters;
+   pdu->max_repetitions = maxRepetitions;
+   for (const Oid& id : oids) {
+      const std::vector<oid> name = toNetSnmp(id);
+      snmp_add_null_var(pdu, name.data(), name.size());
+   }
+   std::optional<Response> response = send(pdu);
    if (!response) {
-      throw SnmpError("no response from " + peer_ + " to " + request.what);
+      throw std::runtime_error("no response from " + peer_ + " about " + oids.front().str());
    }
    return std::move(*response);
 }
 
-GetResult SnmpClient::single(Response response, const Oid& asked) {
+namespace {
+
+GetResult single(Response response) {
    if (response.varbinds.size() != 1) {
-      throw SnmpError("expected one varbind in the response about " + asked.str() + ", got " +
-                      std::to_string(response.varbinds.size()));
+      throw std::runtime_error("not one varbind in a response to one");
    }
    GetResult result;
    static_cast<Varbind&>(result) = std::move(response.varbinds.front());
@@ -474,43 +242,18 @@ GetResult SnmpClient::single(Response response, const Oid& asked) {
    return result;
 }
 
-namespace {
-
-netsnmp_pdu* requestPdu(int command, const std::vector<Oid>& oids) {
-   netsnmp_pdu* pdu = snmp_pdu_create(command);
-   for (const Oid& id : oids) {
-      const std::vector<oid> name = toNetSnmp(id);
-      snmp_add_null_var(pdu, name.data(), name.size());
-   }
-   return pdu;
-}
-
-std::string describe(const char* command, const std::vector<Oid>& oids) {
-   std::string result = command;
-   for (const Oid& id : oids) {
-      result += " " + id.str();
-   }
-   return result;
-}
-
 }  // namespace
 
 GetResult SnmpClient::get(const Oid& oid) {
-   return single(getMany({oid}), oid);
+   return single(request(SNMP_MSG_GET, {oid}));
 }
 
 GetResult SnmpClient::getNext(const Oid& oid) {
-   return single(getNextMany({oid}), oid);
+   return single(request(SNMP_MSG_GETNEXT, {oid}));
 }
 
 Response SnmpClient::getMany(const std::vector<Oid>& oids) {
-   Request req{requestPdu(SNMP_MSG_GET, oids), describe("GET", oids)};
-   return request(req);
-}
-
-Response SnmpClient::getNextMany(const std::vector<Oid>& oids) {
-   Request req{requestPdu(SNMP_MSG_GETNEXT, oids), describe("GETNEXT", oids)};
-   return request(req);
+   return request(SNMP_MSG_GET, oids);
 }
 
 Response SnmpClient::getBulk(const Oid& oid, int maxRepetitions) {
@@ -518,73 +261,45 @@ Response SnmpClient::getBulk(const Oid& oid, int maxRepetitions) {
 }
 
 Response SnmpClient::getBulk(const std::vector<Oid>& oids, int nonRepeaters, int maxRepetitions) {
-   Request req{requestPdu(SNMP_MSG_GETBULK, oids), describe("GETBULK", oids)};
-   req.pdu->non_repeaters = nonRepeaters;
-   req.pdu->max_repetitions = maxRepetitions;
-   return request(req);
+   return request(SNMP_MSG_GETBULK, oids, nonRepeaters, maxRepetitions);
 }
 
-std::optional<Response> SnmpClient::tryGet(const std::vector<Oid>& oids) {
-   Request req{requestPdu(SNMP_MSG_GET, oids), describe("GET", oids)};
-   return send(req);
+std::optional<Response> SnmpClient::tryGet(const Oid& id) {
+   netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_GET);
+   const std::vector<oid> name = toNetSnmp(id);
+   snmp_add_null_var(pdu, name.data(), name.size());
+   return send(pdu);
 }
-
-namespace {
-
-// Checks one step of a walk; false when the walk has left the subtree or ended.
-bool walkStep(const Oid& subtree, const Oid& previous, const Varbind& vb,
-              std::vector<Varbind>& result) {
-   if (vb.isException() || !vb.oid.startsWith(subtree)) {
-      return false;
-   }
-   if (vb.oid <= previous) {
-      throw WalkError("OID not increasing in walk of " + subtree.str() + ": " + vb.oid.str() +
-                      " after " + previous.str());
-   }
-   if (result.size() >= walkLimit) {
-      throw WalkError("walk of " + subtree.str() + " passed " + std::to_string(walkLimit) +
-                      " objects");
-   }
-   result.push_back(vb);
-   return true;
-}
-
-void checkWalkResponse(const Oid& subtree, const Oid& asked, const Response& response) {
-   if (!response.ok()) {
-      std::ostringstream os;
-      os << "error in walk of " << subtree << " at " << asked << ": " << response;
-      throw WalkError(os.str());
-   }
-   if (response.varbinds.empty()) {
-      throw WalkError("empty response in walk of " + subtree.str() + " at " + asked.str());
-   }
-}
-
-}  // namespace
 
 std::vector<Varbind> SnmpClient::walk(const Oid& subtree) {
-   std::vector<Varbind> result;
-   Oid current = subtree;
-   for (;;) {
-      const Response response = getNextMany({current});
-      checkWalkResponse(subtree, current, response);
-      if (!walkStep(subtree, current, response.varbinds.front(), result)) {
-         return result;
-      }
-      current = result.back().oid;
-   }
+   return walkWith(subtree, 0);
 }
 
 std::vector<Varbind> SnmpClient::bulkWalk(const Oid& subtree, int maxRepetitions) {
+   return walkWith(subtree, maxRepetitions);
+}
+
+// GETNEXT when maxRepetitions is 0, else GETBULK.
+std::vector<Varbind> SnmpClient::walkWith(const Oid& subtree, int maxRepetitions) {
    std::vector<Varbind> result;
    Oid current = subtree;
    for (;;) {
-      const Response response = getBulk(current, maxRepetitions);
-      checkWalkResponse(subtree, current, response);
+      const Response response = maxRepetitions == 0 ? request(SNMP_MSG_GETNEXT, {current})
+                                                    : getBulk(current, maxRepetitions);
+      if (!response.ok() || response.varbinds.empty()) {
+         std::ostringstream os;
+         os << "walk of " << subtree << " at " << current << ": " << response;
+         throw std::runtime_error(os.str());
+      }
       for (const Varbind& vb : response.varbinds) {
-         if (!walkStep(subtree, current, vb, result)) {
+         if (vb.isException() || !vb.oid.startsWith(subtree)) {
             return result;
          }
+         if (vb.oid <= current) {
+            throw std::runtime_error("walk of " + subtree.str() + " went back from " +
+                                     current.str() + " to " + vb.oid.str());
+         }
+         result.push_back(vb);
          current = vb.oid;
       }
    }
@@ -592,18 +307,25 @@ std::vector<Varbind> SnmpClient::bulkWalk(const Oid& subtree, int maxRepetitions
 
 Response SnmpClient::set(const std::vector<SetValue>& values) {
    netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_SET);
-   std::string what = "SET";
-   try {
-      for (const SetValue& value : values) {
-         addSetVarbind(pdu, value);
-         what += " " + value.oid.str();
+   for (const SetValue& value : values) {
+      const std::vector<oid> name = toNetSnmp(value.oid);
+      const std::string text = value.number ? std::to_string(*value.number) : value.text;
+      // snmp_add_var parses the text the way snmpset does, except that it stops at a NUL.
+      const int status =
+          value.type == 's' ? (snmp_pdu_add_variable(pdu, name.data(), name.size(), ASN_OCTET_STR,
+                                                     text.data(), text.size()),
+                               0)
+                            : snmp_add_var(pdu, name.data(), name.size(), value.type, text.c_str());
+      if (status != 0) {
+         snmp_free_pdu(pdu);
+         throw std::invalid_argument("bad SET value for " + value.oid.str() + ": " + text);
       }
-   } catch (...) {
-      snmp_free_pdu(pdu);
-      throw;
    }
-   Request req{pdu, what};
-   return request(req);
+   std::optional<Response> response = send(pdu);
+   if (!response) {
+      throw std::runtime_error("no response from " + peer_ + " to a SET");
+   }
+   return std::move(*response);
 }
 
 }  // namespace Harness

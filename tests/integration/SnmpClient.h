@@ -1,16 +1,12 @@
 #pragma once
 
-// An SNMPv2c client for integration tests, on net-snmp's client library. This header keeps
-// net-snmp's own headers (and their macros) out of the tests; the type and error-status
-// numbers below are the protocol's, checked against net-snmp's in SnmpClient.cpp.
+// An SNMPv2c client for the integration tests, over net-snmp's client library. The type and
+// error-status numbers are the protocol's; SnmpClient.cpp checks them against net-snmp's.
 
-#include <chrono>
 #include <compare>
 #include <cstdint>
-#include <initializer_list>
 #include <optional>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -56,26 +52,20 @@ constexpr long NotWritable = 17;
 constexpr long InconsistentName = 18;
 }  // namespace ErrStat
 
-const char* asnTypeName(std::uint8_t type);
-const char* errStatName(long errstat);
-
-// A numeric OBJECT IDENTIFIER. Converts from dotted text ("1.3.6.1.2.1.17.1.3.0", a leading
-// dot allowed) so tests can pass string literals; orders the way SNMP does.
+// A numeric OBJECT IDENTIFIER, from dotted text ("1.3.6.1.2.1.17.1.3.0", a leading dot
+// allowed) so that tests can pass literals; ordered the way SNMP orders OIDs.
 class Oid {
  public:
    Oid() = default;
-   Oid(const char* text);  // implicit, so that tests can pass literals
+   Oid(const char* text);  // implicit on purpose
    Oid(const std::string& text);
    explicit Oid(std::vector<std::uint32_t> arcs) : arcs_(std::move(arcs)) {}
 
    const std::vector<std::uint32_t>& arcs() const { return arcs_; }
    std::size_t size() const { return arcs_.size(); }
-   bool empty() const { return arcs_.empty(); }
    std::string str() const;
-
-   // True if this OID is `prefix` or lies in the subtree under it.
+   // True if this OID is `prefix` or lies under it.
    bool startsWith(const Oid& prefix) const;
-   // This OID with `suffix` appended, e.g. column + index.
    Oid operator+(const Oid& suffix) const;
    Oid child(std::uint32_t arc) const;
 
@@ -92,28 +82,23 @@ std::ostream& operator<<(std::ostream& os, const Oid& oid);
 struct Varbind {
    Oid oid;
    std::uint8_t type = AsnType::Null;
-   // INTEGER (signed), Counter32, Gauge32/Unsigned32, TimeTicks.
-   std::int64_t integer = 0;
-   std::uint64_t counter64 = 0;
-   // OCTET STRING, IpAddress (4 bytes), Opaque.
-   std::string bytes;
-   // OBJECT IDENTIFIER.
-   Oid objectId;
+   std::int64_t integer = 0;     // INTEGER, Counter32, Gauge32, TimeTicks
+   std::uint64_t counter64 = 0;  // Counter64
+   std::string bytes;            // OCTET STRING, IpAddress, Opaque
+   Oid objectId;                 // OBJECT IDENTIFIER
 
    // noSuchObject, noSuchInstance or endOfMibView.
    bool isException() const;
-   // "1.3.6.1.2.1.17.1.3.0 = INTEGER: 2"
+   // "1.3.6.1.2.1.17.1.3.0 = 0x02: 2": the OID, the type tag, the value.
    std::string str() const;
-
    bool operator==(const Varbind&) const = default;
 };
 
 std::ostream& operator<<(std::ostream& os, const Varbind& vb);
 
-// A response PDU.
 struct Response {
    long errstat = ErrStat::NoError;
-   long errindex = 0;  // 1-based; 0 when errstat is noError
+   long errindex = 0;  // 1-based; 0 with noError
    std::vector<Varbind> varbinds;
 
    bool ok() const { return errstat == ErrStat::NoError; }
@@ -121,7 +106,7 @@ struct Response {
 
 std::ostream& operator<<(std::ostream& os, const Response& response);
 
-// The answer to a single-varbind request: the varbind plus the PDU's error status.
+// The answer to a one-varbind request: the varbind and the PDU's error status.
 struct GetResult : Varbind {
    long errstat = ErrStat::NoError;
    long errindex = 0;
@@ -131,11 +116,9 @@ struct GetResult : Varbind {
 
 std::ostream& operator<<(std::ostream& os, const GetResult& result);
 
-// One varbind of a SET request. The type letter is snmpset's:
-//   'i' INTEGER, 'u' Unsigned32/Gauge32, 'c' Counter32, 't' TimeTicks,
-//   'a' IpAddress (dotted quad), 'o' OBJECT IDENTIFIER (dotted), 's' OCTET STRING (the bytes
-//   as given, NULs included), 'x' OCTET STRING (hex digits, spaces ignored), 'n' NULL.
-// The value is either a number ({oid, 'i', 3}) or text ({oid, 'i', "3"}, {oid, 's', "abc"}).
+// One varbind of a SET, typed by snmpset's letters: 'i' INTEGER, 'u' Unsigned32, 'c' Counter32,
+// 't' TimeTicks, 'a' IpAddress, 'o' OBJECT IDENTIFIER, 's' OCTET STRING (the bytes as given,
+// NULs included), 'x' OCTET STRING in hex digits, 'n' NULL. The value is a number or text.
 struct SetValue {
    SetValue(Oid oid, char type, std::int64_t number);
    SetValue(Oid oid, char type, std::string text);
@@ -148,30 +131,13 @@ struct SetValue {
    std::string text;
 };
 
-// A request got no response: timed out or could not be sent.
-class SnmpError : public std::runtime_error {
- public:
-   using std::runtime_error::runtime_error;
-};
-
-// A walk met something a correct agent never returns (an OID that does not increase, an
-// error status) or ran past its bound.
-class WalkError : public std::runtime_error {
- public:
-   using std::runtime_error::runtime_error;
-};
-
-struct ClientTiming {
-   std::chrono::milliseconds timeout = std::chrono::milliseconds(2000);
-   int retries = 2;
-};
-
-// SNMPv2c requests to one agent with one community, over a net-snmp single session.
-// Requests throw SnmpError when no response arrives.
+// SNMPv2c requests to one agent with one community. A request that gets no response throws
+// std::runtime_error.
 class SnmpClient {
  public:
-   // `peer` is a net-snmp transport address, e.g. "udp:127.0.0.1:16161".
-   SnmpClient(const std::string& peer, const std::string& community, ClientTiming timing = {});
+   // `peer` as net-snmp takes it, e.g. "udp:127.0.0.1:16161".
+   SnmpClient(const std::string& peer, const std::string& community, long timeoutMs = 2000,
+              int retries = 2);
    ~SnmpClient();
    SnmpClient(const SnmpClient&) = delete;
    SnmpClient& operator=(const SnmpClient&) = delete;
@@ -179,32 +145,26 @@ class SnmpClient {
    GetResult get(const Oid& oid);
    GetResult getNext(const Oid& oid);
    Response getMany(const std::vector<Oid>& oids);
-   Response getNextMany(const std::vector<Oid>& oids);
    Response getBulk(const Oid& oid, int maxRepetitions);
    Response getBulk(const std::vector<Oid>& oids, int nonRepeaters, int maxRepetitions);
-   // Every object under `subtree` in order, by GETNEXT (bulkWalk: GETBULK). Stops at the end of
-   // the subtree or at an exception value; throws WalkError if the agent returns an error
-   // status or an OID not greater than the one asked about.
+   // Every object under `subtree` in order, by GETNEXT (bulkWalk: GETBULK), up to the end of
+   // the subtree or an exception value. Throws std::runtime_error on an error status or on an
+   // OID not greater than the one before it.
    std::vector<Varbind> walk(const Oid& subtree);
    std::vector<Varbind> bulkWalk(const Oid& subtree, int maxRepetitions = 10);
    // All varbinds in one SET PDU.
    Response set(const std::vector<SetValue>& values);
-
-   // Like getMany(), but returns nothing instead of throwing when no response arrives.
-   std::optional<Response> tryGet(const std::vector<Oid>& oids);
+   // A GET that answers nothing instead of throwing when no response comes.
+   std::optional<Response> tryGet(const Oid& oid);
 
  private:
-   struct Request;
-   std::optional<Response> send(Request& request);
-   Response request(Request& request);
-   GetResult single(Response response, const Oid& asked);
+   std::optional<Response> send(void* pdu);
+   Response request(int command, const std::vector<Oid>& oids, int nonRepeaters = 0,
+                    int maxRepetitions = 0);
+   std::vector<Varbind> walkWith(const Oid& subtree, int maxRepetitions);
 
    std::string peer_;
    void* session_ = nullptr;
 };
-
-// Calls init_snmp() for the client library once per process, with MIB loading and
-// configuration and persistent files turned off.
-void initClientLibrary();
 
 }  // namespace Harness

@@ -1,95 +1,112 @@
 #include "SnmpdAgent.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
-#include <sstream>
-#include <system_error>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
 
 namespace Harness {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-const Oid sysUpTime = "1.3.6.1.2.1.1.3.0";
+// Starts argv with `environment` added and stdout and stderr going to `out` and `err`. The
+// child gets SIGTERM should the test process die first, so no snmpd outlives a crashed test.
+pid_t spawn(const std::vector<std::string>& argv,
+            const std::map<std::string, std::string>& environment, int out, int err) {
+   std::vector<char*> args;
+   for (const std::string& arg : argv) {
+      args.push_back(const_cast<char*>(arg.c_str()));
+   }
+   args.push_back(nullptr);
+   const pid_t pid = fork();
+   if (pid == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGTERM);
+      for (const auto& [name, value] : environment) {
+         setenv(name.c_str(), value.c_str(), 1);
+      }
+      const int devNull = open("/dev/null", O_RDONLY);
+      dup2(devNull, 0);
+      dup2(out, 1);
+      dup2(err, 2);
+      execvp(args[0], args.data());
+      _exit(127);
+   }
+   if (pid < 0) {
+      throw std::runtime_error("fork failed");
+   }
+   return pid;
+}
 
-// Attempts at starting snmpd when the port picked turns out to be taken meanwhile.
-constexpr int startAttempts = 3;
-// Per probe while waiting for snmpd to answer.
-constexpr ClientTiming probeTiming{std::chrono::milliseconds(100), 0};
-// Between probes that failed at once (nothing listening yet).
-constexpr auto probeInterval = std::chrono::milliseconds(20);
-// Most of each file a failure report shows, from the end.
-constexpr std::size_t reportTail = 64 * 1024;
+std::string readAll(std::FILE* file) {
+   std::rewind(file);
+   std::string text;
+   char buffer[4096];
+   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) {
+      text.append(buffer, n);
+   }
+   return text;
+}
 
 // A UDP port on 127.0.0.1 that nothing was bound to a moment ago.
 int freeUdpPort() {
    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-   if (fd < 0) {
-      throw std::system_error(errno, std::generic_category(), "socket");
-   }
    sockaddr_in addr{};
    addr.sin_family = AF_INET;
    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-   addr.sin_port = 0;
    socklen_t len = sizeof addr;
-   if (bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
-       getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
-      const int err = errno;
-      close(fd);
-      throw std::system_error(err, std::generic_category(), "finding a free UDP port");
-   }
+   bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+   getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
    close(fd);
    return ntohs(addr.sin_port);
 }
 
-std::filesystem::path makeTempDirectory() {
-   std::string pattern = (std::filesystem::temp_directory_path() / "bridgesnmp-snmpd-XXXXXX");
-   if (mkdtemp(pattern.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), "mkdtemp " + pattern);
-   }
-   return pattern;
-}
-
-std::string readFile(const std::filesystem::path& path) {
-   std::ifstream in(path, std::ios::binary);
-   if (!in) {
-      return {};
-   }
-   std::ostringstream text;
-   text << in.rdbuf();
-   return text.str();
-}
-
-std::string tail(const std::string& text) {
-   if (text.size() <= reportTail) {
-      return text;
-   }
-   return "[... " + std::to_string(text.size() - reportTail) + " bytes before this]\n" +
-          text.substr(text.size() - reportTail);
-}
-
 }  // namespace
 
-std::string defaultPluginPath() {
-   return BRIDGESNMP_PLUGIN_PATH;
+bool ExitStatus::exited() const {
+   return WIFEXITED(raw);
 }
 
-std::string defaultSnmpdPath() {
-   return BRIDGESNMP_SNMPD_PATH;
+int ExitStatus::exitCode() const {
+   return WEXITSTATUS(raw);
 }
 
-SnmpdAgent::SnmpdAgent(SnmpdOptions options)
-    : options_(std::move(options)), dir_(makeTempDirectory()), port_(freeUdpPort()) {
-   std::filesystem::create_directory(dir_ / "persist");
-   std::filesystem::create_directory(dir_ / "mibs");
-   std::filesystem::create_directory(dir_ / "client");
+std::string ExitStatus::describe() const {
+   return exited() ? "exited with " + std::to_string(exitCode())
+                   : "killed by signal " + std::to_string(WTERMSIG(raw));
+}
+
+CommandResult runCommand(const std::vector<std::string>& argv,
+                         const std::map<std::string, std::string>& environment) {
+   std::FILE* out = std::tmpfile();
+   std::FILE* err = std::tmpfile();
+   const pid_t pid = spawn(argv, environment, fileno(out), fileno(err));
+   CommandResult result;
+   waitpid(pid, &result.status.raw, 0);
+   result.out = readAll(out);
+   result.err = readAll(err);
+   std::fclose(out);
+   std::fclose(err);
+   return result;
+}
+
+SnmpdAgent::SnmpdAgent(SnmpdOptions options) : options_(std::move(options)) {
+   std::string pattern = std::filesystem::temp_directory_path() / "bridgesnmp-snmpd-XXXXXX";
+   if (mkdtemp(pattern.data()) == nullptr) {
+      throw std::runtime_error("cannot make a directory for snmpd");
+   }
+   dir_ = pattern;
 }
 
 SnmpdAgent::~SnmpdAgent() {
@@ -102,168 +119,128 @@ SnmpdAgent::~SnmpdAgent() {
    }
 }
 
-std::string SnmpdAgent::address() const {
-   return "udp:127.0.0.1:" + std::to_string(port_);
-}
-
-void SnmpdAgent::writeConfig() const {
-   std::ofstream conf(configPath(), std::ios::trunc);
-   conf << "# Generated by the integration test harness.\n"
-        << "rocommunity " << options_.readCommunity << " 127.0.0.1\n"
-        << "rwcommunity " << options_.writeCommunity << " 127.0.0.1\n"
-        << "dontLogTCPWrappersConnects yes\n";
-   if (!options_.pluginPath.empty()) {
-      conf << "dlmod bridgesnmp " << options_.pluginPath << "\n";
+bool SnmpdAgent::launch() {
+   port_ = freeUdpPort();
+   std::ofstream conf(dir_ / "snmpd.conf");
+   conf << "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n";
+   if (options_.plugin) {
+      conf << "dlmod bridgesnmp " << BRIDGESNMP_PLUGIN_PATH << "\n";
    }
    for (const std::string& line : options_.extraConfig) {
       conf << line << "\n";
    }
-   if (!conf.flush()) {
-      throw StartError("cannot write " + configPath().string());
-   }
-}
-
-Environment SnmpdAgent::snmpdEnvironment() const {
-   Environment env = Environment::inherited();
-   env.set("SNMPCONFPATH", dir_.string());
-   env.set("SNMP_PERSISTENT_DIR", (dir_ / "persist").string());
-   // No MIB files: loading them only costs start-up time.
-   env.set("MIBS", "");
-   env.set("MIBDIRS", (dir_ / "mibs").string());
-   for (const auto& [name, value] : options_.extraEnvironment) {
-      env.set(name, value);
-   }
-   return env;
-}
-
-bool SnmpdAgent::launch(std::string& failure) {
-   const std::vector<std::string> argv = {options_.snmpdPath,
-                                          "-f",
-                                          "-C",
-                                          "-c",
-                                          configPath().string(),
-                                          "-Lf",
-                                          logPath().string(),
-                                          "-p",
-                                          pidPath().string(),
-                                          "udp:127.0.0.1:" + std::to_string(port_)};
-   process_ = ChildProcess(argv, snmpdEnvironment(), outputPath());
-   SnmpClient probe(address(), options_.readCommunity, probeTiming);
+   conf.close();
+   std::map<std::string, std::string> environment = options_.extraEnvironment;
+   environment["SNMPCONFPATH"] = dir_.string();
+   environment["SNMP_PERSISTENT_DIR"] = dir_.string();
+   environment["MIBS"] = "";  // loading MIB files only costs start-up time
+   const int output = open((dir_ / "snmpd.out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+   pid_ = spawn({BRIDGESNMP_SNMPD_PATH, "-f", "-C", "-c", (dir_ / "snmpd.conf").string(), "-Lf",
+                 (dir_ / "snmpd.log").string(), address()},
+                environment, output, output);
+   close(output);
+   SnmpClient probe(address(), "public", 100, 0);
    const auto deadline = Clock::now() + options_.startTimeout;
-   for (;;) {
-      if (!process_.running()) {
-         failure = options_.snmpdPath + " " + process_.exitStatus()->describe() +
-                   " before answering on " + address();
+   while (Clock::now() < deadline) {
+      if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
+         pid_ = -1;
          return false;
       }
-      if (probe.tryGet({sysUpTime})) {
+      if (probe.tryGet("1.3.6.1.2.1.1.3.0")) {
          return true;
       }
-      if (Clock::now() >= deadline) {
-         process_.stop();
-         failure = options_.snmpdPath + " did not answer on " + address() + " within " +
-                   std::to_string(options_.startTimeout.count()) + " ms";
-         return false;
-      }
-      process_.waitFor(probeInterval);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
    }
+   stop();
+   return false;
 }
 
 void SnmpdAgent::start() {
-   if (running()) {
-      throw std::logic_error("snmpd in " + dir_.string() + " is already running");
-   }
    reader_.reset();
    writer_.reset();
-   std::string failure;
-   for (int attempt = 1; attempt <= startAttempts; ++attempt) {
-      writeConfig();
-      if (launch(failure)) {
+   // Another process may take the port between our look and snmpd's bind: try again.
+   for (int attempt = 0; attempt < 3; ++attempt) {
+      if (launch()) {
          return;
       }
-      const bool portTaken = log().find("Error opening specified endpoint") != std::string::npos;
-      if (!portTaken || attempt == startAttempts) {
+      if (log().find("Error opening specified endpoint") == std::string::npos) {
          break;
       }
-      // Someone took the port between our check and snmpd's bind: try another.
-      port_ = freeUdpPort();
-      std::ofstream(logPath(), std::ios::trunc);
    }
-   throw StartError(failure + "\n" + report());
+   keepDirectory();
+   throw std::runtime_error("snmpd did not start; its directory " + dir_.string() +
+                            " is kept. Log:\n" + log());
 }
 
 std::optional<ExitStatus> SnmpdAgent::stop() {
-   if (process_.pid() <= 0) {
+   if (pid_ <= 0) {
       return std::nullopt;
    }
-   return process_.stop();
+   const ExitStatus status = stopProcess(pid_);
+   pid_ = -1;
+   return status;
 }
 
-bool SnmpdAgent::running() {
-   return process_.running();
+pid_t startProcess(const std::vector<std::string>& argv,
+                   const std::map<std::string, std::string>& environment,
+                   const std::filesystem::path& output) {
+   const int out = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+   const pid_t pid = spawn(argv, environment, out, out);
+   close(out);
+   return pid;
 }
 
-std::string SnmpdAgent::log() const {
-   return readFile(logPath());
-}
-
-std::string SnmpdAgent::report() const {
-   std::ostringstream os;
-   os << "---- snmpd log " << logPath().string() << " ----\n"
-      << tail(log()) << "---- snmpd stdout/stderr " << outputPath().string() << " ----\n"
-      << tail(readFile(outputPath())) << "---- " << configPath().string() << " ----\n"
-      << readFile(configPath()) << "---- end of snmpd report ----\n";
-   return os.str();
-}
-
-std::filesystem::path SnmpdAgent::writeFile(const std::string& name, const std::string& contents,
-                                            bool executable) const {
-   const std::filesystem::path path = dir_ / name;
-   {
-      std::ofstream out(path, std::ios::binary | std::ios::trunc);
-      out << contents;
-      if (!out.flush()) {
-         throw std::runtime_error("cannot write " + path.string());
+ExitStatus stopProcess(pid_t pid) {
+   ExitStatus status;
+   kill(pid, SIGTERM);
+   const auto deadline = Clock::now() + std::chrono::seconds(5);
+   while (waitpid(pid, &status.raw, WNOHANG) == 0) {
+      if (Clock::now() > deadline) {
+         kill(pid, SIGKILL);
+         waitpid(pid, &status.raw, 0);
+         break;
       }
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
    }
-   if (executable) {
-      std::filesystem::permissions(path,
-                                   std::filesystem::perms::owner_exec |
-                                       std::filesystem::perms::group_exec |
-                                       std::filesystem::perms::others_exec,
-                                   std::filesystem::perm_options::add);
+   return status;
+}
+
+bool processRunning(pid_t pid) {
+   return waitpid(pid, nullptr, WNOHANG) == 0;
+}
+
+std::filesystem::path SnmpdAgent::writeFile(const std::string& name,
+                                            const std::string& contents) const {
+   std::ofstream(dir_ / name) << contents;
+   return dir_ / name;
+}
+
+// The log, then what snmpd printed.
+std::string SnmpdAgent::log() const {
+   std::string text;
+   for (const char* name : {"snmpd.log", "snmpd.out"}) {
+      std::ifstream in(dir_ / name);
+      text.append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
    }
-   return path;
+   return text;
 }
 
 SnmpClient& SnmpdAgent::reader() {
    if (!reader_) {
-      reader_ = std::make_unique<SnmpClient>(address(), options_.readCommunity);
+      reader_ = client("public");
    }
    return *reader_;
 }
 
 SnmpClient& SnmpdAgent::writer() {
    if (!writer_) {
-      writer_ = std::make_unique<SnmpClient>(address(), options_.writeCommunity);
+      writer_ = client("private");
    }
    return *writer_;
 }
 
-std::unique_ptr<SnmpClient> SnmpdAgent::client(const std::string& community, ClientTiming timing) {
-   return std::make_unique<SnmpClient>(address(), community, timing);
-}
-
-CommandResult SnmpdAgent::runTool(const std::string& tool,
-                                  const std::vector<std::string>& args) const {
-   Environment env = Environment::inherited();
-   env.set("SNMPCONFPATH", (dir_ / "client").string());
-   env.set("SNMP_PERSISTENT_DIR", (dir_ / "client").string());
-   env.set("MIBS", "");
-   env.set("MIBDIRS", (dir_ / "mibs").string());
-   std::vector<std::string> argv = {tool};
-   argv.insert(argv.end(), args.begin(), args.end());
-   return runCommand(argv, env);
+std::unique_ptr<SnmpClient> SnmpdAgent::client(const std::string& community) {
+   return std::make_unique<SnmpClient>(address(), community);
 }
 
 }  // namespace Harness

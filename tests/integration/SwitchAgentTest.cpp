@@ -1,42 +1,136 @@
 #include "SwitchAgentTest.h"
 
 #include <chrono>
+#include <iostream>
+#include <sstream>
 
 namespace Harness {
 
-SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology) {
-   SnmpdAgent& agent = addAgent();
-   socketPath_ = (agent.directory() / "control.sock").string();
-   agent.options().extraConfig = {"bridgesnmpControlSocket " + socketPath_};
-   if (!topology.empty()) {
-      const auto path = agent.writeFile("topology.yaml", topology);
-      agent.options().extraConfig.push_back("bridgesnmpTopology " + path.string());
+Topology& Topology::ports(const std::string& names, int portId, int ifIndex,
+                          const std::string& extra) {
+   const char* key = names.find('-') == std::string::npos ? "name: " : "range: ";
+   return entry("ports", key + names + ", port_id: " + std::to_string(portId) +
+                             ", if_index: " + std::to_string(ifIndex < 0 ? portId : ifIndex) +
+                             (extra.empty() ? "" : ", " + extra));
+}
+
+Topology& Topology::vlan(int id, const std::string& name, const std::string& extra) {
+   return entry("vlans", "id: " + std::to_string(id) + ", name: \"" + name + "\"" +
+                             (extra.empty() ? "" : ", " + extra));
+}
+
+// "range: Ethernet1-4" or "interface: Ethernet5".
+static std::string portsKey(const std::string& ports) {
+   return (ports.find('-') == std::string::npos ? "interface: " : "range: ") + ports;
+}
+
+Topology& Topology::access(const std::string& ports, int vlan) {
+   return entry("switchports",
+                portsKey(ports) + ", mode: access, access_vlan: " + std::to_string(vlan));
+}
+
+Topology& Topology::trunk(const std::string& ports, const std::string& allowed,
+                          const std::string& native) {
+   return entry("switchports", portsKey(ports) + ", mode: trunk, native_vlan: " + native +
+                                   ", allowed_vlans: \"" + allowed + "\"");
+}
+
+Topology& Topology::staticHost(int vlan, const std::string& mac, const std::string& port) {
+   return entry("static_macs",
+                "vlan: " + std::to_string(vlan) + ", mac: " + mac + ", interface: " + port);
+}
+
+Topology& Topology::host(int vlan, const std::string& mac, const std::string& port,
+                         const std::string& type) {
+   return entry("learned_macs", "vlan: " + std::to_string(vlan) + ", mac: " + mac +
+                                    ", interface: " + port +
+                                    (type.empty() ? "" : ", type: " + type));
+}
+
+Topology& Topology::hosts(int vlan, const std::string& base, int count, const std::string& ports) {
+   return entry("learned_macs", "vlan: " + std::to_string(vlan) + ", base: " + base +
+                                    ", count: " + std::to_string(count) + ", range: " + ports);
+}
+
+Topology& Topology::entry(const std::string& section, const std::string& keys) {
+   sections_[section].push_back(keys);
+   return *this;
+}
+
+Topology::operator std::string() const {
+   std::string yaml;
+   for (const char* section :
+        {"bridge", "ports", "vlans", "switchports", "static_macs", "learned_macs"}) {
+      const auto found = sections_.find(section);
+      if (found == sections_.end()) {
+         continue;
+      }
+      yaml += section + std::string(found->first == "bridge" ? ": " : ":\n");
+      for (const std::string& keys : found->second) {
+         yaml += (found->first == "bridge" ? "{" : "  - {") + keys + "}\n";
+      }
    }
-   agent.start();
-   agent_ = &agent;
-   return agent;
+   return yaml;
+}
+
+SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology, SnmpdOptions options) {
+   agent_.reset();
+   agent_ = std::make_unique<SnmpdAgent>(std::move(options));
+   socketPath_ = (agent_->directory() / "control.sock").string();
+   auto& config = agent_->options().extraConfig;
+   config.push_back("bridgesnmpControlSocket " + socketPath_);
+   if (!topology.empty()) {
+      config.push_back("bridgesnmpTopology " +
+                       agent_->writeFile("topology.yaml", topology).string());
+   }
+   agent_->start();
+   return *agent_;
 }
 
 CommandResult SwitchAgentTest::bridgectl(const std::vector<std::string>& args) const {
    std::vector<std::string> argv = {BRIDGESNMP_BRIDGECTL_PATH, "--socket", socketPath_};
    argv.insert(argv.end(), args.begin(), args.end());
-   return runCommand(argv, Environment::inherited(), std::chrono::seconds(20));
+   return runCommand(argv);
 }
 
 std::string SwitchAgentTest::ok(const std::vector<std::string>& args) const {
    const CommandResult result = bridgectl(args);
-   EXPECT_TRUE(result.succeeded()) << describe(args) << ": " << result.status.describe() << "\n"
-                                   << result.err;
-   EXPECT_EQ(result.err, "") << describe(args);
+   std::string line = "bridgectl";
+   for (const auto& a : args) {
+      line += " " + a;
+   }
+   EXPECT_TRUE(result.succeeded()) << line << ": " << result.status.describe();
+   EXPECT_EQ(result.err, "") << line;
    return result.out;
 }
 
-std::string SwitchAgentTest::describe(const std::vector<std::string>& args) {
-   std::string text = "bridgectl";
-   for (const auto& a : args) {
-      text += " " + a;
+void SwitchAgentTest::TearDown() {
+   if (HasFailure() && agent_) {
+      agent_->stop();
+      agent_->keepDirectory();
+      std::cout << "---- snmpd log, kept in " << agent_->directory().string() << " ----\n"
+                << agent_->log() << "---- end of snmpd log ----" << std::endl;
    }
-   return text;
+   agent_.reset();
+}
+
+bool eventually(const std::function<bool()>& check) {
+   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+   while (!check()) {
+      if (std::chrono::steady_clock::now() > deadline) {
+         return false;
+      }
+   }
+   return true;
+}
+
+Oid macIndex(const std::string& mac) {
+   std::vector<std::uint32_t> arcs;
+   std::istringstream in(mac);
+   for (std::string octet; std::getline(in, octet, ':');) {
+      arcs.push_back(static_cast<std::uint32_t>(std::stoul(octet, nullptr, 16)));
+   }
+   return Oid(arcs);
 }
 
 }  // namespace Harness

@@ -1,30 +1,73 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "SnmpdTest.h"
+#include "SnmpdAgent.h"
 
 namespace Harness {
 
-// A test with an snmpd running the plug-in on a simulated switch that `bridgectl` drives:
-// the control socket is in the agent's directory; the lab switch, or a topology given as
-// YAML text.
-class SwitchAgentTest : public SnmpdTest {
+// A topology file for the simulated switch in a few lines, e.g.
+//   Topology().ports("Ethernet1-4", 1).vlan(10, "ten").access("Ethernet4", 10)
+//             .host(10, "02:00:00:00:00:01", "Ethernet4")
+// Every entry is a flow mapping of the file's own keys; `extra` adds keys to it.
+class Topology {
+ public:
+   Topology& bridge(const std::string& keys) { return entry("bridge", keys); }
+   // Ports of a range ("Ethernet1-4") or one port, numbered from `portId` and `ifIndex`
+   // (`portId` when not given).
+   Topology& ports(const std::string& names, int portId, int ifIndex = -1,
+                   const std::string& extra = "");
+   Topology& vlan(int id, const std::string& name, const std::string& extra = "");
+   Topology& access(const std::string& ports, int vlan);
+   Topology& trunk(const std::string& ports, const std::string& allowed,
+                   const std::string& native = "none");
+   Topology& staticHost(int vlan, const std::string& mac, const std::string& port);
+   Topology& host(int vlan, const std::string& mac, const std::string& port,
+                  const std::string& type = "");
+   // A run of `count` addresses from `base`, dealt over `ports`.
+   Topology& hosts(int vlan, const std::string& base, int count, const std::string& ports);
+   // Any entry of any section.
+   Topology& entry(const std::string& section, const std::string& keys);
+
+   operator std::string() const;
+
+ private:
+   std::map<std::string, std::vector<std::string>> sections_;
+};
+
+// A test with an snmpd running the plug-in over a simulated switch that bridgectl drives
+// through a control socket in the agent's directory. A failed test prints snmpd's log and
+// keeps its directory.
+class SwitchAgentTest : public ::testing::Test {
  protected:
-   SnmpdAgent& startAgent(const std::string& topology = "");
+   // The lab switch, or `topology` (YAML text) when given. A second call replaces the agent.
+   SnmpdAgent& startAgent(const std::string& topology = "", SnmpdOptions options = {});
    SnmpdAgent& snmpd() { return *agent_; }
    const std::string& socketPath() const { return socketPath_; }
 
    // Runs bridgectl with --socket and the words given.
    CommandResult bridgectl(const std::vector<std::string>& args) const;
-   // bridgectl that must succeed, printing nothing on stderr; returns what it printed.
+   // bridgectl that must succeed and print nothing on stderr; what it printed.
    std::string ok(const std::vector<std::string>& args) const;
-   static std::string describe(const std::vector<std::string>& args);
+
+   void TearDown() override;
 
  private:
+   std::unique_ptr<SnmpdAgent> agent_;
    std::string socketPath_;
-   SnmpdAgent* agent_ = nullptr;
 };
+
+// Repeats a check that queries snmpd (each try a round trip, during which the agent catches
+// up with the switch) until it holds or ten seconds have gone; whether it came to hold.
+bool eventually(const std::function<bool()>& check);
+
+// The index arcs of a MAC address, "00:1c:73:aa:bb:cc".
+Oid macIndex(const std::string& mac);
 
 }  // namespace Harness

@@ -118,16 +118,6 @@ TEST_F(SnmpdLoopDriverTest, LaterWakeUpComesThroughAOneShotAlarm) {
    EXPECT_FALSE(alarmPending());
 }
 
-TEST_F(SnmpdLoopDriverTest, MovingTheWakeUpReplacesTheAlarm) {
-   Plugin::SnmpdLoopDriver driver(manager);
-   Slice slice(&log);
-   slice.notifierIs(manager.clock());
-   slice.timeMinIs(Kel::now() + 3600.0);
-   EXPECT_TRUE(alarmPending());
-   slice.timeMinIs(Kel::timeNever);
-   EXPECT_FALSE(alarmPending());
-}
-
 TEST_F(SnmpdLoopDriverTest, RemovingTheDriverUnregistersItsAlarmAndFds) {
    TestSupport::PipeInput requests(&log, "request");
    manager.fdReactorIs(requests.readFd(), &requests);

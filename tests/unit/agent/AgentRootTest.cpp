@@ -8,16 +8,6 @@ using BridgeSnmpAgent::currentAgent;
 
 class AgentRootTest : public TestSupport::AgentTest {};
 
-TEST_F(AgentRootTest, FactoryMakesTheCurrentAgentWithItsStateMachines) {
-   EXPECT_EQ(currentAgent(), agent);
-   EXPECT_EQ(BridgeSnmp::currentPortIdMap(), BridgeSnmp::PortIdMap::PtrConst(agent));
-   EXPECT_TRUE(agent->portSm());
-   EXPECT_TRUE(agent->fidSm());
-   EXPECT_TRUE(agent->vlanConfigSm());
-   EXPECT_TRUE(agent->vlanStatusSm());
-   EXPECT_EQ(mib->config(), Bridging::Config::PtrConst(sw.config()));
-}
-
 TEST_F(AgentRootTest, SameCacheRebuildsNothing) {
    const auto portSm = agent->portSm();
    const auto fidSm = agent->fidSm();

@@ -67,13 +67,6 @@ TEST_F(FidSmTest, HostLearnedAndAgedBeforeItsKeyIsProcessedMakesNoRow) {
    EXPECT_EQ(mib->dot1qTpFdbTables(), 0u);
 }
 
-TEST_F(FidSmTest, ManagementEntryTypeGivesStatusMgmt) {
-   sw.learn(VlanId(1), mac("00:1c:73:00:00:09"), "Ethernet2", Bridging::FdbEntryType::management);
-   drain();
-   EXPECT_EQ(qRow(1, "00:1c:73:00:00:09")->status(), BridgeSnmp::statusMgmt);
-   EXPECT_EQ(dRow("00:1c:73:00:00:09")->status(), BridgeSnmp::statusMgmt);
-}
-
 TEST_F(FidSmTest, ConfiguredHostsApplyAtOnceAndOverrideLearnedRows) {
    sw.learn(VlanId(1), mac("02:00:00:00:00:01"), "Ethernet3");
    drain();

@@ -33,15 +33,6 @@ class ClockTest : public ::testing::Test {
    std::vector<std::string> log;
 };
 
-TEST_F(ClockTest, InfinityNeverRuns) {
-   Wakee w(&log, "w");
-   w.notifierIs(manager.clock());
-   EXPECT_EQ(loop.nextWake(), Kel::timeNever);
-   time.advance(1e9);
-   loop.runOnce(0);
-   EXPECT_TRUE(log.empty());
-}
-
 TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
    Wakee w(&log, "w");
    w.notifierIs(manager.clock());
@@ -90,21 +81,6 @@ TEST_F(ClockTest, ReactorThatRearmsAsapRunsOncePerPass) {
    manager.fdReactorDel(input.readFd());
 }
 
-TEST_F(ClockTest, EarliestOfSeveralReactorsDecides) {
-   Wakee a(&log, "a");
-   Wakee b(&log, "b");
-   a.notifierIs(manager.clock());
-   b.notifierIs(manager.clock());
-   a.timeMinIs(150.0);
-   b.timeMinIs(120.0);
-   EXPECT_EQ(loop.nextWake(), 120.0);
-   b.notifierIs(nullptr);
-   EXPECT_EQ(loop.nextWake(), 150.0) << "a detached reactor no longer counts";
-   time.nowIs(200.0);
-   loop.runOnce(0);
-   EXPECT_EQ(log, std::vector<std::string>{"a at 200.000000 idle"});
-}
-
 class Destroyer : public Kel::Clock::NotifieeConst {
  public:
    std::unique_ptr<Wakee> victim;
@@ -121,25 +97,6 @@ TEST_F(ClockTest, ReactorDestroyedByAnEarlierOneDoesNotRun) {
    loop.runOnce(0);
    EXPECT_TRUE(log.empty());
    EXPECT_FALSE(d.victim);
-}
-
-TEST_F(ClockTest, ActivitiesShareTheManagersClock) {
-   auto activity = manager.activityIs("bridgeSnmp");
-   EXPECT_EQ(manager.activityIs("bridgeSnmp"), activity);
-   EXPECT_EQ(activity->clock(), manager.clock());
-   EXPECT_EQ(activity->name(), Kel::Name("bridgeSnmp"));
-}
-
-TEST(TimeTest, FakeTimeIsScopedAndSystemTimeReturns) {
-   const double before = Kel::now();
-   {
-      Kel::ScopedFakeTime fake(5.0);
-      EXPECT_EQ(Kel::now(), 5.0);
-      fake.advance(0.25);
-      EXPECT_EQ(Kel::now(), 5.25);
-   }
-   EXPECT_GE(Kel::now(), before);
-   EXPECT_GT(Kel::now(), 1.6e9) << "wall-clock seconds since the epoch";
 }
 
 }  // namespace
@@ -173,20 +130,6 @@ TEST_F(ClockRotationTest, OneReactorAPassInTurnWithInputBetween) {
                                             "b at 100.000000 idle", "input", "a at 100.000000 idle",
                                             "input", "b at 100.000000 idle"}));
    manager.fdReactorDel(input.readFd());
-}
-
-TEST_F(ClockRotationTest, EarlierTimeGoesFirst) {
-   Wakee late(&log, "late");
-   Wakee early(&log, "early");
-   late.notifierIs(manager.clock());
-   early.notifierIs(manager.clock());
-   late.timeMinIs(150.0);
-   early.timeMinIs(120.0);
-   time.nowIs(200.0);
-   loop.runOnce(0);
-   loop.runOnce(0);
-   EXPECT_EQ(log,
-             (std::vector<std::string>{"early at 200.000000 idle", "late at 200.000000 idle"}));
 }
 
 }  // namespace

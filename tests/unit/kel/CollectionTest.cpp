@@ -36,12 +36,6 @@ TEST(RbTreeMapTest, IteratesInAscendingKeyOrderFromFirstOrFoundRow) {
    EXPECT_EQ(m.iteratorAt(20).value(), 200);
 }
 
-TEST(RbTreeMapTest, EmptyMapIteratesNothing) {
-   const Map m;
-   EXPECT_TRUE(m.begin().done());
-   EXPECT_EQ(m.find(1), nullptr);
-}
-
 TEST(RbTreeMapTest, IteratorContinuesAfterItsRowIsDeleted) {
    Map m = mapOf({1, 2, 3, 4});
    auto it = m.iteratorAt(2);
@@ -76,30 +70,6 @@ TEST(RbTreeMapTest, DrainingInOrderWhileIterating) {
    }
    EXPECT_EQ(processed, (std::vector<int>{1, 2, 3}));
    EXPECT_TRUE(m.empty());
-}
-
-TEST(RbTreeMapTest, AssignReportsWhetherAnythingChanged) {
-   Map m;
-   EXPECT_TRUE(m.assign(1, 5));
-   EXPECT_FALSE(m.assign(1, 5));
-   EXPECT_TRUE(m.assign(1, 6));
-   int removed = 0;
-   EXPECT_TRUE(m.erase(1, &removed));
-   EXPECT_EQ(removed, 6);
-   EXPECT_FALSE(m.erase(1));
-}
-
-TEST(RbTreeMapTest, EntityCollectionIteratorFromFoundRow) {
-   auto sw = Kel::make<TestModel::Switch>();
-   for (std::uint32_t p : {48u, 1u, 12u, 7u}) {
-      sw->portIs(p);
-   }
-   std::vector<std::uint32_t> walked;
-   for (auto it = sw->portIteratorConst(7); it; ++it) {
-      walked.push_back(it->get()->number());
-   }
-   EXPECT_EQ(walked, (std::vector<std::uint32_t>{7, 12, 48}));
-   EXPECT_TRUE(sw->portIteratorConst(8).done());
 }
 
 TEST(HashMapTest, LookupInsertAndErase) {

@@ -63,31 +63,6 @@ TEST(EntityTest, AttributeNotifiesOnlyOnChange) {
    EXPECT_EQ(log, (std::vector<std::string>{"log: agingTime"}));
 }
 
-TEST(EntityTest, AttributesCanShareOneNotification) {
-   std::vector<std::string> log;
-   auto port = Kel::make<Port>(3);
-   PortLog n(&log);
-   n.notifierIs(port);
-
-   port->modeIs(1);
-   port->vlanIs(10);
-   port->speedIs(1000);
-   EXPECT_EQ(log, (std::vector<std::string>{"modeAndVlan", "modeAndVlan", "speed 1000"}));
-}
-
-TEST(EntityTest, AttachingGivesOneImmediateCallPerCollection) {
-   std::vector<std::string> log;
-   auto sw = Kel::make<Switch>();
-   sw->portIs(1);
-   sw->portIs(2);
-   SwitchLog n(&log);
-   n.notifierIs(sw);
-   EXPECT_EQ(log, (std::vector<std::string>{"log: port immediate 2", "log: module immediate"}));
-   // Re-attaching to the same entity changes nothing.
-   n.notifierIs(sw);
-   EXPECT_EQ(log.size(), 2u);
-}
-
 TEST(EntityTest, CollectionNotifiesPerKeyAfterTheChange) {
    std::vector<std::string> log;
    auto sw = Kel::make<Switch>();
@@ -100,30 +75,6 @@ TEST(EntityTest, CollectionNotifiesPerKeyAfterTheChange) {
    sw->portDel(5);
    sw->portDel(5);  // absent: no notification
    EXPECT_EQ(log, (std::vector<std::string>{"log: port 5 present", "log: port 5 absent"}));
-}
-
-TEST(EntityTest, ValueCollectionNotifiesWhenAValueChanges) {
-   std::vector<std::string> log;
-   auto sw = Kel::make<Switch>();
-   SwitchLog n(&log);
-   n.notifierIs(sw);
-   log.clear();
-
-   sw->portByNameIs("et1", 1u);
-   sw->portByNameIs("et1", 1u);
-   sw->portByNameIs("et1", 2u);
-   EXPECT_EQ(sw->portByName("et1"), 2u);
-   EXPECT_EQ(sw->portByName("et9"), 0u) << "absent values read as the default";
-   sw->portByNameDel("et1");
-   EXPECT_EQ(sw->portByNames(), 0u);
-   EXPECT_EQ(log, (std::vector<std::string>{"log: name et1", "log: name et1", "log: name et1"}));
-}
-
-TEST(EntityTest, RowsThatTakeTheirOwnerGetIt) {
-   auto sw = Kel::make<Switch>();
-   auto module = sw->newModule(4);
-   EXPECT_EQ(module->slot(), 4u);
-   EXPECT_EQ(module->parent(), sw.get());
 }
 
 TEST(EntityTest, DeletedRowIsAZombieBeforeItsOwnerHearsTheKey) {
@@ -141,23 +92,6 @@ TEST(EntityTest, DeletedRowIsAZombieBeforeItsOwnerHearsTheKey) {
    EXPECT_EQ(log, (std::vector<std::string>{"port zombie 9", "log: port 9 absent"}));
 }
 
-TEST(EntityTest, DelAllDeletesEveryRowWithOneNotificationEach) {
-   std::vector<std::string> log;
-   auto sw = Kel::make<Switch>();
-   for (std::uint32_t i = 1; i <= 3; ++i) {
-      sw->portIs(i);
-   }
-   SwitchLog n(&log);
-   n.notifierIs(sw);
-   log.clear();
-   sw->portDelAll();
-   EXPECT_EQ(sw->ports(), 0u);
-   EXPECT_EQ(log, (std::vector<std::string>{"log: port 1 absent", "log: port 2 absent",
-                                            "log: port 3 absent"}));
-   sw->portDelAll();  // empty: nothing happens
-   EXPECT_EQ(log.size(), 3u);
-}
-
 TEST(EntityTest, NotifieesAreCalledInAttachOrderAndDetachStopsCalls) {
    std::vector<std::string> log;
    auto sw = Kel::make<Switch>();
@@ -173,17 +107,6 @@ TEST(EntityTest, NotifieesAreCalledInAttachOrderAndDetachStopsCalls) {
    EXPECT_EQ(log, (std::vector<std::string>{"first: agingTime", "second: agingTime",
                                             "second: agingTime"}));
    EXPECT_EQ(sw->kelNotifiees(), 1u);
-}
-
-TEST(EntityTest, NotifieeHoldsItsEntityAlive) {
-   std::vector<std::string> log;
-   auto sw = Kel::make<Switch>();
-   SwitchLog n(&log);
-   n.notifierIs(sw);
-   const Switch* raw = sw.get();
-   sw = nullptr;
-   EXPECT_EQ(n.notifier().get(), raw);
-   EXPECT_EQ(raw->references(), 1u) << "only the notifiee holds it";
 }
 
 // Detaches a peer, or itself, from inside a callback.
@@ -251,54 +174,11 @@ class DefaultHandler : public Switch::NotifieeConst {
    void onAgingTime() override { throw std::logic_error("unhandled"); }
 };
 
-TEST(EntityTest, DefaultExceptionHookTracesAtLevelZero) {
-   auto sink = std::make_shared<Kel::MemoryTraceSink>();
-   auto previous = Kel::traceSink();
-   Kel::traceSinkIs(sink);
-   auto sw = Kel::make<Switch>();
-   DefaultHandler n;
-   n.notifierIs(sw);
-   sw->agingTimeIs(11.0);
-   Kel::traceSinkIs(previous);
-   ASSERT_EQ(sink->lines().size(), 1u);
-   EXPECT_EQ(sink->lines()[0].level, 0);
-   EXPECT_NE(sink->lines()[0].message.find("TestModel::Switch threw: unhandled"),
-             std::string::npos);
-}
-
 class ManagedLog : public ManagedSwitch::NotifieeConst {
  public:
    std::vector<std::string> log;
    void onAgingTime() override { log.push_back("agingTime"); }
    void onSysName() override { log.push_back("sysName " + notifier()->sysName().stdString()); }
 };
-
-TEST(EntityTest, DerivedEntityNotifiesBaseAndDerivedNotifiees) {
-   std::vector<std::string> baseLog;
-   auto sw = Kel::make<ManagedSwitch>();
-   EXPECT_STREQ(sw->typeName(), "TestModel::ManagedSwitch");
-   SwitchLog base(&baseLog, "base");
-   ManagedLog derived;
-   base.notifierIs(sw);
-   derived.notifierIs(sw);
-   baseLog.clear();
-
-   sw->sysNameIs("core-1");
-   sw->agingTimeIs(30.0);
-   EXPECT_EQ(derived.log, (std::vector<std::string>{"sysName core-1", "agingTime"}));
-   EXPECT_EQ(baseLog, std::vector<std::string>{"base: agingTime"})
-       << "a base notifiee hears only the base's members";
-}
-
-TEST(EntityTest, NoNotifieeMeansNoNotificationState) {
-   auto sw = Kel::make<Switch>();
-   for (std::uint32_t i = 0; i < 100; ++i) {
-      sw->portIs(i)->speedIs(i);
-   }
-   EXPECT_EQ(sw->kelNotifiees(), 0u);
-   EXPECT_EQ(sw->ports(), 100u);
-   EXPECT_EQ(sw->port(42)->speed(), 42u);
-   EXPECT_FALSE(sw->port(100));
-}
 
 }  // namespace

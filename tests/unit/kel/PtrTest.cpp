@@ -35,17 +35,6 @@ TEST(PtrTest, CountsReferencesAndRunsZeroRefHookOnce) {
    EXPECT_EQ(t.zeroRefs, 1);
 }
 
-TEST(PtrTest, NotCountedObjectIgnoresReferences) {
-   Tracked t;
-   t.notCountedIs(true);
-   {
-      Kel::Ptr<Tracked> a(&t);
-      Kel::Ptr<Tracked> b = a;
-      EXPECT_EQ(t.references(), 0u);
-   }
-   EXPECT_EQ(t.zeroRefs, 0);
-}
-
 TEST(PtrTest, AssignmentReleasesThePreviousObject) {
    Tracked first;
    Tracked second;
@@ -63,21 +52,6 @@ TEST(PtrTest, DefaultZeroRefHookDeletesTheObject) {
    Kel::Ptr<Kel::Entity> asEntity = port;
    port = nullptr;
    EXPECT_EQ(asEntity->references(), 1u);
-}
-
-TEST(PtrTest, DownCastYieldsNullOnTypeMismatch) {
-   Kel::Ptr<Kel::Entity> derived = Kel::make<Derived>();
-   Kel::Ptr<Kel::Entity> other = Kel::make<Other>();
-
-   EXPECT_TRUE(Kel::ptrCast<Base>(derived));
-   EXPECT_TRUE(Kel::ptrCast<Derived>(derived));
-   EXPECT_FALSE(Kel::ptrCast<Derived>(other));
-   EXPECT_FALSE(Kel::ptrCast<Base>(Kel::Ptr<Kel::Entity>()));
-
-   Kel::Ptr<const Kel::Entity> readOnly = derived;
-   Kel::Ptr<const Derived> cast = Kel::ptrCast<const Derived>(readOnly);
-   ASSERT_TRUE(cast);
-   EXPECT_EQ(derived->references(), 3u);
 }
 
 }  // namespace

@@ -85,43 +85,4 @@ TEST_F(TraceTest, EnvironmentVariableSetsLevels) {
    EXPECT_EQ(Kel::traceLevel("Beta"), 3);
 }
 
-TEST_F(TraceTest, DefaultLevelShowsSetUpFailuresOnly) {
-   Kel::TraceHandle fresh("NeverConfigured");
-   EXPECT_TRUE(fresh.enabled(0));
-   EXPECT_FALSE(fresh.enabled(1));
-}
-
-TEST(TraceFormatTest, RecordTextNamesFacilityLevelSourceAndLine) {
-   const Kel::TraceRecord r{"Snmp", 2, "BridgeMib", 42, "handle_dot1dBaseType - returning 2"};
-   EXPECT_EQ(Kel::formatTraceRecord(r), "Snmp/2 BridgeMib:42: handle_dot1dBaseType - returning 2");
-}
-
-TEST(RingTraceTest, KeepsTheLatestEntriesOldestFirst) {
-   Kel::RingTrace ring(3);
-   ring.record("a", 1.0);
-   ring.record("b", 2.0);
-   EXPECT_EQ(ring.size(), 2u);
-   ring.record("c", 3.0);
-   ring.record("d", 4.0);
-   EXPECT_EQ(ring.size(), 3u);
-   EXPECT_EQ(ring.recorded(), 4u);
-   const auto entries = ring.entries();
-   ASSERT_EQ(entries.size(), 3u);
-   EXPECT_STREQ(entries[0].what, "b");
-   EXPECT_STREQ(entries[2].what, "d");
-   EXPECT_EQ(entries[2].time, 4.0);
-   EXPECT_EQ(ring.dump(), "2.000000 b\n3.000000 c\n4.000000 d\n");
-}
-
-void recordingFunction(int) {
-   KEL_RING_TRACE();
-}
-
-TEST(RingTraceTest, MacroRecordsTheFunctionSignature) {
-   const std::size_t before = Kel::ringTrace().recorded();
-   recordingFunction(1);
-   ASSERT_EQ(Kel::ringTrace().recorded(), before + 1);
-   EXPECT_STREQ(Kel::ringTrace().entries().back().what, "void {anonymous}::recordingFunction(int)");
-}
-
 }  // namespace

@@ -46,29 +46,6 @@ TEST(ValueTextTest, OutOfRangeAndWrongKindAreRefused) {
    EXPECT_EQ(parseError<bool>("yes"), "expected True or False at column 1 deserializing bool");
 }
 
-TEST(ValueTextTest, ReaderStepsForStructuredValues) {
-   Kel::TextReader r("Value('T', ** {'n': 5})", "T");
-   r.expect("Value");
-   r.expect("(");
-   EXPECT_EQ(r.readQuoted(), "T");
-   r.expect(",");
-   r.expect("**");
-   r.expect("{");
-   EXPECT_EQ(r.readQuoted(), "n");
-   r.expect(":");
-   EXPECT_EQ(r.readUnsigned(), 5u);
-   r.expect("}");
-   r.expect(")");
-   EXPECT_TRUE(r.atEnd());
-
-   Kel::TextReader cut("Value('T'", "T");
-   cut.expect("Value");
-   cut.expect("(");
-   cut.readQuoted();
-   Kel::Expect expect(Kel::ExceptionId::parse);
-   EXPECT_THROW(cut.expect(")"), Kel::ParseException);
-}
-
 class ExceptionTest : public ::testing::Test {
  protected:
    void SetUp() override {
@@ -81,17 +58,6 @@ class ExceptionTest : public ::testing::Test {
  private:
    std::shared_ptr<Kel::TraceSink> previous_;
 };
-
-TEST_F(ExceptionTest, RangeExceptionCarriesItsTextAndId) {
-   Kel::Expect expect(Kel::ExceptionId::range);
-   try {
-      throw Kel::RangeException("VlanId::value < 1 or > 4094 not allowed");
-   } catch (const Kel::Exception& e) {
-      EXPECT_STREQ(e.what(), "VlanId::value < 1 or > 4094 not allowed");
-      EXPECT_EQ(e.id(), Kel::ExceptionId::range);
-   }
-   EXPECT_TRUE(sink->lines().empty()) << "an expected exception is not reported";
-}
 
 TEST_F(ExceptionTest, UnexpectedExceptionIsTracedAtLevelZero) {
    EXPECT_THROW(throw Kel::RangeException("out of range"), Kel::RangeException);

@@ -11,21 +11,6 @@ Dot1qTpFdbEntryKey key(unsigned fid, const char* address) {
    return Dot1qTpFdbEntryKey(Bridging::Fid(fid), *Velnet::EthAddr::parse(address));
 }
 
-TEST(QBridgeMibTest, FreshPortRowReportsNoPvidAndAdmitAll) {
-   auto mib = qBridgeMibFactory("qbridgemib");
-   auto row = mib->newDot1dBasePortTable(Interface::EthPortId(7));
-   EXPECT_EQ(row->port(), Interface::EthPortId(7));
-   EXPECT_EQ(row->dot1qPvid(), Bridging::VlanIdOrNone(0));
-   EXPECT_EQ(row->admitFrame(), admitAll);
-   EXPECT_EQ(row->ifIndex(), 0);
-   EXPECT_TRUE(row->intf().empty());
-   EXPECT_EQ(row->parent(), mib.get());
-   row->dot1qPvidLocalIs(Bridging::VlanIdOrNone(10));
-   row->admitFrameLocalIs(admitOnlyVlanTagged);
-   EXPECT_EQ(row->dot1qPvid(), Bridging::VlanIdOrNone(10));
-   EXPECT_EQ(row->admitFrame(), admitOnlyVlanTagged);
-}
-
 TEST(QBridgeMibTest, RowCollectionsCreateOrGetAndWalkInKeyOrder) {
    auto mib = qBridgeMibFactory("qbridgemib");
    auto first = mib->dot1qTpFdbTableIs(key(20, "00:00:00:00:00:02"));
@@ -88,34 +73,6 @@ TEST(QBridgeMibTest, CurrentRowLastChangeInTicksSinceAgentStart) {
    row->lastChangeIs(1012.34);
    EXPECT_EQ(row->debugLastChange(), 1234u);
    Snmp::agentStartTimeIs(before);
-}
-
-TEST(QBridgeMibTest, SetBookkeepingByInterfaceName) {
-   auto mib = qBridgeMibFactory("qbridgemib");
-   mib->newSepAction("Ethernet1", takeAction);
-   mib->sepActionIs("Ethernet1", noOp);
-   mib->aftActionIs("Ethernet2", admitOnlyVlanTagged);
-   EXPECT_EQ(mib->sepAction("Ethernet1"), noOp);
-   EXPECT_EQ(mib->aftAction("Ethernet2"), admitOnlyVlanTagged);
-   EXPECT_EQ(static_cast<unsigned>(mib->aftAction("Ethernet9")), 0u) << "absent reads as no value";
-   mib->sepActionDelAll();
-   mib->aftActionDel("Ethernet2");
-   EXPECT_EQ(mib->sepActions(), 0u);
-   EXPECT_EQ(mib->aftActions(), 0u);
-}
-
-TEST(QBridgeMibTest, DeletionCounterAndReferences) {
-   auto mib = qBridgeMibFactory("qbridgemib");
-   mib->dot1qVlanNumDeletesInc(1);
-   mib->dot1qVlanNumDeletesInc(2);
-   EXPECT_EQ(mib->dot1qVlanNumDeletes(), 3u);
-   mib->dot1qVlanNumDeletesIs(0xffffffffu);
-   mib->dot1qVlanNumDeletesInc(1);
-   EXPECT_EQ(mib->dot1qVlanNumDeletes(), 0u) << "wraps as a Counter32";
-   auto config = Kel::make<Bridging::Config>();
-   mib->configIs(config);
-   EXPECT_EQ(mib->config(), Bridging::Config::PtrConst(config));
-   EXPECT_EQ(mib->name(), Kel::Name("qbridgemib"));
 }
 
 }  // namespace

@@ -27,14 +27,6 @@ TEST(DirTest, MountsAndFindsByPath) {
    EXPECT_EQ(config->references(), 1u) << "unmounting drops the directory's reference";
 }
 
-TEST(DirTest, RefusesPathsThroughNonDirectories) {
-   auto root = Kel::make<Kel::Dir>();
-   root->mount("a/b", Kel::make<Bridging::Config>());
-   Kel::Expect expect(Kel::ExceptionId::generic);
-   EXPECT_THROW(root->mount("a/b/c", Kel::make<Bridging::Config>()), Kel::Exception);
-   EXPECT_THROW(root->mount("a//c", Kel::make<Bridging::Config>()), Kel::Exception);
-}
-
 TEST(StateDbTest, RelativeLookupWithADownCastThatCanFail) {
    auto config = Kel::make<Bridging::Config>();
    SnmpUtil::stateRoot().mount("test/statedb/config", config);
@@ -44,13 +36,6 @@ TEST(StateDbTest, RelativeLookupWithADownCastThatCanFail) {
    EXPECT_FALSE(SnmpUtil::getEntityRelative("test/statedb/missing"));
    EXPECT_FALSE(SnmpUtil::getEntityRelative(nullptr));
    SnmpUtil::stateRoot().unmount("test/statedb/config");
-}
-
-TEST(StateDbTest, EntityPathCarriesTheSystemName) {
-   const std::string before = SnmpUtil::sysname();
-   SnmpUtil::sysnameIs("lab1");
-   EXPECT_EQ(SnmpUtil::entityPath("Statedb/bridging/config"), "/lab1/Statedb/bridging/config");
-   SnmpUtil::sysnameIs(before);
 }
 
 }  // namespace

@@ -154,20 +154,6 @@ class ControlServerTest : public ::testing::Test {
    std::unique_ptr<Sim::ControlServer> server;
 };
 
-TEST_F(ControlServerTest, SocketFileHasMode0600WhateverTheUmask) {
-   const mode_t previous = ::umask(0);
-   start();
-   ::umask(previous);
-
-   struct stat st {};
-   ASSERT_EQ(::lstat(socketPath.c_str(), &st), 0);
-   EXPECT_TRUE(S_ISSOCK(st.st_mode));
-   EXPECT_EQ(st.st_mode & 07777, 0600u);
-   // The process's umask is left as it was.
-   const mode_t now = ::umask(previous);
-   EXPECT_EQ(now, previous);
-}
-
 TEST_F(ControlServerTest, CommandRoundTripChangesTheSwitch) {
    start();
 
@@ -176,14 +162,6 @@ TEST_F(ControlServerTest, CommandRoundTripChangesTheSwitch) {
    EXPECT_EQ(roundTrip("show ports\r\n"), "ok\n" + sw.show("ports"));
    EXPECT_EQ(roundTrip("link Ethernet9 down\n"), "error: no interface Ethernet9\n");
    EXPECT_EQ(server->connections(), 0u);
-}
-
-TEST_F(ControlServerTest, OnlyTheFirstLineOfAConnectionIsRun) {
-   start();
-
-   EXPECT_EQ(roundTrip("link Ethernet1 down\nlink Ethernet2 down\n"), "ok\n");
-   EXPECT_FALSE(linkUp("Ethernet1"));
-   EXPECT_TRUE(linkUp("Ethernet2"));
 }
 
 TEST_F(ControlServerTest, StalledPartialLineDoesNotHoldUpOtherClients) {
@@ -246,19 +224,6 @@ TEST_F(ControlServerTest, IdleClientIsClosedAfterTheTimeout) {
    EXPECT_EQ(sw.learnedHosts(), 1u);
 }
 
-TEST_F(ControlServerTest, InputEndingBeforeTheNewlineRunsNothing) {
-   start();
-   ASSERT_EQ(
-       sw.learn(Bridging::VlanId(10), *Velnet::EthAddr::parse("00:1c:73:00:00:01"), "Ethernet1"),
-       Sim::LearnOutcome::learned);
-   Client client(socketPath);
-   client.send("flush");
-   client.endInput();
-
-   EXPECT_EQ(await(client), "error: connection closed before the end of the command line\n");
-   EXPECT_EQ(sw.learnedHosts(), 1u);
-}
-
 TEST_F(ControlServerTest, OverLongLineIsRefused) {
    start();
 
@@ -317,22 +282,6 @@ TEST_F(ControlServerTest, LargeReplyIsSentAsTheClientTakesIt) {
    EXPECT_EQ(server->connections(), 0u);
 }
 
-TEST_F(ControlServerTest, StaleSocketFileIsReplaced) {
-   // A socket file nobody listens on, as a crashed server leaves behind.
-   const int stale = ::socket(AF_UNIX, SOCK_STREAM, 0);
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
-   ASSERT_EQ(::bind(stale, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-   ::close(stale);
-   ASSERT_TRUE(fs::is_socket(socketPath));
-
-   start();
-
-   EXPECT_EQ(roundTrip("link Ethernet1 down\n"), "ok\n");
-   EXPECT_FALSE(linkUp("Ethernet1"));
-}
-
 TEST_F(ControlServerTest, SocketAnotherServerListensOnIsLeftAlone) {
    start();
    Kel::ActivityManager otherManager;
@@ -365,25 +314,6 @@ TEST_F(ControlServerTest, FileThatIsNotASocketIsRefused) {
    EXPECT_TRUE(manager.fdReactors().empty());
 }
 
-TEST_F(ControlServerTest, MissingDirectoryIsReportedWithThePath) {
-   socketPath = (dir / "absent" / "control.sock").string();
-
-   try {
-      start();
-      ADD_FAILURE() << "a socket in a missing directory was made";
-   } catch (const std::runtime_error& e) {
-      EXPECT_EQ(std::string(e.what()),
-                "control socket " + socketPath + ": " + std::strerror(ENOENT));
-   }
-}
-
-TEST_F(ControlServerTest, OverLongPathIsRefused) {
-   socketPath = (dir / std::string(120, 'x')).string();
-
-   EXPECT_THROW(start(), std::runtime_error);
-   EXPECT_FALSE(fs::exists(socketPath));
-}
-
 TEST_F(ControlServerTest, DestructorRemovesTheSocketFileAndItsReactors) {
    start();
    Client pending(socketPath);
@@ -399,131 +329,12 @@ TEST_F(ControlServerTest, DestructorRemovesTheSocketFileAndItsReactors) {
    EXPECT_TRUE(pending.closed());
 }
 
-TEST_F(ControlServerTest, DestructorLeavesAReplacementSocketFileAlone) {
-   start();
-   fs::remove(socketPath);
-   std::ofstream(socketPath) << "someone else's\n";
-
-   server.reset();
-
-   EXPECT_TRUE(fs::exists(socketPath));
-}
-
-TEST_F(ControlServerTest, PeersOfAnotherUserAreNotAuthorised) {
-   if (::geteuid() != 0) {
-      GTEST_SKIP() << "needs root to connect as another user";
-   }
-   start();
-   // Let the other user reach the socket at all; the server's own check must stop it.
-   ASSERT_EQ(::chmod(dir.c_str(), 0755), 0);
-   ASSERT_EQ(::chmod(socketPath.c_str(), 0666), 0);
-   int pipeFds[2];
-   ASSERT_EQ(::pipe(pipeFds), 0);
-
-   const pid_t child = ::fork();
-   ASSERT_GE(child, 0);
-   if (child == 0) {
-      // As "nobody": send a command and pass the reply back through the pipe.
-      ::close(pipeFds[0]);
-      if (::setgid(65534) != 0 || ::setuid(65534) != 0) {
-         ::_exit(10);
-      }
-      const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
-      if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-         ::_exit(11);
-      }
-      const char line[] = "link Ethernet1 down\n";
-      if (::send(fd, line, sizeof line - 1, MSG_NOSIGNAL) != sizeof line - 1) {
-         ::_exit(12);
-      }
-      char buffer[256];
-      ssize_t n;
-      while ((n = ::recv(fd, buffer, sizeof buffer, 0)) > 0) {
-         if (::write(pipeFds[1], buffer, static_cast<std::size_t>(n)) != n) {
-            ::_exit(13);
-         }
-      }
-      ::_exit(0);
-   }
-   ::close(pipeFds[1]);
-
-   // Serve until the child has ended; bounded, in case it never connects.
-   int status = 0;
-   bool ended = false;
-   for (int i = 0; i < 500 && !ended; ++i) {
-      loop.runOnce(0.01);
-      ended = ::waitpid(child, &status, WNOHANG) == child;
-   }
-   if (!ended) {
-      ::kill(child, SIGKILL);
-      ::waitpid(child, &status, 0);
-   }
-   std::string reply;
-   char buffer[256];
-   ssize_t n;
-   while ((n = ::read(pipeFds[0], buffer, sizeof buffer)) > 0) {
-      reply.append(buffer, static_cast<std::size_t>(n));
-   }
-   ::close(pipeFds[0]);
-
-   ASSERT_TRUE(ended);
-   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-   EXPECT_EQ(reply, "error: not authorised\n");
-   EXPECT_TRUE(linkUp("Ethernet1"));
-}
-
 TEST(ControlServerAuthorisationTest, RootAndTheServersOwnUserMayCommand) {
    EXPECT_TRUE(Sim::ControlServer::authorised(0, 1000));
    EXPECT_TRUE(Sim::ControlServer::authorised(1000, 1000));
    EXPECT_TRUE(Sim::ControlServer::authorised(0, 0));
    EXPECT_FALSE(Sim::ControlServer::authorised(1001, 1000));
    EXPECT_FALSE(Sim::ControlServer::authorised(1000, 0));
-}
-
-// Sets or unsets an environment variable for its lifetime.
-class ScopedEnv {
- public:
-   ScopedEnv(const char* name, const char* value) : name_(name) {
-      if (const char* old = std::getenv(name)) {
-         old_ = old;
-      }
-      if (value) {
-         ::setenv(name, value, 1);
-      } else {
-         ::unsetenv(name);
-      }
-   }
-   ~ScopedEnv() {
-      if (old_) {
-         ::setenv(name_, old_->c_str(), 1);
-      } else {
-         ::unsetenv(name_);
-      }
-   }
-
- private:
-   const char* name_;
-   std::optional<std::string> old_;
-};
-
-TEST(DefaultControlSocketPathTest, UsesTheRuntimeDirectoryWhenThereIsOne) {
-   {
-      ScopedEnv env("XDG_RUNTIME_DIR", "/run/user/1234");
-      EXPECT_EQ(Sim::defaultControlSocketPath(), "/run/user/1234/bridgesnmp.sock");
-   }
-   {
-      ScopedEnv env("XDG_RUNTIME_DIR", nullptr);
-      EXPECT_EQ(Sim::defaultControlSocketPath(),
-                "/tmp/bridgesnmp-" + std::to_string(::getuid()) + ".sock");
-   }
-   {
-      ScopedEnv env("XDG_RUNTIME_DIR", "");
-      EXPECT_EQ(Sim::defaultControlSocketPath(),
-                "/tmp/bridgesnmp-" + std::to_string(::getuid()) + ".sock");
-   }
 }
 
 }  // namespace

@@ -58,11 +58,6 @@ TEST_F(LearningTest, LearnRefreshAndMove) {
    EXPECT_EQ(sw.status()->fdbStatus(Bridging::Fid(10))->learnedHosts(), 1u);
 }
 
-TEST_F(LearningTest, ManagementEntryTypeIsKept) {
-   sw.learn(VlanId(1), mac("00:1c:73:00:00:09"), eth(3), Bridging::FdbEntryType::management);
-   EXPECT_EQ(static_cast<int>(host(1, "00:1c:73:00:00:09")->entryType), 9);
-}
-
 TEST_F(LearningTest, RefusedLearningChangesNothing) {
    const auto refused = [&](VlanId vlan, const char* address, Velnet::IntfId intf,
                             const std::string& why) {
@@ -127,17 +122,6 @@ TEST_F(LearningTest, AgingTimeZeroDisablesAging) {
    EXPECT_THROW(sw.hostAgingTimeIs(-1), Sim::CommandError);
 }
 
-TEST_F(LearningTest, FlushByVlanByInterfaceOrAll) {
-   sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1));
-   sw.learn(VlanId(10), mac("00:00:00:00:00:02"), eth(3));
-   sw.learn(VlanId(20), mac("00:00:00:00:00:03"), eth(3));
-   sw.learn(VlanId(1), mac("00:00:00:00:00:04"), eth(3));
-   EXPECT_EQ(sw.flush(VlanId(10), eth(3)), 1u);
-   EXPECT_EQ(sw.flush(std::nullopt, eth(3)), 2u);
-   EXPECT_EQ(sw.flush(std::nullopt, std::nullopt), 1u);
-   EXPECT_EQ(sw.learnedHosts(), 0u);
-}
-
 TEST_F(LearningTest, LeavingAVlanOrLosingTheLinkForgetsTheHostsThere) {
    sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(3));
    sw.learn(VlanId(20), mac("00:00:00:00:00:02"), eth(3));
@@ -152,18 +136,6 @@ TEST_F(LearningTest, LeavingAVlanOrLosingTheLinkForgetsTheHostsThere) {
    sw.vlanDel(VlanId(10));
    EXPECT_FALSE(sw.status()->fdbStatus(Bridging::Fid(10)));
    EXPECT_EQ(sw.learnedHosts(), 0u);
-}
-
-TEST_F(LearningTest, StaticHostsLiveInTheConfiguration) {
-   sw.learn(VlanId(10), mac("00:00:00:00:00:07"), eth(1));
-   sw.staticHostIs(VlanId(10), mac("00:00:00:00:00:07"), eth(2));
-   EXPECT_FALSE(host(10, "00:00:00:00:00:07")) << "the static entry replaces the learned one";
-   const auto fdb = sw.config()->fdbConfig(Bridging::Fid(10));
-   ASSERT_TRUE(fdb);
-   EXPECT_EQ(fdb->configuredHost(mac("00:00:00:00:00:07")).intf, eth(2));
-   sw.staticHostDel(VlanId(10), mac("00:00:00:00:00:07"));
-   EXPECT_FALSE(sw.config()->fdbConfig(Bridging::Fid(10)));
-   EXPECT_THROW(sw.staticHostDel(VlanId(10), mac("00:00:00:00:00:07")), Sim::CommandError);
 }
 
 TEST_F(LearningTest, BurstSpreadsRandomHostsOverActiveMembers) {
@@ -218,14 +190,6 @@ TEST_F(PacedBurstTest, LearnsOverSeveralWakeUpsWithOtherWorkBetween) {
 
    // The same seed learned at once finds every host there already.
    EXPECT_EQ(sw.burst(1000, 4, 5), 0u);
-}
-
-TEST_F(PacedBurstTest, RefusedLikeABurst) {
-   for (int i = 1; i <= 8; ++i) {
-      sw.linkIs(eth(i), false);
-   }
-   EXPECT_THROW(sw.burstPaced(10, 8), Sim::CommandError);
-   EXPECT_EQ(sw.burstsPending(), 0u);
 }
 
 }  // namespace
