@@ -6,6 +6,7 @@
 #include "platform/snmputil/HandlerRegistration.h"
 #include "platform/statedb/StateDb.h"
 #include "plugin/SnmpdTraceSink.h"
+#include "plugin/StatusReport.h"
 #include "plugin/UptimeEpoch.h"
 #include "snmp/NetSnmp.h"
 
@@ -85,6 +86,7 @@ void PluginHost::start() {
    agent_->intfStatusDirIs(sw.intfStatusDir());
    agent_->readerShimIs(sw.readerShim());
    agent_->mibIs(mib_);
+   sw.statusReporterIs([this] { return statusReport(*mib_, *agent_); });
    const std::size_t hooks = Snmp::AutoRegistree::callAll();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
 }
@@ -99,6 +101,9 @@ void PluginHost::unload() {
    snmpd_unregister_config_handler(topologyToken);
    snmpd_unregister_config_handler(controlSocketToken);
    snmpd_unregister_config_handler(systemNameToken);
+   if (platform_) {
+      platform_->sw().statusReporterIs(nullptr);
+   }
    if (agent_) {
       agent_->doShutdown();
       agent_ = nullptr;

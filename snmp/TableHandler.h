@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "snmp/NetSnmp.h"
+#include "snmp/RequestCounts.h"
 #include "snmp/SnmpTrace.h"
 #include "snmp/TableFrame.h"
 
@@ -37,6 +38,8 @@ struct ReadOnlyTableHandler {
 
    static int handle(netsnmp_mib_handler*, netsnmp_handler_registration*,
                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
+      static std::uint64_t& served = requestCounter(Policy::name);
+      countRequests(served, requests);
       return guardedRequests<Policy>(requests, [&] { return loop(reqinfo, requests); });
    }
 

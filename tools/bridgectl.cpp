@@ -267,6 +267,8 @@ int main(int argc, char** argv) {
        .arg("vlan", "with fdb: only this VLAN", false);
    define(app, {"trace"}, "set trace levels in the serving process")
        .arg("levels", "Facility/level[,Facility/level...], e.g. SimControl/5");
+   define(app, {"status"},
+          "the SNMP agent's health: rows per table, FDB backlog, slices, requests per table");
    define(app, {"help"}, "list the commands the switch understands");
 
    try {

@@ -39,6 +39,7 @@ constexpr const char* agingUsage = "aging <seconds>";
 constexpr const char* showUsage = "show [summary|ports|vlans|switchports|fdb [<vlan>]]";
 constexpr const char* traceUsage = "trace <facility/level>[,<facility/level>...]";
 constexpr const char* helpUsage = "help";
+constexpr const char* statusUsage = "status";
 
 // Reads a command's arguments in order; every complaint names the command's usage.
 class Words {
@@ -491,6 +492,12 @@ CommandAction parseTrace(const std::vector<std::string>& words) {
    };
 }
 
+CommandAction parseStatus(const std::vector<std::string>& words) {
+   Words w(words, 1, statusUsage);
+   w.end();
+   return [](Switch& sw) { return sw.agentStatus(); };
+}
+
 CommandAction parseHelp(const std::vector<std::string>& words) {
    Words w(words, 1, helpUsage);
    w.end();
@@ -652,6 +659,9 @@ CommandAction parseCommand(const std::vector<std::string>& words) {
    if (command == "trace") {
       return parseTrace(words);
    }
+   if (command == "status") {
+      return parseStatus(words);
+   }
    if (command == "help") {
       return parseHelp(words);
    }
@@ -680,6 +690,7 @@ std::string commandHelpText() {
                              agingUsage,
                              showUsage,
                              traceUsage,
+                             statusUsage,
                              helpUsage}) {
       text += usage;
       text += '\n';

@@ -37,6 +37,7 @@ namespace Sim {
 //   aging <seconds>                            host aging time; 0 disables aging
 //   show [summary|ports|vlans|switchports|fdb [<vlan>]]
 //   trace <facility/level>[,<facility/level>...]
+//   status                                     the serving agent's health
 //   help
 //
 // <entry-type> is learnedDynamic (the default), learnedRemote, configuredStatic,

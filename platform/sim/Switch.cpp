@@ -30,6 +30,7 @@ class Switch::Impl {
    ConfigAgent config;
    PacedBursts bursts;
    std::map<Velnet::IntfId, PortSpec> ports;
+   std::function<std::string()> statusReporter;
 
    void requirePort(const Velnet::IntfId& intf) const {
       if (ports.find(intf) == ports.end()) {
@@ -357,6 +358,17 @@ std::size_t Switch::burstsPending() const {
 
 std::size_t Switch::learnedHosts() const {
    return impl_->learning.learnedHosts();
+}
+
+void Switch::statusReporterIs(std::function<std::string()> reporter) {
+   impl_->statusReporter = std::move(reporter);
+}
+
+std::string Switch::agentStatus() const {
+   if (!impl_->statusReporter) {
+      throw CommandError("no agent serves this switch");
+   }
+   return impl_->statusReporter();
 }
 
 }  // namespace Sim

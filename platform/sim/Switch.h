@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -143,6 +144,11 @@ class Switch {
    // A human-readable summary: "summary", "ports", "vlans", "switchports", "fdb" (learned
    // and static hosts) or "fdb <vlan>". CommandError for anything else.
    std::string show(const std::string& what) const;
+
+   // The health of whatever serves the switch's state (the SNMP agent), as it reports it;
+   // CommandError while nothing has attached a reporter.
+   void statusReporterIs(std::function<std::string()> reporter);
+   std::string agentStatus() const;
 
  private:
    class Impl;

@@ -73,6 +73,20 @@ TEST_F(BridgectlTest, RefusedAndBadCommandsExitNonZeroAndChangeNothing) {
    EXPECT_EQ(snapshot(), before);
 }
 
+TEST_F(BridgectlTest, StatusCountsRowsSlicesAndRequestsServed) {
+   ASSERT_EQ(ok({"learn", "10", host, "Ethernet3"}), "learned\n");
+   ASSERT_TRUE(eventually([&] { return snmpd().walk("1.3.6.1.2.1.17.7.1.2.2").size() == 2; }));
+   ASSERT_EQ(snmpd().walk("1.3.6.1.2.1.17.1.4").size(), 20u);  // 4 ports, 5 columns
+
+   const std::string status = ok({"status"});
+   EXPECT_THAT(status, HasSubstr("  dot1dBasePortTable      4\n"));
+   EXPECT_THAT(status, HasSubstr("  dot1qTpFdbTable         1\n"));
+   EXPECT_THAT(status, HasSubstr("  dot1qVlanStaticTable    2\n"));
+   EXPECT_THAT(status, HasSubstr("fdb backlog: 0 keys, "));
+   EXPECT_THAT(status, ::testing::MatchesRegex("(.|\n)*requests served:\n(.|\n)*"
+                                               "  dot1dBasePortTable      20\n(.|\n)*"));
+}
+
 TEST_F(BridgectlTest, SocketHasMode0600AndMayComeFromTheEnvironment) {
    struct stat st {};
    ASSERT_EQ(::lstat(socketPath().c_str(), &st), 0);

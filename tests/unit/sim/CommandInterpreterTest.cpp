@@ -256,6 +256,12 @@ struct BadLine {
    std::string reply;
 };
 
+TEST_F(CommandInterpreterTest, StatusIsWhatTheServingAgentReports) {
+   EXPECT_EQ(run("status"), "error: no agent serves this switch\n");
+   sw.statusReporterIs([] { return std::string("rows: 3\n"); });
+   EXPECT_EQ(run("status"), "ok\nrows: 3\n");
+}
+
 TEST_F(CommandInterpreterTest, BadCommandsAreNamedAndChangeNothing) {
    ASSERT_EQ(run("learn 10 " + hostA + " Ethernet1"), "ok\nlearned\n");
    const std::string before = snapshot();
