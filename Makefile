@@ -1,10 +1,11 @@
 # Entry points of bridgesnmp. Each target installs the Debian packages it lacks first.
 BUILD      ?= build
-ASAN_BUILD ?= build-asan
+SAN_BUILD  ?= build-san
+FUZZ_SECONDS ?= 60
 PORT       ?= 1161
 CMAKE_ARGS ?=
 
-.PHONY: all deps build test unit-test integration-test sanitize-test bench demo demo-stop format clean
+.PHONY: all deps build test unit-test integration-test sanitize-test fuzz bench demo demo-stop format clean
 
 all: build
 
@@ -27,13 +28,24 @@ unit-test: build
 integration-test: build
 	cd $(BUILD) && ctest --output-on-failure -L integration
 
-# Unit tests again under AddressSanitizer and UndefinedBehaviorSanitizer.
+# The sanitizer build: clang with AddressSanitizer and UndefinedBehaviorSanitizer, and the
+# libFuzzer targets (tests/fuzz). Configured with how long each fuzz target mutates.
+san-configure = CC=clang CXX=clang++ cmake -S . -B $(SAN_BUILD) -G Ninja \
+	      -DCMAKE_BUILD_TYPE=Debug -DBRIDGESNMP_SANITIZE=ON -DBRIDGESNMP_FUZZ=ON \
+	      -DBRIDGESNMP_PLUGIN=OFF -DBRIDGESNMP_BENCH=OFF -DBRIDGESNMP_FUZZ_SECONDS=$(1) $(CMAKE_ARGS)
+san-env = ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1
+
+# Unit tests again under the sanitizers, and each fuzz target over its seeds for a few seconds.
 sanitize-test: deps
-	cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRIDGESNMP_SANITIZE=ON \
-	      -DBRIDGESNMP_PLUGIN=OFF -DBRIDGESNMP_BENCH=OFF $(CMAKE_ARGS)
-	cmake --build $(ASAN_BUILD)
-	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	      ctest --output-on-failure -L unit
+	$(call san-configure,4)
+	cmake --build $(SAN_BUILD)
+	cd $(SAN_BUILD) && $(san-env) ctest --output-on-failure -L unit
+
+# The fuzz targets alone, each mutating for FUZZ_SECONDS (make fuzz FUZZ_SECONDS=600).
+fuzz: deps
+	$(call san-configure,$(FUZZ_SECONDS))
+	cmake --build $(SAN_BUILD)
+	cd $(SAN_BUILD) && $(san-env) ctest --output-on-failure --verbose -L fuzz
 
 bench: build
 	tools/run-benchmarks.sh $(BUILD)
@@ -48,4 +60,4 @@ format: deps
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD)
