@@ -1,11 +1,15 @@
 # Entry points of bridgesnmp. Each target installs the Debian packages it lacks first.
 BUILD      ?= build
 SAN_BUILD  ?= build-san
+STORM_BUILD ?= build-storm
 FUZZ_SECONDS ?= 60
+PDUS       ?= 1000000
+DURATION   ?= 10m
 PORT       ?= 1161
 CMAKE_ARGS ?=
 
-.PHONY: all deps build test unit-test integration-test sanitize-test fuzz bench demo demo-stop format clean
+.PHONY: all deps build test unit-test integration-test sanitize-test fuzz storm soak bench demo \
+        demo-stop format clean
 
 all: build
 
@@ -47,6 +51,22 @@ fuzz: deps
 	cmake --build $(SAN_BUILD)
 	cd $(SAN_BUILD) && $(san-env) ctest --output-on-failure --verbose -L fuzz
 
+# A request storm (PDUS PDUs) against stock snmpd running the plug-in built with ASan and
+# UBSan (gcc's; its runtime is preloaded, with libstdc++ so that it can intercept throws),
+# while the switch churns.
+storm: deps
+	cmake -S . -B $(STORM_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DBRIDGESNMP_SANITIZE=ON -DBRIDGESNMP_BENCH=OFF $(CMAKE_ARGS)
+	cmake --build $(STORM_BUILD) --target bridgesnmp
+	tools/snmpstorm.py storm --plugin $(STORM_BUILD)/plugin/bridgesnmp.so \
+	      --preload "$$(gcc -print-file-name=libasan.so) $$(gcc -print-file-name=libstdc++.so)" \
+	      --pdus $(PDUS)
+
+# A soak of the plain plug-in (DURATION: seconds, or 10m, 1h): steady churn, walks and
+# SETs, with snmpd's RSS sampled and held to a 5 % band after warm-up.
+soak: build
+	tools/snmpstorm.py soak --plugin $(BUILD)/plugin/bridgesnmp.so --duration $(DURATION)
+
 bench: build
 	tools/run-benchmarks.sh $(BUILD)
 
@@ -60,4 +80,4 @@ format: deps
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(STORM_BUILD)
