@@ -26,7 +26,7 @@ const std::array<Table, 8> tables{{
     {{1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 2, 1}, 7},  // dot1qVlanCurrentTable
     {{1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 3, 1}, 5},  // dot1qVlanStaticTable
     {{1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 5, 1}, 7},  // dot1qPortVlanTable
-    {{1, 3, 6, 1, 4, 1, 32473, 3, 2, 1, 1}, 2},  // the per-MAC move counts
+    {{1, 3, 6, 1, 4, 1, 32473, 3, 2, 1, 1}, 3},  // the per-MAC move counts
 }};
 
 constexpr std::array<int, 3> commands{SNMP_MSG_GET, SNMP_MSG_GETNEXT, SNMP_MSG_GETBULK};
