@@ -153,8 +153,8 @@ def parse_message(buf):
         elif vtag in (NULL, NO_SUCH_OBJECT, NO_SUCH_INSTANCE, END_OF_MIB_VIEW):
             if valuee != values:
                 raise Malformed("exception with a value")
-        elif vtag not in (OCTETS, IPADDRESS):
-            raise Malformed("unknown value type %#x" % vtag)
+        elif vtag & 0x20:
+            raise Malformed("constructed value")
         varbinds.append((read_oid(buf, ns, ne), vtag, bytes(buf[values:valuee])))
         s = ve
     return command, fields[0], fields[1], fields[2], varbinds
