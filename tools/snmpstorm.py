@@ -116,13 +116,22 @@ def message(community, command, reqid, field1, field2, varbinds):
 
 
 def parse_message(buf):
-    """(command, reqid, errstat/non-repeaters, errindex/max-repetitions, [(oid, tag, value)])."""
+    """(command, reqid, errstat/non-repeaters, errindex/max-repetitions, [(oid, tag, value)]).
+
+    SNMPv1 and v2c messages are read to the last value; a request the storm mutated may be
+    answered in either."""
     tag, start, end = read_tlv(buf, 0, len(buf))
     if tag != SEQUENCE or end != len(buf):
         raise Malformed("not one message")
     tag, s, e = read_tlv(buf, start, end)
-    if tag != INTEGER or read_int(buf, s, e) != 1:
-        raise Malformed("not v2c")
+    if tag != INTEGER or read_int(buf, s, e) not in (0, 1, 3):
+        raise Malformed("not SNMPv1, v2c or v3")
+    if read_int(buf, s, e) == 3:
+        # A mutated request may turn into SNMPv3: its answer is a REPORT whose PDU is
+        # encrypted or scoped; it is checked as far as the message wrapper goes.
+        while e < end:
+            e = read_tlv(buf, e, end)[2]
+        return REPORT, 0, 0, 0, []
     tag, s, e = read_tlv(buf, e, end)
     if tag != OCTETS:
         raise Malformed("no community")
