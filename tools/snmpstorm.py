@@ -324,7 +324,8 @@ class Snmpd:
                 return
             self.require_alive()
             time.sleep(0.1)
-        raise SystemExit("snmpd did not open the control socket")
+        self.process.kill()
+        raise SystemExit("snmpd did not open the control socket; see " + self.out)
 
     def alive(self):
         return self.process.poll() is None
