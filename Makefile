@@ -1,10 +1,15 @@
 # Entry points of bridgesnmp. Each target installs the Debian packages it lacks first.
 BUILD      ?= build
-ASAN_BUILD ?= build-asan
+SAN_BUILD  ?= build-san
+STORM_BUILD ?= build-storm
+FUZZ_SECONDS ?= 60
+PDUS       ?= 1000000
+DURATION   ?= 10m
 PORT       ?= 1161
 CMAKE_ARGS ?=
 
-.PHONY: all deps build test unit-test integration-test sanitize-test bench demo demo-stop format clean
+.PHONY: all deps build test unit-test integration-test sanitize-test fuzz storm soak bench demo \
+        demo-stop format clean
 
 all: build
 
@@ -27,13 +32,40 @@ unit-test: build
 integration-test: build
 	cd $(BUILD) && ctest --output-on-failure -L integration
 
-# Unit tests again under AddressSanitizer and UndefinedBehaviorSanitizer.
+# The sanitizer build: clang with AddressSanitizer and UndefinedBehaviorSanitizer, and the
+# libFuzzer targets (tests/fuzz). Configured with how long each fuzz target mutates.
+san-configure = CC=clang CXX=clang++ cmake -S . -B $(SAN_BUILD) -G Ninja \
+	      -DCMAKE_BUILD_TYPE=Debug -DBRIDGESNMP_SANITIZE=ON -DBRIDGESNMP_FUZZ=ON \
+	      -DBRIDGESNMP_PLUGIN=OFF -DBRIDGESNMP_BENCH=OFF -DBRIDGESNMP_FUZZ_SECONDS=$(1) $(CMAKE_ARGS)
+san-env = ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1
+
+# Unit tests again under the sanitizers, and each fuzz target over its seeds for a few seconds.
 sanitize-test: deps
-	cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRIDGESNMP_SANITIZE=ON \
-	      -DBRIDGESNMP_PLUGIN=OFF -DBRIDGESNMP_BENCH=OFF $(CMAKE_ARGS)
-	cmake --build $(ASAN_BUILD)
-	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	      ctest --output-on-failure -L unit
+	$(call san-configure,4)
+	cmake --build $(SAN_BUILD)
+	cd $(SAN_BUILD) && $(san-env) ctest --output-on-failure -L unit
+
+# The fuzz targets alone, each mutating for FUZZ_SECONDS (make fuzz FUZZ_SECONDS=600).
+fuzz: deps
+	$(call san-configure,$(FUZZ_SECONDS))
+	cmake --build $(SAN_BUILD)
+	cd $(SAN_BUILD) && $(san-env) ctest --output-on-failure --verbose -L fuzz
+
+# A request storm (PDUS PDUs) against stock snmpd running the plug-in built with ASan and
+# UBSan (gcc's; its runtime is preloaded, with libstdc++ so that it can intercept throws),
+# while the switch churns.
+storm: deps
+	cmake -S . -B $(STORM_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DBRIDGESNMP_SANITIZE=ON -DBRIDGESNMP_BENCH=OFF $(CMAKE_ARGS)
+	cmake --build $(STORM_BUILD) --target bridgesnmp
+	tools/snmpstorm.py storm --plugin $(STORM_BUILD)/plugin/bridgesnmp.so \
+	      --preload "$$(gcc -print-file-name=libasan.so) $$(gcc -print-file-name=libstdc++.so)" \
+	      --pdus $(PDUS)
+
+# A soak of the plain plug-in (DURATION: seconds, or 10m, 1h): steady churn, walks and
+# SETs, with snmpd's RSS sampled and held to a 5 % band after warm-up.
+soak: build
+	tools/snmpstorm.py soak --plugin $(BUILD)/plugin/bridgesnmp.so --duration $(DURATION)
 
 bench: build
 	tools/run-benchmarks.sh $(BUILD)
@@ -48,4 +80,4 @@ format: deps
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(STORM_BUILD)

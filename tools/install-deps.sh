@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(libsnmp-dev snmpd snmp libgtest-dev libgmock-dev libbenchmark-dev libyaml-cpp-dev
-          libcli11-dev cmake ninja-build clang-format g++ make pkg-config smitools)
+          libcli11-dev cmake ninja-build clang-format g++ make pkg-config smitools
+          clang libclang-rt-14-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,0 +1,667 @@
+#!/usr/bin/env python3
+"""Robustness runs of the plug-in inside a real snmpd, from loopback.
+
+storm: random and mutated GET, GETNEXT, GETBULK and SET PDUs mixing the module's tables,
+       while the switch learns, moves, ages and flaps links. Fails on a dead snmpd, a
+       sanitizer report, a malformed or wrong answer, a refused SET that changed the input
+       configuration, or a walk that is incomplete or not strictly increasing.
+soak:  steady churn (learn, move, age, flush, link flaps, VLAN changes) of about 10,000
+       changes a second, continuous walks and SETs; samples snmpd's RSS and fails when it
+       leaves a 5 % band after warm-up or a walk does not finish.
+
+Only the standard library: the BER encoding is done here, and the switch is driven
+through its control socket with the line protocol bridgectl speaks.
+"""
+
+import argparse
+import os
+import random
+import re
+import selectors
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+# ---- BER -------------------------------------------------------------------------------
+
+INTEGER, OCTETS, NULL, OID, SEQUENCE = 0x02, 0x04, 0x05, 0x06, 0x30
+IPADDRESS, COUNTER, GAUGE, TIMETICKS, COUNTER64 = 0x40, 0x41, 0x42, 0x43, 0x46
+NO_SUCH_OBJECT, NO_SUCH_INSTANCE, END_OF_MIB_VIEW = 0x80, 0x81, 0x82
+GET, GETNEXT, RESPONSE, SET, GETBULK, REPORT = 0xA0, 0xA1, 0xA2, 0xA3, 0xA5, 0xA8
+TOO_BIG = 1
+
+
+class Malformed(Exception):
+    pass
+
+
+def tlv(tag, body):
+    n = len(body)
+    if n < 0x80:
+        return bytes([tag, n]) + body
+    size = n.to_bytes((n.bit_length() + 7) // 8, "big")
+    return bytes([tag, 0x80 | len(size)]) + size + body
+
+
+def integer(value, tag=INTEGER):
+    return tlv(tag, value.to_bytes(value.bit_length() // 8 + 1, "big", signed=True))
+
+
+def unsigned(value, tag):
+    return tlv(tag, value.to_bytes(value.bit_length() // 8 + 1, "big"))
+
+
+def oid_bytes(subids):
+    out = bytearray([subids[0] * 40 + subids[1]])
+    for s in subids[2:]:
+        chunk = [s & 0x7F]
+        s >>= 7
+        while s:
+            chunk.append(0x80 | (s & 0x7F))
+            s >>= 7
+        out += bytes(reversed(chunk))
+    return tlv(OID, bytes(out))
+
+
+def read_tlv(buf, pos, end):
+    """(tag, body start, body end) of the element at pos; Malformed unless it fits."""
+    if pos + 2 > end:
+        raise Malformed("truncated header")
+    tag, first = buf[pos], buf[pos + 1]
+    pos += 2
+    if first & 0x80:
+        count = first & 0x7F
+        if count == 0 or count > 4 or pos + count > end:
+            raise Malformed("bad length")
+        length = int.from_bytes(buf[pos:pos + count], "big")
+        pos += count
+    else:
+        length = first
+    if pos + length > end:
+        raise Malformed("element past its container")
+    return tag, pos, pos + length
+
+
+def read_int(buf, start, end):
+    if start == end or end - start > 9:
+        raise Malformed("bad integer")
+    return int.from_bytes(buf[start:end], "big", signed=True)
+
+
+def read_oid(buf, start, end):
+    if start == end:
+        raise Malformed("empty OID")
+    first = buf[start]
+    subids, value = [first // 40 if first < 80 else 2, first % 40 if first < 80 else first - 80], 0
+    for b in buf[start + 1:end]:
+        value = (value << 7) | (b & 0x7F)
+        if not b & 0x80:
+            subids.append(value)
+            value = 0
+    if buf[end - 1] & 0x80:
+        raise Malformed("unfinished sub-identifier")
+    return tuple(subids)
+
+
+def message(community, command, reqid, field1, field2, varbinds):
+    """A v2c message. reqid is always four octets, so that a template can be re-numbered."""
+    body = b"".join(tlv(SEQUENCE, oid_bytes(name) + value) for name, value in varbinds)
+    pdu = (tlv(INTEGER, reqid.to_bytes(4, "big")) + integer(field1) + integer(field2) +
+           tlv(SEQUENCE, body))
+    return tlv(SEQUENCE, integer(1) + tlv(OCTETS, community) + tlv(command, pdu))
+
+
+def parse_message(buf):
+    """(command, reqid, errstat/non-repeaters, errindex/max-repetitions, [(oid, tag, value)]).
+
+    SNMPv1 and v2c messages are read to the last value; a request the storm mutated may be
+    answered in either."""
+    tag, start, end = read_tlv(buf, 0, len(buf))
+    if tag != SEQUENCE or end != len(buf):
+        raise Malformed("not one message")
+    tag, s, e = read_tlv(buf, start, end)
+    if tag != INTEGER or read_int(buf, s, e) not in (0, 1, 3):
+        raise Malformed("not SNMPv1, v2c or v3")
+    if read_int(buf, s, e) == 3:
+        # A mutated request may turn into SNMPv3: its answer is a REPORT whose PDU is
+        # encrypted or scoped; it is checked as far as the message wrapper goes.
+        while e < end:
+            e = read_tlv(buf, e, end)[2]
+        return REPORT, 0, 0, 0, []
+    tag, s, e = read_tlv(buf, e, end)
+    if tag != OCTETS:
+        raise Malformed("no community")
+    command, s, pdu_end = read_tlv(buf, e, end)
+    if pdu_end != end:
+        raise Malformed("trailing octets")
+    fields = []
+    for _ in range(3):
+        tag, s, e = read_tlv(buf, s, pdu_end)
+        if tag != INTEGER:
+            raise Malformed("bad PDU header")
+        fields.append(read_int(buf, s, e))
+        s = e
+    tag, s, list_end = read_tlv(buf, s, pdu_end)
+    if tag != SEQUENCE or list_end != pdu_end:
+        raise Malformed("bad varbind list")
+    varbinds = []
+    while s < list_end:
+        tag, vs, ve = read_tlv(buf, s, list_end)
+        ntag, ns, ne = read_tlv(buf, vs, ve)
+        vtag, values, valuee = read_tlv(buf, ne, ve)
+        if tag != SEQUENCE or ntag != OID or valuee != ve:
+            raise Malformed("bad varbind")
+        if vtag in (INTEGER, COUNTER, GAUGE, TIMETICKS, COUNTER64):
+            read_int(buf, values, valuee)
+        elif vtag == OID:
+            read_oid(buf, values, valuee)
+        elif vtag in (NULL, NO_SUCH_OBJECT, NO_SUCH_INSTANCE, END_OF_MIB_VIEW):
+            if valuee != values:
+                raise Malformed("exception with a value")
+        elif vtag & 0x20:
+            raise Malformed("constructed value")
+        varbinds.append((read_oid(buf, ns, ne), vtag, bytes(buf[values:valuee])))
+        s = ve
+    return command, fields[0], fields[1], fields[2], varbinds
+
+
+# ---- what to ask ------------------------------------------------------------------------
+
+# Entry OID, highest column, and how to make an index of an existing-looking row.
+MAC_INDEX = lambda r: tuple(r.randrange(256) for _ in range(6))
+TABLES = [
+    ((1, 3, 6, 1, 2, 1, 17, 1, 4, 1), 5, lambda r: (r.randrange(1, 50),)),
+    ((1, 3, 6, 1, 2, 1, 17, 4, 3, 1), 3, lambda r: (2, 0, 1, 0, 0, r.randrange(40))),
+    ((1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 1, 1), 2, lambda r: (r.choice([1, 10, 20, 30, 7]),)),
+    ((1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 2, 1), 3,
+     lambda r: (r.choice([1, 10, 20]), 2, 0, r.choice([1, 10, 20]), 0, 0, r.randrange(80))),
+    ((1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 2, 1), 7, lambda r: (0, r.choice([1, 10, 20, 30, 50]))),
+    ((1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 3, 1), 5, lambda r: (r.choice([1, 10, 20, 30, 50, 99]),)),
+    ((1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 5, 1), 7, lambda r: (r.randrange(1, 50),)),
+    ((1, 3, 6, 1, 4, 1, 32473, 3, 2, 1, 1), 3, lambda r: (0, 10) + MAC_INDEX(r)),
+]
+SCALARS = [(1, 3, 6, 1, 2, 1, 17, 1, n, 0) for n in (1, 2, 3)] + \
+          [(1, 3, 6, 1, 2, 1, 17, 7, 1, 1, n, 0) for n in (1, 2, 3, 4, 5)]
+STATIC_ENTRY, PORT_VLAN_ENTRY = TABLES[5][0], TABLES[6][0]
+
+
+def random_name(r):
+    if r.random() < 0.1:
+        return r.choice(SCALARS)
+    entry, columns, index = r.choice(TABLES)
+    column = r.randrange(0, columns + 2)
+    shape = r.random()
+    if shape < 0.6:
+        suffix = index(r)
+    elif shape < 0.8:
+        suffix = index(r)[:r.randrange(0, 3)]
+    else:
+        suffix = tuple(r.choice([0, 1, 255, 4095, 4096, 2**31, 2**32 - 1, r.randrange(1000)])
+                       for _ in range(r.randrange(0, 10)))
+    return entry + (column,) + suffix
+
+
+def random_set_value(r):
+    """A varbind of a writable column (or a near miss): the right type or a wrong one."""
+    kind = r.randrange(6)
+    if kind == 0:    # dot1qVlanStaticEgressPorts / UntaggedPorts: a PortList
+        name = STATIC_ENTRY + (r.choice([2, 4]), r.choice([1, 10, 20, 30, 50, 99, 7]))
+        value = tlv(OCTETS, bytes(r.randrange(256) for _ in range(r.choice([0, 1, 6, 7, 512]))))
+    elif kind == 1:  # dot1qPvid: Unsigned32
+        name = PORT_VLAN_ENTRY + (1, r.randrange(1, 50))
+        value = unsigned(r.choice([0, 1, 10, 20, 4094, 4095, 4096, 2**32 - 1]), GAUGE)
+    elif kind == 2:  # dot1qPortAcceptableFrameTypes: INTEGER 1 or 2
+        name = PORT_VLAN_ENTRY + (2, r.randrange(1, 50))
+        value = integer(r.choice([-1, 0, 1, 2, 3, 2**31 - 1]))
+    else:            # any column, any type
+        name = random_name(r)
+        value = r.choice([integer(r.randrange(-5, 5000)), tlv(OCTETS, b"\xff" * r.randrange(9)),
+                          unsigned(r.randrange(5000), GAUGE), tlv(NULL, b""),
+                          unsigned(7, TIMETICKS), oid_bytes((1, 3, 6)),
+                          tlv(IPADDRESS, b"\x7f\0\0\1")])
+    return name, value
+
+
+def random_request(r):
+    """(command, field1, field2, varbinds) mixing tables in one request."""
+    command = r.choice([GET, GETNEXT, GETBULK, SET])
+    count = r.randrange(1, 7)
+    if command == SET:
+        return command, 0, 0, [random_set_value(r) for _ in range(count)]
+    f1, f2 = (r.randrange(0, 3), r.randrange(0, 12)) if command == GETBULK else (0, 0)
+    return command, f1, f2, [(random_name(r), tlv(NULL, b"")) for _ in range(count)]
+
+
+def check_answer(request, answer):
+    """Raises Malformed unless `answer` answers `request` by the protocol's rules."""
+    command, f1, f2, asked = request
+    got_command, _, errstat, errindex, got = answer
+    if got_command != RESPONSE or not 0 <= errstat <= 18 or not 0 <= errindex <= len(asked):
+        raise Malformed("bad response header")
+    if errstat == TOO_BIG:
+        return
+    names = [name for name, _ in asked]
+    forward = lambda g, a: g[0] > a or (g[1] == END_OF_MIB_VIEW and g[0] == a)
+    if command != GETBULK:
+        if len(got) != len(asked):
+            raise Malformed("varbind count")
+        for g, a in zip(got, names):
+            ok = forward(g, a) if command == GETNEXT and errstat == 0 else g[0] == a
+            if not ok:
+                raise Malformed("answer %s to %s" % (g[0], a))
+        return
+    if errstat:
+        return
+    n = min(f1, len(names))
+    columns = len(names) - n
+    if len(got) > n + f2 * columns:
+        raise Malformed("too many GETBULK varbinds")
+    for i, g in enumerate(got):
+        previous = names[i] if i < n + columns else got[i - columns][0]
+        # net-snmp 5.9 names a repeater's endOfMibView after another varbind of the request.
+        if i >= n and g[1] == END_OF_MIB_VIEW:
+            continue
+        if not forward(g, previous):
+            raise Malformed("GETBULK answer %s after %s" % (g[0], previous))
+
+
+# ---- the switch and snmpd ----------------------------------------------------------------
+
+class Switch:
+    """The simulated switch's control socket, one command per connection."""
+
+    def __init__(self, path):
+        self.path = path
+
+    def run(self, line):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as s:
+            s.settimeout(30)
+            s.connect(self.path)
+            s.sendall(line.encode() + b"\n")
+            chunks = []
+            while True:
+                chunk = s.recv(65536)
+                if not chunk:
+                    break
+                chunks.append(chunk)
+        return b"".join(chunks).decode()
+
+    def input_config(self):
+        """The input configuration as `show` prints it, less the VLANs' live port status."""
+        vlans = [line.rsplit(None, 1)[0] for line in self.run("show vlans").splitlines()[2:]]
+        return "\n".join(vlans) + self.run("show switchports")
+
+
+class Snmpd:
+    """A private snmpd with the plug-in, on 127.0.0.1:port."""
+
+    def __init__(self, plugin, port, workdir, preload):
+        self.workdir, self.port = workdir, port
+        self.socket = os.path.join(workdir, "control.sock")
+        self.out = os.path.join(workdir, "snmpd.out")
+        conf = os.path.join(workdir, "snmpd.conf")
+        with open(conf, "w") as f:
+            f.write("rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"
+                    "dlmod bridgesnmp %s\nbridgesnmpControlSocket %s\n" % (plugin, self.socket))
+        # A persistent directory of its own: snmpd writes an snmpd.conf there.
+        persist = os.path.join(workdir, "persist")
+        os.mkdir(persist)
+        env = dict(os.environ, SNMPCONFPATH=workdir, SNMP_PERSISTENT_DIR=persist, MIBS="",
+                   ASAN_OPTIONS="detect_leaks=0:abort_on_error=1",
+                   UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1")
+        if preload:
+            env["LD_PRELOAD"] = preload
+        with open(self.out, "w") as out:
+            self.process = subprocess.Popen(
+                ["snmpd", "-f", "-C", "-c", conf, "-Lf", os.path.join(workdir, "snmpd.log"),
+                 "udp:127.0.0.1:%d" % port], stdout=out, stderr=subprocess.STDOUT, env=env)
+        for _ in range(300):
+            if os.path.exists(self.socket):
+                return
+            self.require_alive()
+            time.sleep(0.1)
+        self.process.kill()
+        raise SystemExit("snmpd did not open the control socket; see " + self.out)
+
+    def alive(self):
+        return self.process.poll() is None
+
+    def require_alive(self):
+        if not self.alive():
+            raise SystemExit("snmpd died:\n" + self.sanitizer_report())
+
+    def sanitizer_report(self):
+        with open(self.out, errors="replace") as f:
+            text = f.read()
+        hits = re.findall(r".*(?:AddressSanitizer|runtime error|LeakSanitizer).*", text)
+        return "\n".join(hits[:20])
+
+    def rss_kb(self):
+        with open("/proc/%d/status" % self.process.pid) as f:
+            return int(re.search(r"VmRSS:\s+(\d+)", f.read()).group(1))
+
+    def stop(self):
+        self.process.send_signal(signal.SIGTERM)
+        try:
+            self.process.wait(30)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+
+
+class Run:
+    """Shared state of the lanes: counters, the first failure, the stop flag."""
+
+    def __init__(self):
+        self.lock = threading.Lock()
+        self.counts = {}
+        self.failure = None
+        self.stop = threading.Event()
+
+    def count(self, what, n=1):
+        with self.lock:
+            self.counts[what] = self.counts.get(what, 0) + n
+
+    def fail(self, text):
+        with self.lock:
+            if self.failure is None:
+                self.failure = text
+        self.stop.set()
+
+
+def exchange(sock, data, timeout=5.0):
+    sock.settimeout(timeout)
+    sock.send(data)
+    return sock.recv(65535)
+
+
+def walk(run, port, rng):
+    """One GETBULK walk of a random table: strictly increasing, ends past the table."""
+    entry = rng.choice(TABLES)[0]
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.connect(("127.0.0.1", port))
+        at, steps = entry, 0
+        while not run.stop.is_set():
+            reqid = rng.randrange(1 << 24, 1 << 31)
+            try:
+                answer = parse_message(exchange(s, message(b"public", GETBULK, reqid, 0, 25,
+                                                           [(at, tlv(NULL, b""))]), 20))
+            except (socket.timeout, Malformed) as e:
+                return run.fail("walk of %s stopped after %d steps: %r" % (entry, steps, e))
+            if answer[1] != reqid or answer[2] != 0:
+                return run.fail("walk of %s: answer %r" % (entry, answer[:4]))
+            for name, tag, _ in answer[4]:
+                if tag == END_OF_MIB_VIEW or name[:len(entry)] != entry:
+                    run.count("walks")
+                    run.count("walk steps", steps)
+                    return
+                if name <= at:
+                    return run.fail("walk of %s went from %s to %s" % (entry, at, name))
+                at, steps = name, steps + 1
+
+
+def walk_lane(run, port, seed):
+    rng = random.Random(seed)
+    while not run.stop.is_set():
+        walk(run, port, rng)
+
+
+def set_lane(run, port, switch, seed, check_config):
+    """SETs one at a time; a refused one must leave the input configuration as it was."""
+    rng = random.Random(seed)
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.connect(("127.0.0.1", port))
+        while not run.stop.is_set():
+            request = (SET, 0, 0, [random_set_value(rng) for _ in range(rng.randrange(1, 5))])
+            before = switch.input_config() if check_config else None
+            reqid = rng.randrange(1 << 24, 1 << 31)
+            try:
+                answer = parse_message(exchange(s, message(b"private", SET, reqid, 0, 0,
+                                                           request[3])))
+                check_answer(request, answer)
+            except (socket.timeout, Malformed) as e:
+                return run.fail("SET %r: %r" % (request[3], e))
+            run.count("set lane SETs")
+            if answer[2] == 0:
+                run.count("accepted SETs")
+            else:
+                run.count("refused SETs")
+                if check_config and switch.input_config() != before:
+                    return run.fail("refused SET %r changed the configuration" % (request[3],))
+
+
+def churn_lane(run, switch, seed, soak):
+    """The switch's own changes; in a soak about 10,000 a second."""
+    rng = random.Random(seed)
+    hosts, tick, flapped = [], 0, None
+    while not run.stop.is_set():
+        started = time.monotonic()
+        tick += 1
+        try:
+            changes = 0
+            if soak:
+                changes += int(switch.run("burst 500 8 seed %d" % tick).split()[-1])
+                changes += int(switch.run("flush intf Ethernet%d" % (tick % 8 + 1)).split()[-1])
+                vlan = 600 + tick % 50
+                for line in ("vlan add %d name soak%d" % (vlan, tick), "vlan name %d renamed" % vlan,
+                             "vlan del %d" % vlan):
+                    switch.run(line)
+                    changes += 1
+            for _ in range(20):
+                mac = "02:5a:%02x:%02x:%02x:%02x" % tuple(rng.randrange(256) for _ in range(4))
+                switch.run("learn 10 %s Ethernet%d" % (mac, rng.randrange(9, 17)))
+                hosts.append(mac)
+                changes += 1
+            for mac in rng.sample(hosts, min(10, len(hosts))):
+                reply = switch.run("move 10 %s Ethernet%d" % (mac, rng.randrange(9, 17)))
+                changes += reply.startswith("ok")
+            for _ in range(min(20, len(hosts))):
+                changes += switch.run("age 10 %s" % hosts.pop(rng.randrange(len(hosts)))
+                                      ).startswith("ok")
+            port = "Ethernet%d" % rng.randrange(25, 33)
+            if flapped:
+                switch.run("link %s up" % flapped)
+                flapped = None
+            elif switch.run("link %s down" % port).startswith("ok"):
+                flapped = port
+            changes += 1
+        except OSError as e:
+            return run.fail("control socket: %r" % e)
+        run.count("switch changes", changes)
+        time.sleep(max(0.0, 0.1 - (time.monotonic() - started)))
+
+
+def request_lane(run, port, seed, pdus, window=64):
+    """Random requests (every answer checked) and mutated ones (any answer well-formed)."""
+    rng = random.Random(seed)
+    templates = []
+    for _ in range(4000):
+        request = random_request(rng)
+        community = b"private" if request[0] == SET else b"public"
+        data = bytearray(message(community, request[0], 1 << 24, request[1], request[2],
+                                 request[3]))
+        templates.append((request, data, data.index(b"\x02\x04\x01\x00\x00\x00") + 2))
+    sockets = []
+    for _ in range(2):
+        s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
+        s.connect(("127.0.0.1", port))
+        s.setblocking(False)
+        sockets.append(s)
+    checked, mutated = sockets
+    selector = selectors.DefaultSelector()
+    for s in sockets:
+        selector.register(s, selectors.EVENT_READ)
+    pending, next_id, sent = {}, 1 << 24, 0
+    last_answer = time.monotonic()
+    while not run.stop.is_set() and sent < pdus:
+        while len(pending) < window and sent < pdus:
+            request, data, at = rng.choice(templates)
+            if rng.random() < 0.2:
+                data = bytearray(data)
+                for _ in range(rng.randrange(1, 4)):
+                    data[rng.randrange(len(data))] = rng.randrange(256)
+                mutated.send(data)
+                run.count("mutated PDUs")
+            else:
+                next_id = next_id + 1 if next_id < (1 << 31) - 1 else 1 << 24
+                data[at:at + 4] = next_id.to_bytes(4, "big")
+                checked.send(data)
+                pending[next_id] = (request, time.monotonic())
+            sent += 1
+        for key, _ in selector.select(0.5):
+            while True:
+                try:
+                    datagram = key.fileobj.recv(65535)
+                except BlockingIOError:
+                    break
+                last_answer = time.monotonic()
+                try:
+                    answer = parse_message(datagram)
+                    if key.fileobj is checked:
+                        request, _ = pending.pop(answer[1])
+                        check_answer(request, answer)
+                        run.count("answers checked")
+                        if request[0] == SET and answer[2] == 0:
+                            run.count("accepted SETs")
+                    else:
+                        run.count("mutated answers")
+                except (Malformed, KeyError) as e:
+                    return run.fail("answer %r: %r" % (bytes(datagram[:64]), e))
+        now = time.monotonic()
+        for reqid in [k for k, (_, t) in pending.items() if now - t > 10]:
+            del pending[reqid]
+            run.count("unanswered")
+        if now - last_answer > 20:
+            return run.fail("no answer for 20 s")
+    run.count("request lane PDUs", sent)
+
+
+# ---- the runs ---------------------------------------------------------------------------
+
+def start_lanes(run, args, snmpd, switch, soak):
+    lanes = [threading.Thread(target=walk_lane, args=(run, args.port, 11), daemon=True),
+             threading.Thread(target=set_lane, args=(run, args.port, switch, 12, not soak),
+                              daemon=True),
+             threading.Thread(target=churn_lane, args=(run, switch, 13, soak), daemon=True)]
+    for lane in lanes:
+        lane.start()
+    return lanes
+
+
+def watch(run, snmpd, until):
+    while not run.stop.is_set() and not until():
+        if not snmpd.alive():
+            run.fail("snmpd died")
+        elif snmpd.sanitizer_report():
+            run.fail("sanitizer report")
+        run.stop.wait(1)
+
+
+def finish(run, snmpd, extra=""):
+    run.stop.set()
+    time.sleep(1)
+    report = snmpd.sanitizer_report()
+    alive = snmpd.alive()
+    snmpd.stop()
+    for key in sorted(run.counts):
+        print("%-22s %d" % (key, run.counts[key]))
+    print(extra, end="")
+    if run.failure or report or not alive:
+        print("FAILED: %s\n%s" % (run.failure or "snmpd died", report))
+        return 1
+    print("PASSED")
+    return 0
+
+
+def storm(args, workdir):
+    snmpd = Snmpd(args.plugin, args.port, workdir, args.preload)
+    switch = Switch(snmpd.socket)
+    run = Run()
+    initial = switch.input_config()
+    start_lanes(run, args, snmpd, switch, soak=False)
+    requests = threading.Thread(target=request_lane, args=(run, args.port, 14, args.pdus))
+    requests.start()
+    started = time.monotonic()
+    watch(run, snmpd, lambda: not requests.is_alive())
+    seconds = time.monotonic() - started
+    extra = "%-22s %.0f\n" % ("seconds", seconds)
+    # With every SET refused, the configuration must be the one the switch started with.
+    if not run.failure and snmpd.alive() and not run.counts.get("accepted SETs") and \
+            switch.input_config() != initial:
+        run.fail("the input configuration changed though every SET was refused")
+    return finish(run, snmpd, extra)
+
+
+def soak(args, workdir):
+    snmpd = Snmpd(args.plugin, args.port, workdir, args.preload)
+    switch = Switch(snmpd.socket)
+    run = Run()
+    start_lanes(run, args, snmpd, switch, soak=True)
+    started, samples = time.monotonic(), []
+
+    def sample():
+        elapsed = time.monotonic() - started
+        if not samples or elapsed - samples[-1][0] >= args.sample:
+            samples.append((elapsed, snmpd.rss_kb(), run.counts.get("switch changes", 0)))
+            print("t=%6.0f s  rss=%7d kB  changes=%d  walks=%d" % (
+                samples[-1][0], samples[-1][1], samples[-1][2], run.counts.get("walks", 0)),
+                flush=True)
+        return elapsed >= args.duration
+
+    watch(run, snmpd, sample)
+    warm = [s for s in samples if s[0] >= args.warmup]
+    extra = ""
+    if len(warm) >= 2:
+        base = warm[0][1]
+        low, high = min(s[1] for s in warm), max(s[1] for s in warm)
+        rate = (samples[-1][2] - warm[0][2]) / max(1.0, samples[-1][0] - warm[0][0])
+        extra = ("RSS start %d kB, after warm-up %d kB, end %d kB, band %d..%d kB "
+                 "(%+.1f%%..%+.1f%%); %.0f changes/s\n" % (
+                     samples[0][1], base, samples[-1][1], low, high,
+                     100.0 * (low - base) / base, 100.0 * (high - base) / base, rate))
+        if high > base * 1.05 or low < base * 0.95:
+            run.fail("RSS left the 5 % band after warm-up")
+    else:
+        run.fail("the soak ended before its warm-up")
+    return finish(run, snmpd, extra)
+
+
+def seconds(text):
+    """A duration: plain seconds, or with an s, m or h suffix."""
+    scale = {"s": 1, "m": 60, "h": 3600}.get(text[-1:], None)
+    return float(text[:-1]) * scale if scale else float(text)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("mode", choices=["storm", "soak"])
+    parser.add_argument("--plugin", required=True, help="bridgesnmp.so to load")
+    parser.add_argument("--preload", default="", help="sanitizer runtime for LD_PRELOAD")
+    parser.add_argument("--port", type=int, default=0, help="UDP port (default: a free one)")
+    parser.add_argument("--pdus", type=int, default=1000000, help="storm: PDUs to send")
+    parser.add_argument("--duration", type=seconds, default=600, help="soak: 600, 10m, 1h")
+    parser.add_argument("--warmup", type=seconds, default=None,
+                        help="soak: time not judged (default a fifth, at most 5m)")
+    parser.add_argument("--sample", type=float, default=10, help="soak: seconds between RSS")
+    args = parser.parse_args()
+    args.plugin = os.path.abspath(args.plugin)
+    if not args.port:
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+            probe.bind(("127.0.0.1", 0))
+            args.port = probe.getsockname()[1]
+    if args.warmup is None:
+        args.warmup = min(300.0, args.duration / 5)
+    with tempfile.TemporaryDirectory(prefix="bridgesnmp-%s-" % args.mode) as workdir:
+        if os.environ.get("STORM_KEEP"):
+            workdir = tempfile.mkdtemp(prefix="bridgesnmp-kept-")
+            print("working in", workdir)
+        sys.exit((storm if args.mode == "storm" else soak)(args, workdir))
+
+
+if __name__ == "__main__":
+    main()
