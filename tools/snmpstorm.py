@@ -291,9 +291,12 @@ class Switch:
         return b"".join(chunks).decode()
 
     def input_config(self):
-        """The input configuration as `show` prints it, less the VLANs' live port status."""
+        """The input configuration as `show` prints it: the VLANs less their live port status,
+        the switchports' input columns (port, mode, access, native, allowed) less what the
+        switch has applied so far."""
         vlans = [line.rsplit(None, 1)[0] for line in self.run("show vlans").splitlines()[2:]]
-        return "\n".join(vlans) + self.run("show switchports")
+        ports = [" ".join(line.split()[:5]) for line in self.run("show switchports").splitlines()]
+        return "\n".join(vlans) + "\n" + "\n".join(ports)
 
 
 class Snmpd:

@@ -159,10 +159,11 @@ bool pvidWithTaggedOnly(const Request& request) {
 
 // Rules for each egress binding: a port keeps the native VLAN it is given or has.
 bool egressKeepsNativeVlans(const Request& request) {
-   for (const auto& [vlan, set] : request.egress()) {
-      const std::uint32_t v = vlan->index();
+   for (const auto& binding : request.egress()) {
+      const std::uint32_t v = binding.first->index();
+      const EthPortIdSet& set = *binding.second;
       const bool kept = everyPort(request, [&](const Dot1dBasePortEntry& row) {
-         if (set->portId(row.port().value())) {
+         if (set.portId(row.port().value())) {
             return true;
          }
          const PortRequest& port = request.of(row);
@@ -204,15 +205,17 @@ bool oneUntaggedVlanPerPort(const Request& request) {
 // binding changes the port's membership.
 void recordSetActions(const Request& request) {
    QBridgeMib& mib = *request.mib();
-   for (const auto& [vlanStaticEntry, portIdSet] : request.egress()) {
+   for (const auto& binding : request.egress()) {
+      const auto& vlanStaticEntry = binding.first;
+      const auto& portIdSet = binding.second;
       if (!validateDot1qVlanStaticPorts(vlanStaticEntry, portIdSet)) {
          Kel::assertionFailed("validateDot1qVlanStaticPorts( vlanStaticEntry, portIdSet )",
                               __FILE__, __LINE__, __func__);
       }
       const std::uint32_t v = vlanStaticEntry->index();
-      everyPort(request, [&](const Dot1dBasePortEntry& row) {
+      everyPort(request, [&, &ports = *portIdSet](const Dot1dBasePortEntry& row) {
          const Kel::String8& name = row.intf().stringValue();
-         const bool changes = portIdSet->portId(row.port().value()) != request.carries(row, v);
+         const bool changes = ports.portId(row.port().value()) != request.carries(row, v);
          if (changes) {
             mib.sepActionIs(name, takeAction);
          } else if (mib.sepAction(name) != takeAction) {
@@ -275,10 +278,11 @@ Bridging::VlanIdOrNone nativeAfter(const Request& request, const Dot1dBasePortEn
 // A port that an untagged binding of its native VLAN leaves out is to tag that VLAN, which
 // an admitAll binding contradicts.
 bool noTaggedNativeWithAdmitAll(const Request& request) {
-   for (const auto& [vlan, set] : request.untagged()) {
-      const std::uint32_t u = vlan->index();
+   for (const auto& binding : request.untagged()) {
+      const std::uint32_t u = binding.first->index();
+      const EthPortIdSet& set = *binding.second;
       const bool fine = everyPort(request, [&](const Dot1dBasePortEntry& row) {
-         if (!request.of(row).admitAll || set->portId(row.port().value()) ||
+         if (!request.of(row).admitAll || set.portId(row.port().value()) ||
              nativeAfter(request, row).value() != u) {
             return true;
          }
