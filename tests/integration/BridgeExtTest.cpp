@@ -22,14 +22,6 @@ Oid row(std::uint32_t mark, std::uint32_t fid, const std::string& mac) {
    return Oid(std::vector<std::uint32_t>{mark, fid}) + macIndex(mac);
 }
 
-Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer) {
-   Varbind vb;
-   vb.oid = oid;
-   vb.type = type;
-   vb.integer = integer;
-   return vb;
-}
-
 // Two plain learned hosts; the others are static, management, on no bridge port, or in the
 // internal VLAN.
 const std::string topology = Topology()

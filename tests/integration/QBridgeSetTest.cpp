@@ -27,21 +27,17 @@ Oid at(const Oid& column, std::uint32_t index) {
 
 // Ports 1 and 2 access in VLAN 10, port 3 access in 20, port 4 an uplink (native 1, tagged
 // 10 and 20), port 5 a server trunk (tagged 10 and 20 only), port 6 routed.
-const char* const topology = R"(
-ports:
-  - {range: Ethernet1-6, port_id: 1, if_index: 1}
-vlans:
-  - {id: 1, name: default}
-  - {id: 10, name: engineering}
-  - {id: 20, name: sales}
-  - {id: 4094, name: internal4094, internal: true}
-switchports:
-  - {range: Ethernet1-2, mode: access, access_vlan: 10}
-  - {interface: Ethernet3, mode: access, access_vlan: 20}
-  - {interface: Ethernet4, mode: trunk, native_vlan: 1, allowed_vlans: "1,10,20"}
-  - {interface: Ethernet5, mode: trunk, native_vlan: none, allowed_vlans: "10,20"}
-  - {interface: Ethernet6, mode: routed}
-)";
+const Topology topology = Topology()
+                              .ports("Ethernet1-6", 1)
+                              .vlan(1, "default")
+                              .vlan(10, "engineering")
+                              .vlan(20, "sales")
+                              .vlan(4094, "internal4094", "internal: true")
+                              .access("Ethernet1-2", 10)
+                              .access("Ethernet3", 20)
+                              .trunk("Ethernet4", "1,10,20", "1")
+                              .trunk("Ethernet5", "10,20", "none")
+                              .entry("switchports", "interface: Ethernet6, mode: routed");
 
 class QBridgeSetTest : public SwitchAgentTest {
  protected:

@@ -133,4 +133,12 @@ Oid macIndex(const std::string& mac) {
    return Oid(arcs);
 }
 
+Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer) {
+   Varbind vb;
+   vb.oid = oid;
+   vb.type = type;
+   vb.integer = integer;
+   return vb;
+}
+
 }  // namespace Harness

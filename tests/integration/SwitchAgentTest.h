@@ -70,4 +70,7 @@ bool eventually(const std::function<bool()>& check);
 // The index arcs of a MAC address, "00:1c:73:aa:bb:cc".
 Oid macIndex(const std::string& mac);
 
+// An expected varbind of a numeric type (INTEGER, Counter32, Gauge32, TimeTicks).
+Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer);
+
 }  // namespace Harness
