@@ -49,7 +49,7 @@ constexpr const char* returning2 = "returning 2";
 constexpr const char* returning4094 = "returning 4094";
 
 // dot1qVlanVersionNumber: version1(1). dot1qGvrpStatus: disabled(2), as this bridge runs
-// no GVRP. dot1qNextFreeLocalVlanIndex: 0, as no VLAN is created through this MIB.
+// no GVRP. dot1qNextFreeLocalVlanIndex: 0, as no dot1qVlanStaticTable row is created by SET.
 using Dot1qVlanVersionNumber =
     Snmp::ConstantScalar<unit, versionHandler, versionName, ASN_INTEGER, 1, returning1>;
 using Dot1qMaxVlanId = Snmp::ConstantScalar<unit, maxVlanIdHandler, maxVlanIdName, ASN_INTEGER,
