@@ -97,14 +97,7 @@ void FidSm::KelFdbConfig::handleConfiguredHost(const Velnet::EthAddr& address) {
       }
       return;
    }
-   AGENT_TRACE(1, "Deleting dot1qTpFdbTable entry for " << qKey);
-   mib.dot1qTpFdbTableDel(qKey);
-   if (const auto hostsInFid = sm_.fidHostMap(fid_)) {
-      hostsInFid->hostDel(address);
-   }
-   if (fid_ == bridgeMibFid) {
-      mib.dot1dTpFdbTableDel(address);
-   }
+   sm_.removeRows(key);
    AGENT_TRACE(1, "Giving handleLearnedHost a chance for " << qKey);
    if (auto* learned = sm_.fdbStatus(fid_); learned && sm_.initialized()) {
       learned->handleLearnedHost(address);
@@ -198,6 +191,7 @@ FidSm::FidSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
       configReactor_ = std::make_unique<KelConfig>(*this, config_);
    }
    handleInitialized();
+   adoptExistingRows();
 }
 
 FidSm::~FidSm() {
@@ -221,8 +215,52 @@ void FidSm::handleInitialized() {
    }
 }
 
+void FidSm::adoptExistingRows() {
+   KEL_RING_TRACE();
+   std::vector<std::pair<Bridging::HostKey, BridgeSnmp::Dot1qTpFdbStatus>> rows;
+   for (auto it = mib_->dot1qTpFdbTableIteratorConst(); it; ++it) {
+      const Bridging::HostKey key(it.key().fid(), it.key().address());
+      rows.emplace_back(key, (*it)->status());
+      fidHostMapIs(key.fid())->hostIs(key.address(), (*it)->intf());
+   }
+   for (const auto& [key, rowStatus] : rows) {
+      if (const auto* configured = fdbConfig(key.fid());
+          configured && configured->notifier()->configuredHostCollection().find(key.address())) {
+         continue;  // brought up to date by the configuration's own sweep
+      }
+      KelFdbStatus* learnedFid = fdbStatus(key.fid());
+      if (!learnedFid) {
+         removeRows(key);  // its FID has no status any more
+         continue;
+      }
+      const Bridging::LearnedHost* learned =
+          learnedFid->notifier()->learnedHostRecord(key.address());
+      if (rowStatus == BridgeSnmp::statusMgmt &&
+          !(learned && learned->entryType == managementEntryType)) {
+         removeRows(key);  // made from a configured host that is configured no more
+      }
+      addHostKeyToBacklog(key);  // the backlog updates the row, makes it again or removes it
+   }
+}
+
+void FidSm::removeRows(const Bridging::HostKey& key) {
+   AGENT_TRACE(1, "Deleting dot1qTpFdbTable entry for " << rowKey(key));
+   mib_->dot1qTpFdbTableDel(rowKey(key));
+   if (const auto hostsInFid = fidHostMap(key.fid())) {
+      hostsInFid->hostDel(key.address());
+   }
+   if (key.fid() == bridgeMibFid) {
+      mib_->dot1dTpFdbTableDel(key.address());
+   }
+}
+
 void FidSm::addHostKeyToBacklog(const Bridging::HostKey& key) {
    KEL_RING_TRACE();
+   if (!activity_) {
+      // Without an activity no clock ever runs a slice: the key is worked off at once.
+      doProcessBacklog(key);
+      return;
+   }
    backlog_.assign(key, true);
    // Only an idle clock is woken; a wake-up already pending is left as it is.
    if (clock_.timeMin() > std::numeric_limits<double>::max()) {
@@ -292,6 +330,9 @@ void FidSm::doProcessBacklog(const Bridging::HostKey& key) {
       }
       if (qEntry->status() == BridgeSnmp::statusLearned || management) {
          AGENT_TRACE(1, "Updating dot1qTpFdbTable entry for " << qKey);
+         if (qEntry->fdbStatus() != fdbStatus) {
+            qEntry->fdbStatusIs(fdbStatus);  // a row adopted from an earlier status entity
+         }
          qEntry->intfIs(learned->intf);
          if (dEntry) {
             dEntry->intfIs(learned->intf);
@@ -303,14 +344,7 @@ void FidSm::doProcessBacklog(const Bridging::HostKey& key) {
       return;
    }
    if (qEntry->status() == BridgeSnmp::statusLearned) {
-      AGENT_TRACE(1, "Deleting dot1qTpFdbTable entry for " << qKey);
-      mib.dot1qTpFdbTableDel(qKey);
-      if (const auto hostsInFid = fidHostMap(key.fid())) {
-         hostsInFid->hostDel(key.address());
-      }
-      if (dEntry) {
-         mib.dot1dTpFdbTableDel(key.address());
-      }
+      removeRows(key);
    } else {
       AGENT_TRACE(1, "Not deleting " << qEntry->status() << " entry when learned entry goes away");
    }

@@ -119,7 +119,8 @@ class FidSm : public Kel::Entity {
       return activity_ == activity && mib_ == mib && config_ == config && status_ == status;
    }
 
-   // Enters a key in the backlog and, if no slice is pending, asks for one now.
+   // Enters a key in the backlog and, if no slice is pending, asks for one now. A machine
+   // without an activity has no clock, so it processes the key at once instead.
    void addHostKeyToBacklog(const Bridging::HostKey& key);
    // One slice: processes backlog keys until none is left or the quantum is spent.
    void handleClock();
@@ -129,6 +130,12 @@ class FidSm : public Kel::Entity {
    void handleInitialized();
    // Removes every row of a FID whose status went.
    void handleFibDel(Bridging::Fid fid);
+   // A machine built on a cache that already has forwarding rows (its inputs changed, or a
+   // bridge came back) takes them over: each is tracked in its FID's host map, a row whose
+   // FID or configured host is gone is removed now, and the others are queued so that the
+   // backlog brings them in line with the learned hosts. No row is left that the inputs do
+   // not give.
+   void adoptExistingRows();
 
    const Backlog& backlog() const { return backlog_; }
    double backlogQuantum() const { return backlogQuantum_; }
@@ -144,6 +151,8 @@ class FidSm : public Kel::Entity {
 
  private:
    friend class KelFdbConfig;
+   // Removes a host's forwarding rows and its host-map entry.
+   void removeRows(const Bridging::HostKey& key);
    FidHostMap::Ptr fidHostMapIs(Bridging::Fid fid);
    void fidHostMapDel(Bridging::Fid fid);
 

@@ -1,5 +1,7 @@
 #include "agent/PortSm.h"
 
+#include <vector>
+
 #include "agent/Agent.h"
 #include "agent/AgentTrace.h"
 #include "agent/VlanConfigSm.h"
@@ -28,6 +30,7 @@ void PortSm::KelIntfStatus::handlePortId() {
       return;
    }
    const auto row = sm_.mib_->dot1dBasePortTableIs(portId);
+   rowPort_ = portId;
    row->intfIs(intf_);
    row->ifIndexIs(ifIndex);
    const auto agent = currentAgent();
@@ -95,6 +98,41 @@ PortSm::PortSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
    KEL_RING_TRACE();
    if (mib_ && intfStatusDir_) {
       dirReactor_ = std::make_unique<KelIntfStatusDir>(*this, intfStatusDir_);
+   }
+   if (mib_) {
+      dropRowsNotGiven();
+   }
+}
+
+void PortSm::dropRowsNotGiven() {
+   KEL_RING_TRACE();
+   const auto gives = [this](const Velnet::IntfId& intf, Interface::EthPortId port) {
+      const KelIntfStatus* reactor = intfStatus(intf);
+      return reactor && reactor->rowPort() == port;
+   };
+   std::vector<Interface::EthPortId> rows;
+   for (auto it = mib_->dot1dBasePortTableIteratorConst(); it; ++it) {
+      if (!gives((*it)->intf(), it.key())) {
+         rows.push_back(it.key());
+      }
+   }
+   for (const auto port : rows) {
+      AGENT_TRACE(1, "deleting port ID -> ifIndex for " << port);
+      mib_->dot1dBasePortTableDel(port);
+   }
+   const auto agent = currentAgent();
+   if (!agent) {
+      return;
+   }
+   std::vector<Velnet::IntfId> entries;
+   for (auto it = agent->portIdIteratorConst(); it; ++it) {
+      if (!gives(it.key(), *it)) {
+         entries.push_back(it.key());
+      }
+   }
+   for (const auto& intf : entries) {
+      AGENT_TRACE(1, "deleting name -> port ID for " << intf);
+      agent->portIdDel(intf);
    }
 }
 

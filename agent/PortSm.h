@@ -28,10 +28,13 @@ class PortSm : public Kel::Entity {
       void handlePortId();
       // The interface went: its row and its map entry go.
       void handleDel();
+      // The port whose row this interface gave; 0 while it gives none.
+      Interface::EthPortId rowPort() const { return rowPort_; }
 
     private:
       PortSm& sm_;
       Velnet::IntfId intf_;
+      Interface::EthPortId rowPort_;
    };
 
    // The interface-status directory's reactor.
@@ -62,6 +65,10 @@ class PortSm : public Kel::Entity {
    std::size_t intfStatuss() const { return intfStatus_.size(); }
 
  private:
+   // Built on a cache that already has port rows (its input changed): removes the rows and
+   // port-map entries that no interface of the new input gives.
+   void dropRowsNotGiven();
+
    Kel::Activity::Ptr activity_;
    BridgeSnmp::QBridgeMib::Ptr mib_;
    Interface::EthIntfStatusDir::PtrConst intfStatusDir_;

@@ -137,6 +137,31 @@ VlanConfigSm::VlanConfigSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::
    if (mib_ && config_) {
       configReactor_ = std::make_unique<KelConfig>(*this, config_);
    }
+   if (mib_) {
+      dropValuesNotGiven();
+   }
+}
+
+void VlanConfigSm::dropValuesNotGiven() {
+   KEL_RING_TRACE();
+   std::vector<std::uint32_t> vlans;
+   for (auto it = mib_->dot1qVlanStaticTableIteratorConst(); it; ++it) {
+      if (!vlanConfig(Bridging::VlanId(it.key()))) {
+         vlans.push_back(it.key());
+      }
+   }
+   for (const auto id : vlans) {
+      AGENT_TRACE(1, "Deleting dot1qVlanStaticTable entry for vlan " << id);
+      mib_->dot1qVlanStaticTableDel(id);
+   }
+   // A port the new configuration has no switchport for shows what a new port row shows.
+   for (auto it = mib_->dot1dBasePortTableIteratorConst(); it; ++it) {
+      if (!switchIntfConfig((*it)->intf())) {
+         const auto row = mib_->dot1dBasePortTable(it.key());
+         row->dot1qPvidLocalIs(Bridging::VlanIdOrNone());
+         row->admitFrameLocalIs(admitAll);
+      }
+   }
 }
 
 VlanConfigSm::~VlanConfigSm() {

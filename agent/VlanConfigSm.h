@@ -70,6 +70,10 @@ class VlanConfigSm : public Kel::Entity {
    KelSwitchIntfConfig* switchIntfConfig(const Velnet::IntfId& intf) const;
 
  private:
+   // Built on a cache that already has rows (its input changed): removes the static rows of
+   // VLANs the new configuration lacks and resets the PVID and frame types of ports it
+   // has no switchport for.
+   void dropValuesNotGiven();
    Kel::Activity::Ptr activity_;
    BridgeSnmp::QBridgeMib::Ptr mib_;
    Bridging::Config::PtrConst config_;

@@ -126,6 +126,26 @@ VlanStatusSm::VlanStatusSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::
    if (mib_ && config_) {
       configReactor_ = std::make_unique<KelConfig>(*this, config_);
    }
+   if (mib_) {
+      dropRowsNotGiven();
+   }
+}
+
+void VlanStatusSm::dropRowsNotGiven() {
+   KEL_RING_TRACE();
+   std::vector<std::uint32_t> vlans;
+   for (auto it = mib_->dot1qVlanCurrentTableIteratorConst(); it; ++it) {
+      const KelVlanStatus* reactor = vlanStatus(Bridging::VlanId(it.key()));
+      if (!reactor || reactor->e() != *it) {
+         vlans.push_back(it.key());
+      }
+   }
+   for (const auto id : vlans) {
+      // To a manager the VLAN was deleted, so it is counted as a deletion.
+      AGENT_TRACE(1, "Deleting dot1qVlanCurrentTable entry for vlan " << id);
+      mib_->dot1qVlanCurrentTableDel(id);
+      mib_->dot1qVlanNumDeletesInc(1);
+   }
 }
 
 VlanStatusSm::~VlanStatusSm() {

@@ -87,6 +87,9 @@ class VlanStatusSm : public Kel::Entity {
    KelVlanStatus* vlanStatus(Bridging::VlanId id) const;
 
  private:
+   // Built on a cache that already has current rows (its input changed): removes the rows
+   // of VLANs the new status does not give.
+   void dropRowsNotGiven();
    Kel::Activity::Ptr activity_;
    BridgeSnmp::QBridgeMib::Ptr mib_;
    Bridging::VlanStatusDir::PtrConst statusDir_;

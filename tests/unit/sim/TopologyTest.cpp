@@ -46,7 +46,7 @@ EthAddr mac(const char* text) {
 }
 
 std::filesystem::path labFile() {
-   return std::filesystem::path(__FILE__).parent_path() / "../../../examples/lab-switch.yaml";
+   return std::filesystem::path(BRIDGESNMP_SOURCE_DIR) / "examples/lab-switch.yaml";
 }
 
 // Ports, VLANs and switchports the host tests build on (lines 1 to 12).
