@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/bridging/VlanId.h"
+#include "platform/sim/CommandWords.h"
 #include "platform/sim/Switch.h"
 #include "platform/velnet/EthAddr.h"
 
@@ -60,26 +61,9 @@ inline constexpr double maxAgingSeconds = 1000000.0;
 // switch's own exceptions, when the switch refuses).
 using CommandAction = std::function<std::string(Switch&)>;
 
-// Splits a command line into words, honouring double quotes. Raises CommandError on an
-// unterminated quote, a backslash at the end of a quoted word or a control character.
-std::vector<std::string> splitCommandLine(std::string_view line);
-// Joins words into a command line, quoting those that need it; splitCommandLine() gives the
-// words back.
-std::string joinCommandLine(const std::vector<std::string>& words);
-
 // Parses one command's words; raises CommandError naming the problem. Used by the
 // interpreter and, to check a command before sending it, by bridgectl.
 CommandAction parseCommand(const std::vector<std::string>& words);
-
-// Word parsers, each raising CommandError with a one-line reason.
-// "VLAN 5000 is outside 1-4094", "VLAN 'x' is not a number".
-Bridging::VlanId parseVlanWord(std::string_view word);
-// "'zz' is not a MAC address".
-Velnet::EthAddr parseMacWord(std::string_view word);
-// A decimal number without sign or trailing text, within [min, max]; `what` names it in
-// the reason ("burst count 0 is outside 1-1000000").
-std::uint64_t parseNumberWord(std::string_view word, std::string_view what, std::uint64_t min,
-                              std::uint64_t max);
 
 // The command summary that "help" answers with, one command a line.
 std::string commandHelpText();
