@@ -130,6 +130,10 @@ void PluginHost::unload() {
    if (platform_) {
       platform_->sw().statusReporterIs(nullptr);
    }
+   if (linuxBridge_ && mib_ && agent_) {
+      // No bridgectl reaches a Linux bridge's agent: its health goes to the log instead.
+      KEL_TRACE(snmpTrace, 1, linuxBridge_->summary() << "\n" << statusReport(*mib_, *agent_));
+   }
    if (agent_) {
       agent_->doShutdown();
       agent_ = nullptr;

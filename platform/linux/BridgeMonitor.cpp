@@ -49,6 +49,7 @@ void BridgeMonitor::publishSlice() {
 }
 
 void BridgeMonitor::resync() {
+   const double start = monotonicSeconds();
    ++resyncs_;
    events_.drain();  // whatever is queued happened before the dump and shows in it
    KernelBridge fresh(mirror_.bridge().name());
@@ -76,6 +77,7 @@ void BridgeMonitor::resync() {
       unpublished_.push_back(key);
    }
    publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
+   longestResync_ = std::max(longestResync_, monotonicSeconds() - start);
 }
 
 void BridgeMonitor::onReadable(int) {
@@ -89,7 +91,7 @@ void BridgeMonitor::onReadable(int) {
       if (n == -ENOBUFS) {
          KEL_TRACE(linuxTrace, 1, "notifications were lost; resynchronising");
          resync();
-         break;
+         return;  // a resync is timed on its own
       }
       if (n < 0) {
          KEL_TRACE(linuxTrace, 0, "reading notifications: " << std::strerror(static_cast<int>(-n)));
@@ -102,7 +104,7 @@ void BridgeMonitor::onReadable(int) {
       }
       if (appeared) {
          resync();  // ports may have joined before we heard of the bridge
-         break;
+         return;
       }
    }
    longestWake_ = std::max(longestWake_, monotonicSeconds() - start);

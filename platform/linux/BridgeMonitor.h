@@ -32,7 +32,10 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
    std::size_t unpublished() const { return unpublished_.size(); }
    std::uint64_t notifications() const { return notifications_; }
    std::uint64_t resyncs() const { return resyncs_; }
+   // The longest wake-up reading notifications or publishing a resync's differences, and the
+   // longest resync (its dumps are read in one go).
    double longestWake() const { return longestWake_; }
+   double longestResync() const { return longestResync_; }
 
    static constexpr double wakeQuantum = 0.01;
 
@@ -55,6 +58,7 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
    std::uint64_t notifications_ = 0;
    std::uint64_t resyncs_ = 0;
    double longestWake_ = 0.0;
+   double longestResync_ = 0.0;
    std::deque<Bridging::HostKey> unpublished_;
    Publisher publisher_{*this};
 };

@@ -40,7 +40,7 @@ class RtnlSocket {
    int request(const RtnlMessage& request);
 
    // Receive buffer of the event socket: room for a burst of notifications.
-   static constexpr int eventBufferBytes = 8 * 1024 * 1024;
+   static constexpr int eventBufferBytes = 32 * 1024 * 1024;
 
  private:
    mnl_socket* socket_ = nullptr;
