@@ -215,6 +215,11 @@ void BridgeMirror::publishVlans() {
    }
 }
 
+void BridgeMirror::republishSwitchport(const std::string& port) {
+   e_.config->switchIntfConfigDel(Velnet::IntfId(port));
+   publishVlans();
+}
+
 void BridgeMirror::mirrorInputVlans(const std::set<Bridging::VlanId>& vlans) {
    const auto restore = std::exchange(writingInput_, true);
    for (const auto vlan : mirroredVlans_) {

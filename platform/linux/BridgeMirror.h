@@ -39,6 +39,9 @@ class BridgeMirror {
    void inputHeldIs(std::set<std::string> names) { inputHeld_ = std::move(names); }
    // Writes the kernel's truth to one port's input configuration (after a refused write).
    void mirrorInput(const std::string& port);
+   // Publishes the port's applied switchport afresh, so that readers which showed a written
+   // value at once (a SET's PVID) go back to the kernel's.
+   void republishSwitchport(const std::string& port);
    // True while the mirror itself writes the input configuration: such changes ask nothing
    // of the kernel.
    bool writingInput() const { return writingInput_; }

@@ -46,7 +46,10 @@ LinuxPlatform::LinuxPlatform(Kel::ActivityManager& manager, Kel::Dir& root, std:
    mirror_ = std::make_unique<BridgeMirror>(entities_, bridgeName_);
    try {
       monitor_ = std::make_unique<BridgeMonitor>(*mirror_, manager);
-      writer_ = std::make_unique<VlanWriter>(entities_, *mirror_, monitor_->commands(), manager);
+      writer_ = std::make_unique<VlanWriter>(
+          entities_, *mirror_,
+          [this](const RtnlMessage& request) { return monitor_->commands().request(request); },
+          manager);
       KEL_TRACE(linuxTrace, 1, "serving Linux bridge " << bridgeName_);
    } catch (const std::exception& e) {
       problems_ += std::string(e.what()) + "\n";

@@ -55,9 +55,9 @@ class VlanWriter::InputReactor : public Bridging::Input::Config::NotifieeConst {
    std::map<Velnet::IntfId, std::unique_ptr<SwitchportReactor>> ports_;
 };
 
-VlanWriter::VlanWriter(BridgeEntities& entities, BridgeMirror& mirror, RtnlSocket& commands,
+VlanWriter::VlanWriter(BridgeEntities& entities, BridgeMirror& mirror, KernelRequest request,
                        Kel::ActivityManager& manager)
-    : e_(entities), mirror_(mirror), commands_(commands) {
+    : e_(entities), mirror_(mirror), request_(std::move(request)) {
    notifierIs(manager.clock());
    input_ = std::make_unique<InputReactor>(*this);
 }
@@ -100,6 +100,7 @@ void VlanWriter::refuse(const std::string& name, const std::string& reason) {
    ++refusals_;
    KEL_TRACE(linuxTrace, 0, name << ": VLAN configuration not applied: " << reason);
    mirror_.mirrorInput(name);
+   mirror_.republishSwitchport(name);
 }
 
 void VlanWriter::apply(const std::string& name) {
@@ -140,8 +141,7 @@ void VlanWriter::apply(const std::string& name) {
       if (vlans.empty()) {
          continue;
       }
-      const int error =
-          commands_.request(portVlanRequest(remove, ifindex, vlans, commands_.nextSeq()));
+      const int error = request_(portVlanRequest(remove, ifindex, vlans, ++seq_));
       if (error != 0) {
          refuse(name, std::string("the kernel refused ") + (remove ? "deleting" : "adding") +
                           " VLANs: " + std::strerror(-error));

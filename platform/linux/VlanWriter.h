@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -7,7 +8,7 @@
 
 #include "platform/kel/ActivityManager.h"
 #include "platform/linux/BridgeMirror.h"
-#include "platform/linux/RtnlSocket.h"
+#include "platform/linux/RtnlRequests.h"
 
 namespace Linux {
 
@@ -21,7 +22,10 @@ namespace Linux {
 // refusal) is traced, and the port's input configuration goes back to the kernel's truth.
 class VlanWriter : public Kel::Clock::NotifieeConst {
  public:
-   VlanWriter(BridgeEntities& entities, BridgeMirror& mirror, RtnlSocket& commands,
+   // Sends one acknowledged request to the kernel: 0, or the kernel's negative errno.
+   using KernelRequest = std::function<int(const RtnlMessage&)>;
+
+   VlanWriter(BridgeEntities& entities, BridgeMirror& mirror, KernelRequest request,
               Kel::ActivityManager& manager);
    ~VlanWriter() override;
 
@@ -41,7 +45,8 @@ class VlanWriter : public Kel::Clock::NotifieeConst {
 
    BridgeEntities& e_;
    BridgeMirror& mirror_;
-   RtnlSocket& commands_;
+   KernelRequest request_;
+   std::uint32_t seq_ = 0;
    std::set<std::string> pending_;
    std::unique_ptr<InputReactor> input_;
    std::uint64_t refusals_ = 0;

@@ -155,7 +155,7 @@ TEST_F(LinuxBridgeTest, HostsAreLearnedMoveAgeAndGo) {
    ip("link set h3 down");  // p3 loses its carrier: what it learned goes
    EXPECT_TRUE(gone(dot1dFdbPort + h1));
 
-   ip("link set br0 type bridge ageing_time 100");  // one second
+   ip("link set br0 type bridge ageing_time 100");         // one second
    EXPECT_TRUE(answers(agingTime, AsnType::Integer, 10));  // the least the MIB can say
    send(1, "02:00:00:00:00:05");
    const Oid h5 = macIndex("02:00:00:00:00:05");
@@ -172,6 +172,22 @@ TEST_F(LinuxBridgeTest, StaticEntriesAreManagementRows) {
    EXPECT_TRUE(answers(dot1dFdbStatus + host, AsnType::Integer, mgmt));
    EXPECT_TRUE(answers(dot1qFdbStatus + host, AsnType::Integer, mgmt));
    EXPECT_TRUE(answers(dot1qFdbPort + host, AsnType::Integer, 2));
+}
+
+TEST_F(LinuxBridgeTest, VlanChangesAreRefusedWithoutVlanFiltering) {
+   addPort(1);
+   startAgent();
+   const Oid pvid = "1.3.6.1.2.1.17.7.1.4.5.1.1.1";
+   EXPECT_TRUE(answers(pvid, AsnType::Gauge32, 1));
+   EXPECT_TRUE(agent_->set({{pvid, 'u', 10}}).ok());  // taken, then refused by the bridge
+   EXPECT_TRUE(eventually([&] {
+      return agent_->log().find(
+                 "p1: VLAN configuration not applied: bridge br0 has no VLAN "
+                 "filtering") != std::string::npos;
+   }));
+   EXPECT_TRUE(answers(pvid, AsnType::Gauge32, 1));
+   EXPECT_EQ(runCommand({"bridge", "vlan", "show", "dev", "p1"}).out.find(" 10"),
+             std::string::npos);
 }
 
 TEST_F(LinuxBridgeTest, AnAbsentBridgeIsServedEmptyUntilItComes) {

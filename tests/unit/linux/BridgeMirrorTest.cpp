@@ -16,6 +16,7 @@
 #include "platform/linux/BridgeMirror.h"
 #include "platform/linux/PortVlans.h"
 #include "platform/linux/RtnlRequests.h"
+#include "platform/linux/VlanWriter.h"
 
 namespace Linux {
 namespace {
@@ -245,6 +246,69 @@ TEST_F(BridgeMirrorTest, ResyncReportsOnlyDifferingEntries) {
    const auto changed = mirror.resyncTo(std::move(fresh));
    ASSERT_EQ(changed.size(), 1u);
    EXPECT_EQ(changed[0], Bridging::HostKey(Bridging::Fid(1), hostB));
+}
+
+// A request the writer sent: its type and VLAN entries.
+struct Sent {
+   std::uint16_t type;
+   std::vector<PortVlan> vlans;
+   bool operator==(const Sent&) const = default;
+};
+
+Sent decode(const RtnlMessage& request) {
+   const auto* nlh = reinterpret_cast<const nlmsghdr*>(request.data());
+   Sent sent{nlh->nlmsg_type, {}};
+   const auto* spec =
+       static_cast<const nlattr*>(mnl_nlmsg_get_payload_offset(nlh, sizeof(ifinfomsg)));
+   const auto* end =
+       static_cast<const char*>(mnl_attr_get_payload(spec)) + mnl_attr_get_payload_len(spec);
+   for (auto* a = static_cast<const nlattr*>(mnl_attr_get_payload(spec));
+        mnl_attr_ok(a, static_cast<int>(end - reinterpret_cast<const char*>(a)));
+        a = mnl_attr_next(a)) {
+      const auto* info = static_cast<const bridge_vlan_info*>(mnl_attr_get_payload(a));
+      sent.vlans.push_back({info->vid, (info->flags & BRIDGE_VLAN_INFO_PVID) != 0,
+                            (info->flags & BRIDGE_VLAN_INFO_UNTAGGED) != 0});
+   }
+   return sent;
+}
+
+TEST_F(BridgeMirrorTest, InputWritesBecomeKernelRequestsOrAreUndone) {
+   Kel::ActivityManager manager;
+   std::vector<Sent> sent;
+   int answer = 0;
+   VlanWriter writer(
+       e, mirror,
+       [&](const RtnlMessage& m) {
+          sent.push_back(decode(m));
+          return answer;
+       },
+       manager);
+   mirror.apply(bridgeLink(true));
+   mirror.apply(portLink(11, "p1", 1, true, {{pvidUntagged, 10}}));
+   mirror.apply(portLink(12, "p2", 2, true, {{pvidUntagged, 20}}));
+   writer.settle();
+   EXPECT_TRUE(sent.empty());  // mirroring the kernel asks nothing of it
+
+   // p1 moves to VLAN 20: the new VLAN with its PVID first, then the old one goes.
+   e.input->switchIntfConfig(Velnet::IntfId("p1"))->accessVlanIs(Bridging::VlanId(20));
+   writer.settle();
+   EXPECT_EQ(sent, (std::vector<Sent>{{RTM_SETLINK, {{20, true, true}}},
+                                      {RTM_DELLINK, {{10, true, true}}}}));
+
+   // A refusal is counted and the input shows the kernel's truth again.
+   answer = -EPERM;
+   const auto p2 = e.input->switchIntfConfig(Velnet::IntfId("p2"));
+   p2->accessVlanIs(Bridging::VlanId(10));
+   writer.settle();
+   EXPECT_EQ(writer.refusals(), 1u);
+   EXPECT_EQ(p2->accessVlan(), Bridging::VlanId(20));
+   // So is a mode no Linux port has, before anything is sent.
+   sent.clear();
+   p2->switchportModeIs(Bridging::SwitchportMode::routed);
+   writer.settle();
+   EXPECT_TRUE(sent.empty());
+   EXPECT_EQ(writer.refusals(), 2u);
+   EXPECT_EQ(p2->switchportMode(), Bridging::SwitchportMode::access);
 }
 
 TEST(PortVlansTest, InputSwitchportsBecomeKernelVlanEdits) {
