@@ -69,6 +69,9 @@ BridgeChange KernelBridge::apply(const LinkEvent& event) {
       forgetPort(event.ifindex, change);
       return change;
    }
+   if (event.name.empty() && !ports_.count(event.ifindex)) {
+      return change;  // a port is known by its name first
+   }
    KernelPort& port = ports_[event.ifindex];
    const KernelPort before = port;
    if (!event.name.empty()) {
