@@ -83,6 +83,13 @@ BridgeChange KernelBridge::apply(const LinkEvent& event) {
       port.vlans = *event.vlans;
    }
    change.bridge = !(before == port);
+   if (!before.name.empty() && before.name != port.name) {
+      for (const auto& [key, host] : hosts_) {  // renamed: its entries name it anew
+         if (host.ifindex == event.ifindex) {
+            change.hosts.push_back(key);
+         }
+      }
+   }
    return change;
 }
 
