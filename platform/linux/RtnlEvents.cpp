@@ -8,6 +8,7 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -225,9 +226,16 @@ std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
                                          std::size_t* skipped) {
    std::vector<RtnlEvent> events;
    std::size_t ignored = 0;
-   int remaining = static_cast<int>(length);
-   for (auto* nlh = static_cast<const nlmsghdr*>(data); mnl_nlmsg_ok(nlh, remaining);
-        nlh = mnl_nlmsg_next(nlh, &remaining)) {
+   // Each header's length is checked against what is left before the message is looked
+   // into (mnl_nlmsg_ok takes a length above 2^31 for a negative one).
+   const auto* bytes = static_cast<const std::uint8_t*>(data);
+   std::size_t offset = 0;
+   while (length - offset >= sizeof(nlmsghdr)) {
+      const auto* nlh = reinterpret_cast<const nlmsghdr*>(bytes + offset);
+      if (nlh->nlmsg_len < sizeof(nlmsghdr) || nlh->nlmsg_len > length - offset) {
+         ++ignored;
+         break;
+      }
       std::optional<RtnlEvent> event;
       switch (nlh->nlmsg_type) {
          case RTM_NEWLINK:
@@ -255,6 +263,7 @@ std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
       } else {
          ++ignored;
       }
+      offset = std::min<std::size_t>(length, offset + NLMSG_ALIGN(nlh->nlmsg_len));
    }
    if (skipped) {
       *skipped = ignored;
