@@ -19,23 +19,72 @@ double monotonicSeconds() {
        .count();
 }
 
+// The dumps of a resync, in order: links first, so that the ports are known when their VLANs
+// and entries come.
+RtnlMessage (*const dumpRequests[])(std::uint32_t) = {linkDumpRequest, bridgePortDumpRequest,
+                                                      fdbDumpRequest};
+
+bool wouldBlock(long n) {
+   return n == -EAGAIN || n == -EWOULDBLOCK || n == 0;
+}
+
 }  // namespace
 
 BridgeMonitor::BridgeMonitor(BridgeMirror& mirror, Kel::ActivityManager& manager)
     : mirror_(mirror), manager_(manager) {
    publisher_.notifierIs(manager_.clock());
+   manager_.fdReactorIs(dumps_.fd(), this);
    resync();
-   if (!mirror_.bridge().exists()) {
-      KEL_TRACE(linuxTrace, 0,
-                "bridge " << mirror_.bridge().name()
-                          << " does not exist; its tables stay empty until it appears");
-   }
-   manager_.fdReactorIs(events_.fd(), this);
 }
 
 BridgeMonitor::~BridgeMonitor() {
-   manager_.fdReactorDel(events_.fd());
+   if (events_ && !resyncing()) {
+      manager_.fdReactorDel(events_->fd());
+   }
+   manager_.fdReactorDel(dumps_.fd());
    publisher_.notifierIs(nullptr);
+}
+
+void BridgeMonitor::resync() {
+   ++resyncs_;
+   if (events_ && !resyncing()) {
+      manager_.fdReactorDel(events_->fd());
+   }
+   // A new socket: whatever the old one had queued happened before the dump and shows in it.
+   events_ = std::make_unique<RtnlSocket>(RtnlSocket::Role::events);
+   fresh_ = std::make_unique<KernelBridge>(mirror_.bridge().name());
+   dumpStep_ = 0;
+   if (!sendDumpRequest()) {
+      finishResync(false);
+   }
+}
+
+bool BridgeMonitor::sendDumpRequest() {
+   dumpSeq_ = dumps_.nextSeq();
+   if (const int error = dumps_.send(dumpRequests[dumpStep_](dumpSeq_))) {
+      KEL_TRACE(
+          linuxTrace, 0,
+          "dumping bridge " << mirror_.bridge().name() << " failed: " << std::strerror(-error));
+      return false;
+   }
+   return true;
+}
+
+void BridgeMonitor::finishResync(bool dumped) {
+   if (dumped) {
+      const bool first = resyncs_ == 1;
+      for (const auto& key : mirror_.resyncTo(std::move(*fresh_))) {
+         unpublished_.push_back(key);
+      }
+      publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
+      if (first && !mirror_.bridge().exists()) {
+         KEL_TRACE(linuxTrace, 0,
+                   "bridge " << mirror_.bridge().name()
+                             << " does not exist; its tables stay empty until it appears");
+      }
+   }
+   fresh_.reset();
+   manager_.fdReactorIs(events_->fd(), this);
 }
 
 void BridgeMonitor::publishSlice() {
@@ -48,54 +97,67 @@ void BridgeMonitor::publishSlice() {
    longestWake_ = std::max(longestWake_, monotonicSeconds() - start);
 }
 
-void BridgeMonitor::resync() {
+void BridgeMonitor::onReadable(int fd) {
    const double start = monotonicSeconds();
-   ++resyncs_;
-   events_.drain();  // whatever is queued happened before the dump and shows in it
-   KernelBridge fresh(mirror_.bridge().name());
-   const RtnlMessage requests[] = {linkDumpRequest(commands_.nextSeq()),
-                                   bridgePortDumpRequest(commands_.nextSeq()),
-                                   fdbDumpRequest(commands_.nextSeq())};
-   for (const auto& request : requests) {
-      std::string error;
-      const auto events = commands_.dump(request, error);
-      if (!events) {
-         KEL_TRACE(linuxTrace, 0, "resynchronising " << fresh.name() << " failed: " << error);
-         return;
-      }
-      for (const auto& event : *events) {
-         std::visit(
-             [&fresh](const auto& e) {
-                if constexpr (requires { fresh.apply(e); }) {
-                   fresh.apply(e);
-                }
-             },
-             event);
-      }
+   if (fd == dumps_.fd()) {
+      readDump(start);
+   } else if (!resyncing()) {
+      readEvents(start);
    }
-   for (const auto& key : mirror_.resyncTo(std::move(fresh))) {
-      unpublished_.push_back(key);
-   }
-   publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
-   longestResync_ = std::max(longestResync_, monotonicSeconds() - start);
+   longestWake_ = std::max(longestWake_, monotonicSeconds() - start);
 }
 
-void BridgeMonitor::onReadable(int) {
-   const double start = monotonicSeconds();
+void BridgeMonitor::readDump(double start) {
+   std::vector<std::uint8_t> buffer;
+   while (resyncing() && monotonicSeconds() - start < wakeQuantum) {
+      const long n = dumps_.receive(buffer);
+      if (wouldBlock(n)) {
+         return;
+      }
+      if (n < 0) {
+         KEL_TRACE(linuxTrace, 0, "reading a dump: " << std::strerror(static_cast<int>(-n)));
+         finishResync(false);
+         return;
+      }
+      for (const auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
+         if (const auto* link = std::get_if<LinkEvent>(&event)) {
+            fresh_->apply(*link);
+         } else if (const auto* neigh = std::get_if<NeighEvent>(&event)) {
+            fresh_->apply(*neigh);
+         } else if (const auto* ack = std::get_if<Ack>(&event); ack && ack->error) {
+            KEL_TRACE(linuxTrace, 0, "dump refused: " << std::strerror(-ack->error));
+            finishResync(false);
+            return;
+         } else if (const auto* done = std::get_if<DumpDone>(&event);
+                    done && done->seq == dumpSeq_) {
+            if (++dumpStep_ == std::size(dumpRequests)) {
+               finishResync(true);
+               return;
+            }
+            if (!sendDumpRequest()) {
+               finishResync(false);
+               return;
+            }
+         }
+      }
+   }
+}
+
+void BridgeMonitor::readEvents(double start) {
    std::vector<std::uint8_t> buffer;
    while (monotonicSeconds() - start < wakeQuantum) {
-      const long n = events_.receive(buffer);
-      if (n == -EAGAIN || n == -EWOULDBLOCK || n == 0) {
-         break;
+      const long n = events_->receive(buffer);
+      if (wouldBlock(n)) {
+         return;
       }
       if (n == -ENOBUFS) {
          KEL_TRACE(linuxTrace, 1, "notifications were lost; resynchronising");
          resync();
-         return;  // a resync is timed on its own
+         return;
       }
       if (n < 0) {
          KEL_TRACE(linuxTrace, 0, "reading notifications: " << std::strerror(static_cast<int>(-n)));
-         break;
+         return;
       }
       bool appeared = false;
       for (const auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
@@ -107,7 +169,6 @@ void BridgeMonitor::onReadable(int) {
          return;
       }
    }
-   longestWake_ = std::max(longestWake_, monotonicSeconds() - start);
 }
 
 }  // namespace Linux

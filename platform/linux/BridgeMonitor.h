@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "platform/kel/ActivityManager.h"
@@ -10,12 +11,15 @@
 
 namespace Linux {
 
-// Drives a BridgeMirror from the kernel: one dump at start, then the notifications of the
-// event socket, read by snmpd's loop. One wake-up reads for at most `wakeQuantum` seconds
-// and leaves the rest queued for the next pass, so requests are answered in between. A lost
-// notification (ENOBUFS), or a bridge that has just appeared, brings a resync: the queue is
-// dropped, the bridge dumped again and only the differences published, in slices of
-// `wakeQuantum` on clock wake-ups.
+// Drives a BridgeMirror from the kernel on snmpd's loop: a dump at start, then the
+// notifications of the event socket. Every wake-up works for at most `wakeQuantum` seconds
+// and leaves the rest for the next pass, so that requests are answered in between.
+//
+// A resync, at start, after lost notifications (ENOBUFS) or when the bridge has just
+// appeared: the event socket is replaced by a new one (which drops the old queue at once)
+// and left unread while the links, the bridge ports and the forwarding database are dumped,
+// a slice at a time; then the differences from the model are published, a slice at a time,
+// and the notifications queued meanwhile are read on.
 class BridgeMonitor : public Kel::ActivityManager::FdReactor {
  public:
    // Raises std::runtime_error when the sockets cannot be opened.
@@ -27,15 +31,15 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
    void onReadable(int fd) override;
    void resync();
 
+   // For acknowledged requests (VLAN writes).
    RtnlSocket& commands() { return commands_; }
+   bool resyncing() const { return fresh_ != nullptr; }
    // Forwarding entries a resync found different and has not published yet.
    std::size_t unpublished() const { return unpublished_.size(); }
    std::uint64_t notifications() const { return notifications_; }
    std::uint64_t resyncs() const { return resyncs_; }
-   // The longest wake-up reading notifications or publishing a resync's differences, and the
-   // longest resync (its dumps are read in one go).
+   // The longest wake-up: reading notifications or a dump, or publishing.
    double longestWake() const { return longestWake_; }
-   double longestResync() const { return longestResync_; }
 
    static constexpr double wakeQuantum = 0.01;
 
@@ -50,15 +54,23 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
       BridgeMonitor& monitor_;
    };
    void publishSlice();
+   void readEvents(double start);
+   void readDump(double start);
+   bool sendDumpRequest();
+   void finishResync(bool dumped);
 
    BridgeMirror& mirror_;
    Kel::ActivityManager& manager_;
-   RtnlSocket events_{RtnlSocket::Role::events};
+   std::unique_ptr<RtnlSocket> events_;
+   RtnlSocket dumps_{RtnlSocket::Role::dumps};
    RtnlSocket commands_{RtnlSocket::Role::commands};
+   // While resyncing: the bridge as dumped so far, the dump under way and its sequence.
+   std::unique_ptr<KernelBridge> fresh_;
+   std::size_t dumpStep_ = 0;
+   std::uint32_t dumpSeq_ = 0;
    std::uint64_t notifications_ = 0;
    std::uint64_t resyncs_ = 0;
    double longestWake_ = 0.0;
-   double longestResync_ = 0.0;
    std::deque<Bridging::HostKey> unpublished_;
    Publisher publisher_{*this};
 };

@@ -71,8 +71,7 @@ std::string LinuxPlatform::summary() const {
        << bridge.ports().size() << " ports, " << bridge.hosts().size() << " entries";
    if (monitor_) {
       out << ", " << monitor_->notifications() << " notifications, " << monitor_->resyncs()
-          << " resyncs, longest wake " << monitor_->longestWake() * 1000.0 << " ms, longest resync "
-          << monitor_->longestResync() * 1000.0 << " ms";
+          << " resyncs, longest wake " << monitor_->longestWake() * 1000.0 << " ms";
    }
    return out.str();
 }

@@ -35,6 +35,8 @@ RtnlSocket::RtnlSocket(Role role) {
       if (::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof(bytes)) != 0) {
          ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof(bytes));
       }
+   }
+   if (role != Role::commands) {
       ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
    } else {
       timeval timeout{commandTimeoutSeconds, 0};
@@ -68,48 +70,13 @@ long RtnlSocket::receive(std::vector<std::uint8_t>& buffer) {
    return n;
 }
 
-void RtnlSocket::drain() {
-   std::vector<std::uint8_t> buffer;
-   while (true) {
-      const long n = receive(buffer);
-      if (n == -EAGAIN || n == -EWOULDBLOCK || n == 0) {
-         return;
-      }
-      // -ENOBUFS reports the overflow once; the queue behind it is read on.
-   }
-}
-
-std::optional<std::vector<RtnlEvent>> RtnlSocket::dump(const RtnlMessage& request,
-                                                       std::string& error) {
-   if (mnl_socket_sendto(socket_, request.data(), request.size()) < 0) {
-      error = std::string("sending a dump request: ") + std::strerror(errno);
-      return std::nullopt;
-   }
-   const std::uint32_t seq = reinterpret_cast<const nlmsghdr*>(request.data())->nlmsg_seq;
-   std::vector<RtnlEvent> events;
-   std::vector<std::uint8_t> buffer;
-   while (true) {
-      const long n = receive(buffer);
-      if (n < 0) {
-         error = std::string("reading a dump: ") + std::strerror(static_cast<int>(-n));
-         return std::nullopt;
-      }
-      for (auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
-         if (const auto* done = std::get_if<DumpDone>(&event); done && done->seq == seq) {
-            return events;
-         }
-         if (const auto* ack = std::get_if<Ack>(&event); ack && ack->seq == seq && ack->error) {
-            error = std::string("dump refused: ") + std::strerror(-ack->error);
-            return std::nullopt;
-         }
-         events.push_back(std::move(event));
-      }
-   }
+int RtnlSocket::send(const RtnlMessage& message) {
+   return mnl_socket_sendto(socket_, message.data(), message.size()) < 0 ? -errno : 0;
 }
 
 int RtnlSocket::request(const RtnlMessage& request) {
-   if (mnl_socket_sendto(socket_, request.data(), request.size()) < 0) {
-      return -errno;
+   if (const int error = send(request)) {
+      return error;
    }
    const std::uint32_t seq = reinterpret_cast<const nlmsghdr*>(request.data())->nlmsg_seq;
    std::vector<std::uint8_t> buffer;

@@ -12,11 +12,11 @@ struct mnl_socket;
 namespace Linux {
 
 // A routing netlink socket. An event socket joins the link and neighbour groups and never
-// blocks; a command socket joins none and waits (a bounded time) for the kernel's answers
-// to its dumps and requests.
+// blocks; a dump socket joins none and never blocks; a command socket joins none and waits
+// (a bounded time) for the kernel's answers to its requests.
 class RtnlSocket {
  public:
-   enum class Role { events, commands };
+   enum class Role { events, dumps, commands };
 
    // Raises std::runtime_error naming the failed call.
    explicit RtnlSocket(Role role);
@@ -30,12 +30,8 @@ class RtnlSocket {
    // One datagram into `buffer` (resized to what arrived): its length, or -errno (-EAGAIN
    // when nothing is queued, -ENOBUFS when the kernel dropped notifications).
    long receive(std::vector<std::uint8_t>& buffer);
-   // Discards everything queued.
-   void drain();
-
-   // Sends a dump request and returns its events up to NLMSG_DONE, or nothing with `error`
-   // set.
-   std::optional<std::vector<RtnlEvent>> dump(const RtnlMessage& request, std::string& error);
+   // Sends a message: 0, or -errno.
+   int send(const RtnlMessage& message);
    // Sends an acknowledged request: 0, or the kernel's negative errno.
    int request(const RtnlMessage& request);
 
