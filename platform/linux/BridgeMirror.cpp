@@ -1,5 +1,6 @@
 #include "platform/linux/BridgeMirror.h"
 
+#include <algorithm>
 #include <map>
 #include <type_traits>
 #include <vector>
@@ -285,7 +286,12 @@ void BridgeMirror::publishHost(const Bridging::HostKey& key) {
    Bridging::LearnedHost record;
    if (const Bridging::LearnedHost* known = fdb->learnedHostRecord(address)) {
       record = *known;
-      if (known->intf != intf) {
+      // Seen behind another port is a move; its own port renamed is not.
+      const auto& ports = bridge_.ports();
+      const bool stillAPort = std::any_of(ports.begin(), ports.end(), [&](const auto& p) {
+         return p.second.name == known->intf.stringValue().view();
+      });
+      if (known->intf != intf && stillAPort) {
          ++record.moves;
          record.lastMoveTime = Kel::now();
       }

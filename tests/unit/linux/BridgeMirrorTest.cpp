@@ -197,13 +197,16 @@ TEST_F(BridgeMirrorTest, ForwardingEntriesLearnMoveAndGoPerVlan) {
    EXPECT_DOUBLE_EQ(learned(10)->lastMoveTime, 1005.0);
    mirror.apply(fdb(false, 12, 10, NUD_STALE));  // refreshed where it is: no move
    EXPECT_EQ(learned(10)->moves, 1u);
+   mirror.apply(portLink(12, "uplink", 2, true, {{0, 10}}));  // p2 renamed: no move either
+   EXPECT_EQ(learned(10)->intf, Velnet::IntfId("uplink"));
+   EXPECT_EQ(learned(10)->moves, 1u);
 
    // A static entry replaces the learned one; deleting it leaves nothing.
    mirror.apply(fdb(false, 12, 10, NUD_NOARP));
    EXPECT_FALSE(learned(10));
    const auto fc = e.config->fdbConfig(Bridging::Fid(10));
    ASSERT_TRUE(fc);
-   EXPECT_EQ(fc->configuredHostCollection().find(hostA)->intf, Velnet::IntfId("p2"));
+   EXPECT_EQ(fc->configuredHostCollection().find(hostA)->intf, Velnet::IntfId("uplink"));
    mirror.apply(fdb(true, 12, 10, NUD_NOARP));
    EXPECT_FALSE(e.config->fdbConfig(Bridging::Fid(10)));
 
