@@ -9,7 +9,7 @@ PORT       ?= 1161
 CMAKE_ARGS ?=
 
 .PHONY: all deps build test unit-test integration-test sanitize-test fuzz storm soak bench demo \
-        demo-stop format clean
+        demo-stop demo-linux demo-linux-stop format clean
 
 all: build
 
@@ -75,6 +75,13 @@ demo: build
 
 demo-stop:
 	tools/demo.sh stop $(BUILD) $(PORT)
+
+# A Linux kernel bridge in private network namespaces, served by the plug-in (needs root).
+demo-linux: build
+	tools/demo-linux.sh start $(BUILD) $(PORT)
+
+demo-linux-stop:
+	tools/demo-linux.sh stop $(BUILD) $(PORT)
 
 format: deps
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -1,6 +1,7 @@
 #include "plugin/PluginHost.h"
 
 #include <exception>
+#include <tuple>
 
 #include "platform/kel/ActivityManager.h"
 #include "platform/snmputil/HandlerRegistration.h"
@@ -19,6 +20,7 @@ constexpr const char* traceToken = "bridgesnmpTrace";
 constexpr const char* topologyToken = "bridgesnmpTopology";
 constexpr const char* controlSocketToken = "bridgesnmpControlSocket";
 constexpr const char* systemNameToken = "bridgesnmpSystemName";
+constexpr const char* platformToken = "bridgesnmpPlatform";
 constexpr const char* cachePath = "snmp/swix/qbridgemib";
 
 std::string trimmed(const char* line) {
@@ -50,6 +52,8 @@ void PluginHost::load() {
    snmpd_register_config_handler(controlSocketToken, &PluginHost::onPlatformLine, nullptr,
                                  "/path/to/control.sock");
    snmpd_register_config_handler(systemNameToken, &PluginHost::onPlatformLine, nullptr, "name");
+   snmpd_register_config_handler(platformToken, &PluginHost::onPlatformLine, nullptr,
+                                 "simulated | linux <bridge>");
    if (netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_HAVE_READ_CONFIG)) {
       start();
    } else {
@@ -69,24 +73,45 @@ void PluginHost::start() {
       SnmpUtil::sysnameIs(systemName_);
    }
    Kel::ActivityManager& manager = Kel::ActivityManager::instance();
-   platform_ =
-       std::make_unique<Sim::SimulatedPlatform>(manager, SnmpUtil::stateRoot(), platformOptions_);
-   Sim::Switch& sw = platform_->sw();
+   // The entities the agent reads and the SETs write, from the chosen platform.
+   Bridging::Config::Ptr config;
+   Bridging::Input::Config::Ptr input;
+   Bridging::Status::Ptr status;
+   Bridging::VlanStatusDir::Ptr vlanStatusDir;
+   Interface::EthIntfStatusDir::Ptr intfStatusDir;
+   Bridging::ReaderFdbStatusSm::Ptr readerShim;
+   if (platformChoice_.kind == PlatformKind::linuxBridge) {
+      linuxBridge_ = std::make_unique<Linux::LinuxPlatform>(manager, SnmpUtil::stateRoot(),
+                                                            platformChoice_.bridge);
+      const Linux::BridgeEntities& e = linuxBridge_->entities();
+      std::tie(config, input, status, vlanStatusDir, intfStatusDir, readerShim) =
+          std::tie(e.config, e.input, e.status, e.vlanStatusDir, e.intfStatusDir, e.reader);
+   } else {
+      platform_ = std::make_unique<Sim::SimulatedPlatform>(manager, SnmpUtil::stateRoot(),
+                                                           platformOptions_);
+      const Sim::Switch& sw = platform_->sw();
+      std::tie(config, input, status, vlanStatusDir, intfStatusDir, readerShim) =
+          std::make_tuple(sw.config(), sw.inputConfig(), sw.status(), sw.vlanStatusDir(),
+                          sw.intfStatusDir(), sw.readerShim());
+   }
+   KEL_TRACE(snmpTrace, 1, "platform: " << platformChoiceText(platformChoice_));
 
    // The cache the handlers serve from, and the agent that keeps it: inputs first, the
    // cache last (that builds the state machines).
    mib_ = BridgeSnmp::qBridgeMibFactory("qbridgemib");
-   mib_->inputConfigIs(sw.inputConfig());
+   mib_->inputConfigIs(input);
    SnmpUtil::stateRoot().mount(cachePath, mib_);
    agent_ = BridgeSnmpAgent::agentFactory("bridgeSnmpAgent");
    agent_->kelFwkActivityIs(manager.activityIs("bridgeSnmp"));
-   agent_->configIs(sw.config());
-   agent_->statusIs(sw.status());
-   agent_->vlanStatusDirIs(sw.vlanStatusDir());
-   agent_->intfStatusDirIs(sw.intfStatusDir());
-   agent_->readerShimIs(sw.readerShim());
+   agent_->configIs(config);
+   agent_->statusIs(status);
+   agent_->vlanStatusDirIs(vlanStatusDir);
+   agent_->intfStatusDirIs(intfStatusDir);
+   agent_->readerShimIs(readerShim);
    agent_->mibIs(mib_);
-   sw.statusReporterIs([this] { return statusReport(*mib_, *agent_); });
+   if (platform_) {
+      platform_->sw().statusReporterIs([this] { return statusReport(*mib_, *agent_); });
+   }
    const std::size_t hooks = Snmp::AutoRegistree::callAll();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
 }
@@ -101,8 +126,13 @@ void PluginHost::unload() {
    snmpd_unregister_config_handler(topologyToken);
    snmpd_unregister_config_handler(controlSocketToken);
    snmpd_unregister_config_handler(systemNameToken);
+   snmpd_unregister_config_handler(platformToken);
    if (platform_) {
       platform_->sw().statusReporterIs(nullptr);
+   }
+   if (linuxBridge_ && mib_ && agent_) {
+      // No bridgectl reaches a Linux bridge's agent: its health goes to the log instead.
+      KEL_TRACE(snmpTrace, 1, linuxBridge_->summary() << "\n" << statusReport(*mib_, *agent_));
    }
    if (agent_) {
       agent_->doShutdown();
@@ -113,6 +143,7 @@ void PluginHost::unload() {
       mib_ = nullptr;
    }
    platform_.reset();
+   linuxBridge_.reset();
    driver_.reset();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp unloaded");
    Kel::traceSinkIs(previousSink_);
@@ -149,7 +180,14 @@ void PluginHost::onPlatformLine(const char* token, char* line) {
       return;
    }
    const std::string name = token;
-   if (name == topologyToken) {
+   if (name == platformToken) {
+      std::string error;
+      if (const auto choice = parsePlatformChoice(value, error)) {
+         host.platformChoice_ = *choice;
+      } else {
+         config_perror((std::string(token) + ": " + error).c_str());
+      }
+   } else if (name == topologyToken) {
       host.platformOptions_.topologyPath = value;
    } else if (name == controlSocketToken) {
       host.platformOptions_.controlSocketPath = value;

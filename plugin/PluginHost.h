@@ -6,7 +6,9 @@
 #include "agent/Agent.h"
 #include "model/QBridgeMib.h"
 #include "platform/kel/Trace.h"
+#include "platform/linux/LinuxPlatform.h"
 #include "platform/sim/SimulatedPlatform.h"
+#include "plugin/PlatformChoice.h"
 #include "plugin/SnmpdLoopDriver.h"
 
 namespace Plugin {
@@ -26,6 +28,8 @@ class PluginHost {
    void unload();
 
    bool started() const { return started_; }
+   // What is served, as chosen in the configuration ("bridgesnmpPlatform").
+   PlatformKind platformKind() const { return platformChoice_.kind; }
 
  private:
    PluginHost() = default;
@@ -42,7 +46,10 @@ class PluginHost {
    // system name that entity paths print as "/<sysname>/".
    Sim::PlatformOptions platformOptions_;
    std::string systemName_;
+   PlatformChoice platformChoice_;
+   // One of the two, as chosen.
    std::unique_ptr<Sim::SimulatedPlatform> platform_;
+   std::unique_ptr<Linux::LinuxPlatform> linuxBridge_;
    BridgeSnmp::QBridgeMib::Ptr mib_;
    BridgeSnmpAgent::Agent::Ptr agent_;
 };

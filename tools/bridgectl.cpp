@@ -109,7 +109,13 @@ std::string sendCommand(const std::string& path, const std::string& line) {
       ~Closer() { ::close(fd); }
    } closer{fd};
    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-      throw Failure{exitUnreachable, "cannot connect to " + path + ": " + std::strerror(errno)};
+      // A plug-in serving a Linux bridge opens no control socket: say so, since that is a
+      // likely reason for nothing listening.
+      throw Failure{exitUnreachable,
+                    "cannot connect to " + path + ": " + std::strerror(errno) +
+                        "\n(bridgectl drives the simulated switch only; a plug-in configured with "
+                        "'bridgesnmpPlatform linux <bridge>' has no control socket: change that "
+                        "bridge with ip and bridge)"};
    }
    const timeval timeout{replyTimeoutSeconds, 0};
    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);

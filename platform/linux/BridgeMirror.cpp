@@ -1,0 +1,304 @@
+#include "platform/linux/BridgeMirror.h"
+
+#include <algorithm>
+#include <map>
+#include <type_traits>
+#include <vector>
+
+#include "platform/kel/Time.h"
+#include "platform/kel/Trace.h"
+#include "platform/linux/PortVlans.h"
+
+namespace Linux {
+namespace {
+
+Kel::TraceHandle linuxTrace("LinuxBridge");
+
+bool fidHasHosts(const KernelBridge& bridge, Bridging::Fid fid) {
+   const auto it = bridge.hosts().lower_bound(Bridging::HostKey(fid, Velnet::EthAddr()));
+   return it != bridge.hosts().end() && it->first.fid() == fid;
+}
+
+}  // namespace
+
+BridgeMirror::BridgeMirror(BridgeEntities& entities, std::string bridgeName)
+    : e_(entities), bridge_(std::move(bridgeName)) {}
+
+BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
+   BridgeChange change;
+   if (const auto* link = std::get_if<LinkEvent>(&event)) {
+      change = bridge_.apply(*link);
+   } else if (const auto* neigh = std::get_if<NeighEvent>(&event)) {
+      change = bridge_.apply(*neigh);
+   }
+   for (const auto& key : change.hosts) {
+      publishHost(key);
+   }
+   if (change.bridge) {
+      publishBridge();
+      publishPorts();
+      publishVlans();
+   }
+   if (change.vanished) {
+      KEL_TRACE(linuxTrace, 0,
+                "bridge " << bridge_.name() << " is gone; its tables stay empty until it returns");
+   }
+   if (change.appeared) {
+      KEL_TRACE(linuxTrace, 1,
+                "bridge " << bridge_.name() << " is here (ifindex " << bridge_.ifindex() << ")");
+   }
+   return change;
+}
+
+std::vector<Bridging::HostKey> BridgeMirror::resyncTo(KernelBridge fresh) {
+   KernelBridge old = std::exchange(bridge_, std::move(fresh));
+   publishBridge();
+   publishPorts();
+   publishVlans();
+   // Both maps are ordered by key: one merge pass finds every key that differs.
+   std::vector<Bridging::HostKey> changed;
+   auto a = old.hosts().begin();
+   auto b = bridge_.hosts().begin();
+   while (a != old.hosts().end() || b != bridge_.hosts().end()) {
+      if (b == bridge_.hosts().end() || (a != old.hosts().end() && a->first < b->first)) {
+         changed.push_back((a++)->first);
+      } else if (a == old.hosts().end() || b->first < a->first) {
+         changed.push_back((b++)->first);
+      } else {
+         if (!(a->second == b->second)) {
+            changed.push_back(b->first);
+         }
+         ++a;
+         ++b;
+      }
+   }
+   KEL_TRACE(linuxTrace, 1,
+             "resynchronised bridge " << bridge_.name() << ": " << bridge_.ports().size()
+                                      << " ports, " << bridge_.hosts().size() << " entries, "
+                                      << changed.size() << " to publish");
+   return changed;
+}
+
+void BridgeMirror::publishBridge() {
+   e_.config->bridgeMacAddrIs(bridge_.exists() ? bridge_.address() : Velnet::EthAddr());
+   e_.config->hostAgingTimeIs(bridge_.ageingCentis() / 100.0);
+}
+
+void BridgeMirror::publishPorts() {
+   std::map<std::string, int> byName;
+   for (const auto& [ifindex, port] : bridge_.ports()) {
+      byName[port.name] = ifindex;
+   }
+   std::vector<Velnet::IntfId> gone;
+   for (auto it = e_.intfStatusDir->intfStatusIteratorConst(); it; ++it) {
+      if (!byName.count(it.key().stringValue().stdString())) {
+         gone.push_back(it.key());
+      }
+   }
+   for (const auto& name : gone) {
+      KEL_TRACE(linuxTrace, 1, "port " << name << " left bridge " << bridge_.name());
+      e_.intfStatusDir->intfStatusDel(name);
+      e_.config->switchIntfConfigDel(name);
+      e_.input->switchIntfConfigDel(name);
+   }
+   for (const auto& [name, ifindex] : byName) {
+      const KernelPort& port = *bridge_.port(ifindex);
+      const auto oper = port.running ? Interface::OperStatus::up : Interface::OperStatus::down;
+      if (auto status = e_.intfStatusDir->intfStatus(Velnet::IntfId(name))) {
+         status->ifIndexIs(ifindex);
+         status->portIdIs(Interface::EthPortId(port.portNo));
+         status->operStatusIs(oper);
+         continue;
+      }
+      KEL_TRACE(linuxTrace, 1,
+                "port " << name << " (ifindex " << ifindex << ", port " << port.portNo
+                        << ") joined bridge " << bridge_.name());
+      // Published complete, so that observers see the port with its number at once.
+      auto status = Kel::make<Interface::EthIntfStatus>(Velnet::IntfId(name));
+      status->ifIndexIs(ifindex);
+      status->portIdIs(Interface::EthPortId(port.portNo));
+      status->operStatusIs(oper);
+      e_.intfStatusDir->intfStatusIs(Velnet::IntfId(name), status);
+   }
+}
+
+void BridgeMirror::publishVlans() {
+   // Each VLAN's members (untagged or not) and each port's switchport, from the kernel.
+   std::map<Bridging::VlanId, std::map<Velnet::IntfId, bool>> members;
+   std::map<Velnet::IntfId, std::pair<Switchport, bool>> switchports;  // and its link
+   if (bridge_.exists() && !bridge_.vlanFiltering()) {
+      members[Bridging::VlanId(1)];  // the bridge is VLAN 1, with or without ports
+   }
+   for (const auto& [ifindex, port] : bridge_.ports()) {
+      const Velnet::IntfId name(port.name);
+      auto sp = switchportOf(port.vlans, bridge_.vlanFiltering());
+      for (const PortVlan& v : sp.vlans) {
+         members[Bridging::VlanId(v.vid)][name] = v.untagged;
+      }
+      switchports[name] = {std::move(sp), port.running};
+   }
+
+   std::vector<Bridging::VlanId> goneVlans;
+   for (auto it = e_.config->vlanConfigIteratorConst(); it; ++it) {
+      if (!members.count(it.key())) {
+         goneVlans.push_back(it.key());
+      }
+   }
+   for (const auto vlan : goneVlans) {
+      e_.vlanStatusDir->vlanStatusDel(vlan);
+      e_.config->vlanConfigDel(vlan);
+   }
+   std::vector<Bridging::Fid> idleFids;
+   for (auto it = e_.status->fdbStatusIteratorConst(); it; ++it) {
+      const bool isVlan = it.key().value() >= Bridging::VlanId::min &&
+                          it.key().value() <= Bridging::VlanId::max &&
+                          members.count(Bridging::VlanId(it.key().value()));
+      if (!isVlan && !fidHasHosts(bridge_, it.key())) {
+         idleFids.push_back(it.key());
+      }
+   }
+   for (const auto fid : idleFids) {
+      e_.status->fdbStatusDel(fid);
+   }
+
+   for (const auto& [vlan, ports] : members) {
+      const auto config = e_.config->vlanConfigIs(vlan);
+      const auto status = e_.vlanStatusDir->vlanStatusIs(vlan);
+      std::vector<Velnet::IntfId> stale;
+      for (auto m = config->intfIteratorConst(); m; ++m) {
+         if (!ports.count(m.key())) {
+            stale.push_back(m.key());
+         }
+      }
+      for (auto p = status->vlanPortStatusIteratorConst(); p; ++p) {
+         const auto port = ports.find(p.key());
+         if (port == ports.end() || !switchports[p.key()].second) {
+            stale.push_back(p.key());
+         }
+      }
+      for (const auto& intf : stale) {
+         config->intfDel(intf);
+         status->vlanPortStatusDel(intf);
+      }
+      for (const auto& [intf, untagged] : ports) {
+         config->intfIs(intf, Bridging::VlanMember{!untagged});
+         if (switchports[intf].second) {
+            status->vlanPortStatusIs(intf, Bridging::VlanPortStatus{untagged});
+         }
+      }
+      e_.status->fdbStatusIs(Bridging::Fid(vlan.value()));
+   }
+
+   std::vector<Velnet::IntfId> goneSwitchports;
+   for (auto it = e_.config->switchIntfConfigIteratorConst(); it; ++it) {
+      if (!switchports.count(it.key())) {
+         goneSwitchports.push_back(it.key());
+      }
+   }
+   for (const auto& intf : goneSwitchports) {
+      e_.config->switchIntfConfigDel(intf);
+   }
+   for (const auto& [intf, sp] : switchports) {
+      const auto config = e_.config->switchIntfConfigIs(intf);
+      config->switchportModeIs(sp.first.mode);
+      config->nativeVlanIs(sp.first.nativeVlan);
+   }
+
+   std::set<Bridging::VlanId> vlans;
+   for (const auto& [vlan, ports] : members) {
+      vlans.insert(vlan);
+   }
+   mirrorInputVlans(vlans);
+   for (const auto& [intf, sp] : switchports) {
+      if (!inputHeld_.count(intf.stringValue().stdString())) {
+         mirrorInput(intf.stringValue().stdString());
+      }
+   }
+}
+
+void BridgeMirror::republishSwitchport(const std::string& port) {
+   e_.config->switchIntfConfigDel(Velnet::IntfId(port));
+   publishVlans();
+}
+
+void BridgeMirror::mirrorInputVlans(const std::set<Bridging::VlanId>& vlans) {
+   const auto restore = std::exchange(writingInput_, true);
+   for (const auto vlan : mirroredVlans_) {
+      if (!vlans.count(vlan)) {
+         e_.input->vlanConfigDel(vlan);
+      }
+   }
+   for (const auto vlan : vlans) {
+      e_.input->doCreateVlan(vlan);
+   }
+   mirroredVlans_ = vlans;
+   writingInput_ = restore;
+}
+
+void BridgeMirror::mirrorInput(const std::string& name) {
+   const auto restore = std::exchange(writingInput_, true);
+   for (const auto& [ifindex, port] : bridge_.ports()) {
+      if (port.name != name) {
+         continue;
+      }
+      const auto sp = switchportOf(port.vlans, bridge_.vlanFiltering());
+      const auto input = e_.input->switchIntfConfigIs(Velnet::IntfId(name));
+      input->switchportModeIs(sp.mode);
+      if (sp.mode == Bridging::SwitchportMode::access) {
+         input->accessVlanIs(sp.nativeVlan.vlanId());
+      } else {
+         input->trunkNativeVlanIs(sp.nativeVlan);
+         input->trunkAllowedVlansIs(Kel::String8(sp.allowed.multiRangeString()));
+      }
+      break;
+   }
+   writingInput_ = restore;
+}
+
+void BridgeMirror::publishHost(const Bridging::HostKey& key) {
+   const auto found = bridge_.hosts().find(key);
+   const KernelHost* host = found == bridge_.hosts().end() ? nullptr : &found->second;
+   const KernelPort* port = host ? bridge_.port(host->ifindex) : nullptr;
+   const Bridging::Fid fid = key.fid();
+   const auto& address = key.address();
+   if (!port || !host->configured) {
+      if (const auto fdb = e_.config->fdbConfig(fid)) {
+         fdb->configuredHostDel(address);
+         if (fdb->configuredHosts() == 0) {
+            e_.config->fdbConfigDel(fid);
+         }
+      }
+   }
+   if (!port || host->configured) {
+      if (const auto fdb = e_.status->fdbStatus(fid)) {
+         fdb->learnedHostDel(address);
+      }
+   }
+   if (!port) {
+      return;
+   }
+   const Velnet::IntfId intf(port->name);
+   if (host->configured) {
+      e_.config->fdbConfigIs(fid)->configuredHostIs(address, Bridging::ConfiguredHost{intf});
+      return;
+   }
+   const auto fdb = e_.status->fdbStatusIs(fid);
+   Bridging::LearnedHost record;
+   if (const Bridging::LearnedHost* known = fdb->learnedHostRecord(address)) {
+      record = *known;
+      // Seen behind another port is a move; its own port renamed is not.
+      const auto& ports = bridge_.ports();
+      const bool stillAPort = std::any_of(ports.begin(), ports.end(), [&](const auto& p) {
+         return p.second.name == known->intf.stringValue().view();
+      });
+      if (known->intf != intf && stillAPort) {
+         ++record.moves;
+         record.lastMoveTime = Kel::now();
+      }
+   }
+   record.intf = intf;
+   record.entryType = Bridging::FdbEntryType::learnedDynamic;
+   fdb->learnedHostIs(address, record);
+}
+
+}  // namespace Linux

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <set>
+#include <vector>
+
+#include "platform/linux/BridgeEntities.h"
+#include "platform/linux/KernelBridge.h"
+
+namespace Linux {
+
+// Keeps the bridging and interface entities equal to one kernel bridge: each event is
+// applied to the bridge's model and what it changed is published; a resync publishes only
+// the differences between the model and a freshly dumped one.
+//
+// Published: the bridge's address and ageing time (Bridging::Config); each port as an
+// Interface::EthIntfStatus named after the interface, with the kernel's ifindex and port
+// number and its link (IFF_RUNNING); VLANs, memberships and switchports from the ports'
+// VLANs (VLAN 1, untagged everywhere, without VLAN filtering); VLAN status (members whose
+// link is up); learned entries in Bridging::Status, a host that reappears on another port
+// counting a move; static and permanent entries as configured hosts. The input
+// configuration mirrors the kernel too, except for ports whose input is being written.
+class BridgeMirror {
+ public:
+   BridgeMirror(BridgeEntities& entities, std::string bridgeName);
+
+   // Returns what the event changed (BridgeChange::appeared: the bridge has just come).
+   BridgeChange apply(const RtnlEvent& event);
+   // Replaces the model by `fresh` and publishes the bridge, its ports and VLANs; returns
+   // the forwarding entries that differ, for the caller to publish with publishHost (in
+   // slices: a resync can differ in many).
+   std::vector<Bridging::HostKey> resyncTo(KernelBridge fresh);
+   // Brings one forwarding entry's entities in line with the model.
+   void publishHost(const Bridging::HostKey& key);
+
+   const KernelBridge& bridge() const { return bridge_; }
+
+   // Ports whose input configuration is being applied: the mirror leaves their input alone.
+   void inputHeldIs(std::set<std::string> names) { inputHeld_ = std::move(names); }
+   // Writes the kernel's truth to one port's input configuration (after a refused write).
+   void mirrorInput(const std::string& port);
+   // Publishes the port's applied switchport afresh, so that readers which showed a written
+   // value at once (a SET's PVID) go back to the kernel's.
+   void republishSwitchport(const std::string& port);
+   // True while the mirror itself writes the input configuration: such changes ask nothing
+   // of the kernel.
+   bool writingInput() const { return writingInput_; }
+
+ private:
+   void publishBridge();
+   void publishPorts();
+   void publishVlans();
+   void mirrorInputVlans(const std::set<Bridging::VlanId>& vlans);
+
+   BridgeEntities& e_;
+   KernelBridge bridge_;
+   std::set<Bridging::VlanId> mirroredVlans_;
+   std::set<std::string> inputHeld_;
+   bool writingInput_ = false;
+};
+
+}  // namespace Linux

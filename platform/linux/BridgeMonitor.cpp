@@ -1,0 +1,174 @@
+#include "platform/linux/BridgeMonitor.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+#include "platform/kel/Time.h"
+#include "platform/kel/Trace.h"
+
+namespace Linux {
+namespace {
+
+Kel::TraceHandle linuxTrace("LinuxBridge");
+
+// Wake-ups are bounded in real time, whatever clock the framework runs on.
+double monotonicSeconds() {
+   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+       .count();
+}
+
+// The dumps of a resync, in order: links first, so that the ports are known when their VLANs
+// and entries come.
+RtnlMessage (*const dumpRequests[])(std::uint32_t) = {linkDumpRequest, bridgePortDumpRequest,
+                                                      fdbDumpRequest};
+
+bool wouldBlock(long n) {
+   return n == -EAGAIN || n == -EWOULDBLOCK || n == 0;
+}
+
+}  // namespace
+
+BridgeMonitor::BridgeMonitor(BridgeMirror& mirror, Kel::ActivityManager& manager)
+    : mirror_(mirror), manager_(manager) {
+   publisher_.notifierIs(manager_.clock());
+   manager_.fdReactorIs(dumps_.fd(), this);
+   resync();
+}
+
+BridgeMonitor::~BridgeMonitor() {
+   if (events_ && !resyncing()) {
+      manager_.fdReactorDel(events_->fd());
+   }
+   manager_.fdReactorDel(dumps_.fd());
+   publisher_.notifierIs(nullptr);
+}
+
+void BridgeMonitor::resync() {
+   ++resyncs_;
+   if (events_ && !resyncing()) {
+      manager_.fdReactorDel(events_->fd());
+   }
+   // A new socket: whatever the old one had queued happened before the dump and shows in it.
+   events_ = std::make_unique<RtnlSocket>(RtnlSocket::Role::events);
+   fresh_ = std::make_unique<KernelBridge>(mirror_.bridge().name());
+   dumpStep_ = 0;
+   if (!sendDumpRequest()) {
+      finishResync(false);
+   }
+}
+
+bool BridgeMonitor::sendDumpRequest() {
+   dumpSeq_ = dumps_.nextSeq();
+   if (const int error = dumps_.send(dumpRequests[dumpStep_](dumpSeq_))) {
+      KEL_TRACE(
+          linuxTrace, 0,
+          "dumping bridge " << mirror_.bridge().name() << " failed: " << std::strerror(-error));
+      return false;
+   }
+   return true;
+}
+
+void BridgeMonitor::finishResync(bool dumped) {
+   if (dumped) {
+      const bool first = resyncs_ == 1;
+      for (const auto& key : mirror_.resyncTo(std::move(*fresh_))) {
+         unpublished_.push_back(key);
+      }
+      publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
+      if (first && !mirror_.bridge().exists()) {
+         KEL_TRACE(linuxTrace, 0,
+                   "bridge " << mirror_.bridge().name()
+                             << " does not exist; its tables stay empty until it appears");
+      }
+   }
+   fresh_.reset();
+   manager_.fdReactorIs(events_->fd(), this);
+}
+
+void BridgeMonitor::publishSlice() {
+   const double start = monotonicSeconds();
+   while (!unpublished_.empty() && monotonicSeconds() - start < wakeQuantum) {
+      mirror_.publishHost(unpublished_.front());
+      unpublished_.pop_front();
+   }
+   publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
+   longestWake_ = std::max(longestWake_, monotonicSeconds() - start);
+}
+
+void BridgeMonitor::onReadable(int fd) {
+   const double start = monotonicSeconds();
+   if (fd == dumps_.fd()) {
+      readDump(start);
+   } else if (!resyncing()) {
+      readEvents(start);
+   }
+   longestWake_ = std::max(longestWake_, monotonicSeconds() - start);
+}
+
+void BridgeMonitor::readDump(double start) {
+   std::vector<std::uint8_t> buffer;
+   while (resyncing() && monotonicSeconds() - start < wakeQuantum) {
+      const long n = dumps_.receive(buffer);
+      if (wouldBlock(n)) {
+         return;
+      }
+      if (n < 0) {
+         KEL_TRACE(linuxTrace, 0, "reading a dump: " << std::strerror(static_cast<int>(-n)));
+         finishResync(false);
+         return;
+      }
+      for (const auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
+         if (const auto* link = std::get_if<LinkEvent>(&event)) {
+            fresh_->apply(*link);
+         } else if (const auto* neigh = std::get_if<NeighEvent>(&event)) {
+            fresh_->apply(*neigh);
+         } else if (const auto* ack = std::get_if<Ack>(&event); ack && ack->error) {
+            KEL_TRACE(linuxTrace, 0, "dump refused: " << std::strerror(-ack->error));
+            finishResync(false);
+            return;
+         } else if (const auto* done = std::get_if<DumpDone>(&event);
+                    done && done->seq == dumpSeq_) {
+            if (++dumpStep_ == std::size(dumpRequests)) {
+               finishResync(true);
+               return;
+            }
+            if (!sendDumpRequest()) {
+               finishResync(false);
+               return;
+            }
+         }
+      }
+   }
+}
+
+void BridgeMonitor::readEvents(double start) {
+   std::vector<std::uint8_t> buffer;
+   while (monotonicSeconds() - start < wakeQuantum) {
+      const long n = events_->receive(buffer);
+      if (wouldBlock(n)) {
+         return;
+      }
+      if (n == -ENOBUFS) {
+         KEL_TRACE(linuxTrace, 1, "notifications were lost; resynchronising");
+         resync();
+         return;
+      }
+      if (n < 0) {
+         KEL_TRACE(linuxTrace, 0, "reading notifications: " << std::strerror(static_cast<int>(-n)));
+         return;
+      }
+      bool appeared = false;
+      for (const auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
+         ++notifications_;
+         appeared = mirror_.apply(event).appeared || appeared;
+      }
+      if (appeared) {
+         resync();  // ports may have joined before we heard of the bridge
+         return;
+      }
+   }
+}
+
+}  // namespace Linux

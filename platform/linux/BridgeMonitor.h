@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "platform/kel/ActivityManager.h"
+#include "platform/linux/BridgeMirror.h"
+#include "platform/linux/RtnlSocket.h"
+
+namespace Linux {
+
+// Drives a BridgeMirror from the kernel on snmpd's loop: a dump at start, then the
+// notifications of the event socket. Every wake-up works for at most `wakeQuantum` seconds
+// and leaves the rest for the next pass, so that requests are answered in between.
+//
+// A resync, at start, after lost notifications (ENOBUFS) or when the bridge has just
+// appeared: the event socket is replaced by a new one (which drops the old queue at once)
+// and left unread while the links, the bridge ports and the forwarding database are dumped,
+// a slice at a time; then the differences from the model are published, a slice at a time,
+// and the notifications queued meanwhile are read on.
+class BridgeMonitor : public Kel::ActivityManager::FdReactor {
+ public:
+   // Raises std::runtime_error when the sockets cannot be opened.
+   BridgeMonitor(BridgeMirror& mirror, Kel::ActivityManager& manager);
+   ~BridgeMonitor() override;
+   BridgeMonitor(const BridgeMonitor&) = delete;
+   BridgeMonitor& operator=(const BridgeMonitor&) = delete;
+
+   void onReadable(int fd) override;
+   void resync();
+
+   // For acknowledged requests (VLAN writes).
+   RtnlSocket& commands() { return commands_; }
+   bool resyncing() const { return fresh_ != nullptr; }
+   // Forwarding entries a resync found different and has not published yet.
+   std::size_t unpublished() const { return unpublished_.size(); }
+   std::uint64_t notifications() const { return notifications_; }
+   std::uint64_t resyncs() const { return resyncs_; }
+   // The longest wake-up: reading notifications or a dump, or publishing.
+   double longestWake() const { return longestWake_; }
+
+   static constexpr double wakeQuantum = 0.01;
+
+ private:
+   // Publishes a resync's differences a slice at a time on clock wake-ups.
+   class Publisher : public Kel::Clock::NotifieeConst {
+    public:
+      explicit Publisher(BridgeMonitor& monitor) : monitor_(monitor) {}
+      void onTime() override { monitor_.publishSlice(); }
+
+    private:
+      BridgeMonitor& monitor_;
+   };
+   void publishSlice();
+   void readEvents(double start);
+   void readDump(double start);
+   bool sendDumpRequest();
+   void finishResync(bool dumped);
+
+   BridgeMirror& mirror_;
+   Kel::ActivityManager& manager_;
+   std::unique_ptr<RtnlSocket> events_;
+   RtnlSocket dumps_{RtnlSocket::Role::dumps};
+   RtnlSocket commands_{RtnlSocket::Role::commands};
+   // While resyncing: the bridge as dumped so far, the dump under way and its sequence.
+   std::unique_ptr<KernelBridge> fresh_;
+   std::size_t dumpStep_ = 0;
+   std::uint32_t dumpSeq_ = 0;
+   std::uint64_t notifications_ = 0;
+   std::uint64_t resyncs_ = 0;
+   double longestWake_ = 0.0;
+   std::deque<Bridging::HostKey> unpublished_;
+   Publisher publisher_{*this};
+};
+
+}  // namespace Linux

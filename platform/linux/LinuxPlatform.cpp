@@ -1,0 +1,79 @@
+#include "platform/linux/LinuxPlatform.h"
+
+#include <array>
+#include <exception>
+#include <sstream>
+#include <utility>
+
+#include "platform/kel/Trace.h"
+#include "platform/linux/BridgeMirror.h"
+#include "platform/linux/BridgeMonitor.h"
+#include "platform/linux/VlanWriter.h"
+
+namespace Linux {
+namespace {
+
+Kel::TraceHandle linuxTrace("LinuxBridge");
+
+// Where each entity is mounted, in the order of mountedEntities().
+constexpr std::array<const char*, 6> mountPaths = {
+    "Statedb/bridging/config",     "Statedb/bridging/input/config", "Statedb/bridging/status",
+    "snmp/swix/qbridgemib.status", "Statedb/bridging/vlan/status",  "Statedb/interface/status/eth",
+};
+
+std::array<Kel::Ptr<Kel::Entity>, 6> mountedEntities(const BridgeEntities& e) {
+   return {e.config, e.input, e.status, e.status, e.vlanStatusDir, e.intfStatusDir};
+}
+
+}  // namespace
+
+void LinuxPlatform::mount(Kel::Dir& root, const BridgeEntities& entities) {
+   const auto mounted = mountedEntities(entities);
+   for (std::size_t i = 0; i < mountPaths.size(); ++i) {
+      root.mount(mountPaths[i], mounted[i]);
+   }
+}
+
+void LinuxPlatform::unmount(Kel::Dir& root) {
+   for (const char* path : mountPaths) {
+      root.unmount(path);
+   }
+}
+
+LinuxPlatform::LinuxPlatform(Kel::ActivityManager& manager, Kel::Dir& root, std::string bridge)
+    : root_(root), bridgeName_(std::move(bridge)) {
+   mount(root_, entities_);
+   mirror_ = std::make_unique<BridgeMirror>(entities_, bridgeName_);
+   try {
+      monitor_ = std::make_unique<BridgeMonitor>(*mirror_, manager);
+      writer_ = std::make_unique<VlanWriter>(
+          entities_, *mirror_,
+          [this](const RtnlMessage& request) { return monitor_->commands().request(request); },
+          manager);
+      KEL_TRACE(linuxTrace, 1, "serving Linux bridge " << bridgeName_);
+   } catch (const std::exception& e) {
+      problems_ += std::string(e.what()) + "\n";
+      KEL_TRACE(linuxTrace, 0, e.what() << "; bridge " << bridgeName_ << " is not served");
+   }
+}
+
+LinuxPlatform::~LinuxPlatform() {
+   writer_.reset();
+   monitor_.reset();
+   mirror_.reset();
+   unmount(root_);
+}
+
+std::string LinuxPlatform::summary() const {
+   std::ostringstream out;
+   const KernelBridge& bridge = mirror_->bridge();
+   out << "linux bridge " << bridgeName_ << ": " << (bridge.exists() ? "present" : "absent") << ", "
+       << bridge.ports().size() << " ports, " << bridge.hosts().size() << " entries";
+   if (monitor_) {
+      out << ", " << monitor_->notifications() << " notifications, " << monitor_->resyncs()
+          << " resyncs, longest wake " << monitor_->longestWake() * 1000.0 << " ms";
+   }
+   return out.str();
+}
+
+}  // namespace Linux

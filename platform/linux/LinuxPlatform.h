@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/kel/ActivityManager.h"
+#include "platform/linux/BridgeEntities.h"
+#include "platform/statedb/Dir.h"
+
+namespace Linux {
+
+class BridgeMirror;
+class BridgeMonitor;
+class VlanWriter;
+
+// A Linux kernel bridge as a process serves it: its state published in the bridging and
+// interface entities (mounted where the simulated switch's are), kept up to date from
+// rtnetlink on the manager's loop, and the input configuration written back to it.
+//
+// A bridge that does not exist, or goes, leaves the entities empty until it comes (back); a
+// netlink socket that cannot be opened leaves them empty for good. Both are reported at
+// level 0 of the "LinuxBridge" trace, the second also in problems().
+class LinuxPlatform {
+ public:
+   LinuxPlatform(Kel::ActivityManager& manager, Kel::Dir& root, std::string bridge);
+   ~LinuxPlatform();
+   LinuxPlatform(const LinuxPlatform&) = delete;
+   LinuxPlatform& operator=(const LinuxPlatform&) = delete;
+
+   const BridgeEntities& entities() const { return entities_; }
+   const std::string& bridgeName() const { return bridgeName_; }
+   const std::string& problems() const { return problems_; }
+   // One line on what is served: the bridge, its ports and entries, resyncs.
+   std::string summary() const;
+
+   // The entity paths, the same as the simulated switch's.
+   static void mount(Kel::Dir& root, const BridgeEntities& entities);
+   static void unmount(Kel::Dir& root);
+
+ private:
+   Kel::Dir& root_;
+   std::string bridgeName_;
+   std::string problems_;
+   BridgeEntities entities_;
+   std::unique_ptr<BridgeMirror> mirror_;
+   std::unique_ptr<BridgeMonitor> monitor_;
+   std::unique_ptr<VlanWriter> writer_;
+};
+
+}  // namespace Linux

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/velnet/EthAddr.h"
+
+// What the kernel's routing netlink tells about bridges, as plain values: one event per
+// message, decoded from the message bytes without touching a socket.
+namespace Linux {
+
+// One VLAN of a bridge port, as the kernel keeps it.
+struct PortVlan {
+   std::uint16_t vid = 0;
+   bool pvid = false;      // untagged frames received on the port belong to this VLAN
+   bool untagged = false;  // the VLAN leaves the port untagged
+   friend bool operator==(const PortVlan&, const PortVlan&) = default;
+};
+
+// RTM_NEWLINK / RTM_DELLINK. An AF_UNSPEC message describes the interface itself (its name,
+// state, master and, for a bridge or a bridge port, the bridge attributes); an AF_BRIDGE
+// message describes a bridge port's VLANs.
+struct LinkEvent {
+   bool removed = false;
+   bool bridgeFamily = false;  // AF_BRIDGE
+   int ifindex = 0;
+   std::string name;
+   int master = 0;        // the bridge the interface is enslaved to; 0 for none
+   bool running = false;  // administratively up with its carrier (IFF_RUNNING)
+   std::optional<Velnet::EthAddr> address;
+   std::string kind;  // "bridge" for a bridge device
+   std::optional<std::uint16_t> portNo;
+   std::optional<std::uint32_t> ageingCentis;  // a bridge's ageing time, hundredths of a second
+   std::optional<bool> vlanFiltering;
+   std::optional<std::vector<PortVlan>> vlans;  // ranges expanded
+};
+
+// RTM_NEWNEIGH / RTM_DELNEIGH of family AF_BRIDGE: one forwarding-database entry.
+struct NeighEvent {
+   bool removed = false;
+   int ifindex = 0;  // the port, or the bridge itself for its own addresses
+   int master = 0;   // the bridge the entry belongs to; 0 for a port's own (self) entry
+   Velnet::EthAddr address;
+   std::uint16_t vid = 0;  // 0 without VLAN filtering
+   std::uint16_t state = 0;
+   std::uint8_t flags = 0;
+   // Configured rather than learned: NUD_PERMANENT (local) or NUD_NOARP (static).
+   bool configured() const;
+};
+
+// The end of a dump (NLMSG_DONE), or the kernel's answer to a request (NLMSG_ERROR; error 0
+// is an acknowledgement).
+struct DumpDone {
+   std::uint32_t seq = 0;
+};
+struct Ack {
+   std::uint32_t seq = 0;
+   int error = 0;  // 0 or a negative errno
+};
+
+using RtnlEvent = std::variant<LinkEvent, NeighEvent, DumpDone, Ack>;
+
+// Decodes a buffer of netlink messages as read from the socket. Messages of other types or
+// families, and malformed ones, are skipped; `skipped` counts them when given.
+std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
+                                         std::size_t* skipped = nullptr);
+
+}  // namespace Linux

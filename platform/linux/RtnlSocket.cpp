@@ -1,0 +1,96 @@
+#include "platform/linux/RtnlSocket.h"
+
+#include <fcntl.h>
+#include <libmnl/libmnl.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace Linux {
+namespace {
+
+constexpr std::size_t datagramBytes = 64 * 1024;
+constexpr int commandTimeoutSeconds = 2;
+
+std::runtime_error failure(const char* what) {
+   return std::runtime_error(std::string("netlink: ") + what + ": " + std::strerror(errno));
+}
+
+}  // namespace
+
+RtnlSocket::RtnlSocket(Role role) {
+   socket_ = mnl_socket_open(NETLINK_ROUTE);
+   if (!socket_) {
+      throw failure("socket");
+   }
+   const int fd = mnl_socket_get_fd(socket_);
+   const unsigned groups = role == Role::events ? (RTMGRP_LINK | RTMGRP_NEIGH) : 0;
+   if (role == Role::events) {
+      // FORCE goes past rmem_max when we may; otherwise the plain request, capped.
+      int bytes = eventBufferBytes;
+      if (::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof(bytes)) != 0) {
+         ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof(bytes));
+      }
+   }
+   if (role != Role::commands) {
+      ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+   } else {
+      timeval timeout{commandTimeoutSeconds, 0};
+      ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
+   }
+   ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+   if (mnl_socket_bind(socket_, groups, MNL_SOCKET_AUTOPID) < 0) {
+      const auto error = failure("bind");
+      mnl_socket_close(socket_);
+      throw error;
+   }
+   portId_ = mnl_socket_get_portid(socket_);
+}
+
+RtnlSocket::~RtnlSocket() {
+   mnl_socket_close(socket_);
+}
+
+int RtnlSocket::fd() const {
+   return mnl_socket_get_fd(socket_);
+}
+
+long RtnlSocket::receive(std::vector<std::uint8_t>& buffer) {
+   buffer.resize(datagramBytes);
+   const ssize_t n = mnl_socket_recvfrom(socket_, buffer.data(), buffer.size());
+   if (n < 0) {
+      buffer.clear();
+      return -errno;
+   }
+   buffer.resize(static_cast<std::size_t>(n));
+   return n;
+}
+
+int RtnlSocket::send(const RtnlMessage& message) {
+   return mnl_socket_sendto(socket_, message.data(), message.size()) < 0 ? -errno : 0;
+}
+
+int RtnlSocket::request(const RtnlMessage& request) {
+   if (const int error = send(request)) {
+      return error;
+   }
+   const std::uint32_t seq = reinterpret_cast<const nlmsghdr*>(request.data())->nlmsg_seq;
+   std::vector<std::uint8_t> buffer;
+   while (true) {
+      const long n = receive(buffer);
+      if (n < 0) {
+         return static_cast<int>(n);
+      }
+      for (const auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
+         if (const auto* ack = std::get_if<Ack>(&event); ack && ack->seq == seq) {
+            return ack->error;
+         }
+      }
+   }
+}
+
+}  // namespace Linux

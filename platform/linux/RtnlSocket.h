@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/RtnlRequests.h"
+
+struct mnl_socket;
+
+namespace Linux {
+
+// A routing netlink socket. An event socket joins the link and neighbour groups and never
+// blocks; a dump socket joins none and never blocks; a command socket joins none and waits
+// (a bounded time) for the kernel's answers to its requests.
+class RtnlSocket {
+ public:
+   enum class Role { events, dumps, commands };
+
+   // Raises std::runtime_error naming the failed call.
+   explicit RtnlSocket(Role role);
+   ~RtnlSocket();
+   RtnlSocket(const RtnlSocket&) = delete;
+   RtnlSocket& operator=(const RtnlSocket&) = delete;
+
+   int fd() const;
+   std::uint32_t nextSeq() { return ++seq_; }
+
+   // One datagram into `buffer` (resized to what arrived): its length, or -errno (-EAGAIN
+   // when nothing is queued, -ENOBUFS when the kernel dropped notifications).
+   long receive(std::vector<std::uint8_t>& buffer);
+   // Sends a message: 0, or -errno.
+   int send(const RtnlMessage& message);
+   // Sends an acknowledged request: 0, or the kernel's negative errno.
+   int request(const RtnlMessage& request);
+
+   // Receive buffer of the event socket: room for a burst of notifications.
+   static constexpr int eventBufferBytes = 32 * 1024 * 1024;
+
+ private:
+   mnl_socket* socket_ = nullptr;
+   std::uint32_t portId_ = 0;
+   std::uint32_t seq_ = 0;
+};
+
+}  // namespace Linux

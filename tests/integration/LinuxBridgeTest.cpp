@@ -1,0 +1,247 @@
+// A Linux kernel bridge served by the plug-in: snmpd and a bridge with veth ports share a
+// private network namespace; frames sent on the veth peers teach the bridge hosts, and `ip`
+// and `bridge` change it.
+
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <sched.h>
+#include <signal.h>
+
+#include <cstring>
+#include <fstream>
+#include <iomanip>
+#include <regex>
+#include <sstream>
+
+#include "SwitchAgentTest.h"
+
+namespace {
+
+using namespace Harness;
+
+const Oid numPorts = "1.3.6.1.2.1.17.1.2.0";
+const Oid basePortIfIndex = "1.3.6.1.2.1.17.1.4.1.2";
+const Oid agingTime = "1.3.6.1.2.1.17.4.2.0";
+const Oid dot1dFdbPort = "1.3.6.1.2.1.17.4.3.1.2";
+const Oid dot1dFdbStatus = "1.3.6.1.2.1.17.4.3.1.3";
+const Oid dot1qFdbPort = "1.3.6.1.2.1.17.7.1.2.2.1.2.1";  // FID 1
+const Oid dot1qFdbStatus = "1.3.6.1.2.1.17.7.1.2.2.1.3.1";
+const Oid moves = Oid("1.3.6.1.4.1").child(BRIDGESNMP_ENTERPRISE_NUMBER) + Oid("3.2.1.1.2.0.1");
+
+constexpr std::int64_t learned = 3;
+constexpr std::int64_t mgmt = 5;
+
+class LinuxBridgeTest : public ::testing::Test {
+ protected:
+   // The whole test process moves to a network namespace of its own, with lo up.
+   static void SetUpTestSuite() {
+      if (::unshare(CLONE_NEWNET) != 0) {
+         skipReason() = std::string("cannot make a network namespace: ") + std::strerror(errno);
+         return;
+      }
+      std::ofstream("/proc/sys/net/ipv6/conf/default/disable_ipv6") << "1";  // no stray hosts
+      if (!runCommand({"ip", "link", "set", "lo", "up"}).succeeded()) {
+         skipReason() = "cannot bring lo up in the new namespace";
+      }
+   }
+   static std::string& skipReason() {
+      static std::string reason;
+      return reason;
+   }
+
+   void SetUp() override {
+      if (!skipReason().empty()) {
+         GTEST_SKIP() << skipReason();
+      }
+      ip("link add br0 type bridge");
+      ip("link set br0 up");
+   }
+   void TearDown() override {
+      if (HasFailure() && agent_) {
+         agent_->stop();
+         std::cerr << agent_->log();
+      }
+      agent_.reset();
+      for (const auto& name : created_) {
+         runCommand({"ip", "link", "del", name});
+      }
+      runCommand({"ip", "link", "del", "br0"});
+   }
+
+   void ip(const std::string& words) { run("ip " + words); }
+   void run(const std::string& line) {
+      std::vector<std::string> argv;
+      std::istringstream in(line);
+      for (std::string w; in >> w;) {
+         argv.push_back(w);
+      }
+      const auto result = runCommand(argv);
+      ASSERT_TRUE(result.succeeded()) << line << ": " << result.err;
+   }
+   // Port pN of br0 with the host end hN.
+   void addPort(int n) {
+      const auto p = "p" + std::to_string(n);
+      const auto h = "h" + std::to_string(n);
+      ip("link add " + p + " type veth peer name " + h);
+      created_.push_back(p);
+      ip("link set " + p + " master br0");
+      ip("link set " + p + " up");
+      ip("link set " + h + " up");
+   }
+   void send(int host, const std::string& mac, int count = 1) {
+      run(std::string(BRIDGESNMP_ETHSEND_PATH) + " h" + std::to_string(host) + " " + mac + " " +
+          std::to_string(count));
+   }
+   SnmpdAgent& startAgent(const std::string& bridge = "br0") {
+      SnmpdOptions options;
+      options.extraConfig = {"bridgesnmpPlatform linux " + bridge,
+                             "bridgesnmpTrace Snmp/1,LinuxBridge/1"};
+      agent_ = std::make_unique<SnmpdAgent>(options);
+      agent_->start();
+      return *agent_;
+   }
+   // Whether the GET comes to answer `expected` of `type`.
+   bool answers(const Oid& oid, std::uint8_t type, std::int64_t expected) {
+      return eventually([&] {
+         return static_cast<const Varbind&>(agent_->get(oid)) == value(oid, type, expected);
+      });
+   }
+   bool gone(const Oid& oid) {
+      return eventually([&] { return agent_->get(oid).isException(); });
+   }
+
+   std::unique_ptr<SnmpdAgent> agent_;
+   std::vector<std::string> created_;
+};
+
+TEST_F(LinuxBridgeTest, PortsComeAndGoKeepingTheirNumbers) {
+   for (int n = 1; n <= 3; ++n) {
+      addPort(n);
+   }
+   startAgent();
+   for (int n = 1; n <= 3; ++n) {
+      const std::int64_t ifindex = if_nametoindex(("p" + std::to_string(n)).c_str());
+      EXPECT_TRUE(answers(basePortIfIndex.child(n), AsnType::Integer, ifindex)) << "p" << n;
+   }
+   EXPECT_TRUE(answers(numPorts, AsnType::Integer, 3));
+   ip("link set p2 nomaster");
+   EXPECT_TRUE(gone(basePortIfIndex.child(2)));
+   addPort(4);  // the kernel gives it the free number 2; p1 and p3 keep theirs
+   EXPECT_TRUE(answers(basePortIfIndex.child(2), AsnType::Integer, if_nametoindex("p4")));
+   EXPECT_TRUE(answers(basePortIfIndex.child(3), AsnType::Integer, if_nametoindex("p3")));
+   ip("link del p4");
+   EXPECT_TRUE(answers(numPorts, AsnType::Integer, 2));
+}
+
+TEST_F(LinuxBridgeTest, HostsAreLearnedMoveAgeAndGo) {
+   for (int n = 1; n <= 3; ++n) {
+      addPort(n);
+   }
+   startAgent();
+   send(1, "02:00:00:00:00:01");
+   send(2, "02:00:00:00:00:02");
+   const Oid h1 = macIndex("02:00:00:00:00:01");
+   const Oid h2 = macIndex("02:00:00:00:00:02");
+   EXPECT_TRUE(answers(dot1dFdbPort + h1, AsnType::Integer, 1));
+   EXPECT_TRUE(answers(dot1qFdbPort + h2, AsnType::Integer, 2));
+   EXPECT_TRUE(answers(dot1dFdbStatus + h1, AsnType::Integer, learned));
+   EXPECT_TRUE(answers(dot1qFdbStatus + h2, AsnType::Integer, learned));
+
+   send(3, "02:00:00:00:00:01");  // the same host from another port: a move
+   EXPECT_TRUE(answers(dot1dFdbPort + h1, AsnType::Integer, 3));
+   EXPECT_TRUE(answers(moves + h1, AsnType::Counter32, 1));
+
+   run("bridge fdb del 02:00:00:00:00:02 dev p2 master");
+   EXPECT_TRUE(gone(dot1qFdbPort + h2));
+   ip("link set h3 down");  // p3 loses its carrier: what it learned goes
+   EXPECT_TRUE(gone(dot1dFdbPort + h1));
+
+   ip("link set br0 type bridge ageing_time 100");         // one second
+   EXPECT_TRUE(answers(agingTime, AsnType::Integer, 10));  // the least the MIB can say
+   send(1, "02:00:00:00:00:05");
+   const Oid h5 = macIndex("02:00:00:00:00:05");
+   EXPECT_TRUE(answers(dot1dFdbPort + h5, AsnType::Integer, 1));
+   EXPECT_TRUE(gone(dot1dFdbPort + h5));
+}
+
+TEST_F(LinuxBridgeTest, StaticEntriesAreManagementRows) {
+   addPort(1);
+   addPort(2);
+   startAgent();
+   run("bridge fdb add 02:00:00:00:0f:01 dev p2 master static");
+   const Oid host = macIndex("02:00:00:00:0f:01");
+   EXPECT_TRUE(answers(dot1dFdbStatus + host, AsnType::Integer, mgmt));
+   EXPECT_TRUE(answers(dot1qFdbStatus + host, AsnType::Integer, mgmt));
+   EXPECT_TRUE(answers(dot1qFdbPort + host, AsnType::Integer, 2));
+}
+
+TEST_F(LinuxBridgeTest, VlanChangesAreRefusedWithoutVlanFiltering) {
+   addPort(1);
+   startAgent();
+   const Oid pvid = "1.3.6.1.2.1.17.7.1.4.5.1.1.1";
+   EXPECT_TRUE(answers(pvid, AsnType::Gauge32, 1));
+   EXPECT_TRUE(agent_->set({{pvid, 'u', 10}}).ok());  // taken, then refused by the bridge
+   EXPECT_TRUE(eventually([&] {
+      return agent_->log().find(
+                 "p1: VLAN configuration not applied: bridge br0 has no VLAN "
+                 "filtering") != std::string::npos;
+   }));
+   EXPECT_TRUE(answers(pvid, AsnType::Gauge32, 1));
+   EXPECT_EQ(runCommand({"bridge", "vlan", "show", "dev", "p1"}).out.find(" 10"),
+             std::string::npos);
+}
+
+TEST_F(LinuxBridgeTest, AnAbsentBridgeIsServedEmptyUntilItComes) {
+   ip("link del br0");
+   startAgent("br0");
+   EXPECT_TRUE(answers(numPorts, AsnType::Integer, 0));
+   EXPECT_NE(agent_->log().find("bridge br0 does not exist"), std::string::npos);
+   ip("link add br0 type bridge");
+   addPort(1);
+   EXPECT_TRUE(answers(numPorts, AsnType::Integer, 1));
+   ip("link del br0");
+   EXPECT_TRUE(answers(numPorts, AsnType::Integer, 0));
+   EXPECT_TRUE(eventually([&] { return agent_->log().find("br0 is gone") != std::string::npos; }));
+}
+
+// `count` forwarding entries from 02:00:00:01:00:00 on p1, as one `bridge -batch` file.
+std::string fdbBatch(int count) {
+   std::ostringstream out;
+   out << std::hex << std::setfill('0');
+   for (int i = 0; i < count; ++i) {
+      out << "fdb add 02:00:00:" << std::setw(2) << (1 + (i >> 16)) << ":" << std::setw(2)
+          << ((i >> 8) & 0xff) << ":" << std::setw(2) << (i & 0xff) << " dev p1 master dynamic\n";
+   }
+   return out.str();
+}
+
+TEST_F(LinuxBridgeTest, ABurstOfTenThousandEntriesAllArriveInBoundedSlices) {
+   addPort(1);
+   startAgent();
+   run("bridge -batch " + agent_->writeFile("fdb.batch", fdbBatch(10000)).string());
+   const Oid last = dot1qFdbPort + macIndex("02:00:00:01:27:0f");  // the 10,000th
+   EXPECT_TRUE(answers(last, AsnType::Integer, 1));
+   EXPECT_EQ(agent_->bulkWalk(dot1qFdbPort, 100).size(), 10001u);  // and p1's own address
+   agent_->stop();
+   // The agent's health at unload: the backlog was worked off in slices of about 10 ms.
+   std::smatch m;
+   const std::string log = agent_->log();
+   ASSERT_TRUE(std::regex_search(
+       log, m, std::regex(R"(fdb backlog: 0 keys, (\d+) slices, longest ([0-9.]+) ms)")));
+   EXPECT_GT(std::stoi(m[1]), 1);
+   EXPECT_LT(std::stod(m[2]), 30.0);  // one key past 10 ms, and a shared machine's scheduling
+}
+
+TEST_F(LinuxBridgeTest, LostNotificationsAreMadeUpByAResync) {
+   addPort(1);
+   startAgent();
+   // snmpd stopped while the kernel notifies more than its socket can hold.
+   ASSERT_EQ(::kill(agent_->pid(), SIGSTOP), 0);
+   run("bridge -batch " + agent_->writeFile("fdb.batch", fdbBatch(100000)).string());
+   ASSERT_EQ(::kill(agent_->pid(), SIGCONT), 0);
+   EXPECT_TRUE(answers(dot1qFdbPort + macIndex("02:00:00:02:86:9f"), AsnType::Integer, 1));
+   EXPECT_NE(agent_->log().find("notifications were lost; resynchronising"), std::string::npos);
+   EXPECT_EQ(agent_->bulkWalk(dot1qFdbPort, 200).size(), 100001u);
+}
+
+}  // namespace
