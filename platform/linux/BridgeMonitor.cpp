@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 
 #include "platform/kel/Time.h"
@@ -12,12 +11,6 @@ namespace Linux {
 namespace {
 
 Kel::TraceHandle linuxTrace("LinuxBridge");
-
-// Wake-ups are bounded in real time, whatever clock the framework runs on.
-double monotonicSeconds() {
-   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-       .count();
-}
 
 // The dumps of a resync, in order: links first, so that the ports are known when their VLANs
 // and entries come.
@@ -88,28 +81,28 @@ void BridgeMonitor::finishResync(bool dumped) {
 }
 
 void BridgeMonitor::publishSlice() {
-   const double start = monotonicSeconds();
-   while (!unpublished_.empty() && monotonicSeconds() - start < wakeQuantum) {
+   const double start = Kel::now();
+   while (!unpublished_.empty() && Kel::now() - start < wakeQuantum) {
       mirror_.publishHost(unpublished_.front());
       unpublished_.pop_front();
    }
    publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
-   longestWake_ = std::max(longestWake_, monotonicSeconds() - start);
+   longestWake_ = std::max(longestWake_, Kel::now() - start);
 }
 
 void BridgeMonitor::onReadable(int fd) {
-   const double start = monotonicSeconds();
+   const double start = Kel::now();
    if (fd == dumps_.fd()) {
       readDump(start);
    } else if (!resyncing()) {
       readEvents(start);
    }
-   longestWake_ = std::max(longestWake_, monotonicSeconds() - start);
+   longestWake_ = std::max(longestWake_, Kel::now() - start);
 }
 
 void BridgeMonitor::readDump(double start) {
    std::vector<std::uint8_t> buffer;
-   while (resyncing() && monotonicSeconds() - start < wakeQuantum) {
+   while (resyncing() && Kel::now() - start < wakeQuantum) {
       const long n = dumps_.receive(buffer);
       if (wouldBlock(n)) {
          return;
@@ -145,7 +138,7 @@ void BridgeMonitor::readDump(double start) {
 
 void BridgeMonitor::readEvents(double start) {
    std::vector<std::uint8_t> buffer;
-   while (monotonicSeconds() - start < wakeQuantum) {
+   while (Kel::now() - start < wakeQuantum) {
       const long n = events_->receive(buffer);
       if (wouldBlock(n)) {
          return;
