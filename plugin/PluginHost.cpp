@@ -8,6 +8,7 @@
 #include "plugin/SnmpdTraceSink.h"
 #include "plugin/StatusReport.h"
 #include "plugin/UptimeEpoch.h"
+#include "snmp/IfMib.h"
 #include "snmp/NetSnmp.h"
 
 namespace Plugin {
@@ -87,7 +88,12 @@ void PluginHost::start() {
    agent_->readerShimIs(sw.readerShim());
    agent_->mibIs(mib_);
    sw.statusReporterIs([this] { return statusReport(*mib_, *agent_); });
-   const std::size_t hooks = Snmp::AutoRegistree::callAll();
+   std::size_t hooks = Snmp::AutoRegistree::callAll();
+   // The simulated switch's ports exist nowhere else, so their IF-MIB rows are ours to
+   // serve; a host's own bridge has its ports in the host's IF-MIB already.
+   if (platform_) {
+      hooks += Snmp::registerInterfaceTables() ? 1 : 0;
+   }
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
 }
 

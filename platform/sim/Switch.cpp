@@ -7,6 +7,7 @@
 
 #include "platform/bridging/VlanName.h"
 #include "platform/kel/Exception.h"
+#include "platform/kel/Time.h"
 #include "platform/sim/Burst.h"
 #include "platform/sim/ConfigAgent.h"
 #include "platform/sim/LearningAgent.h"
@@ -115,6 +116,17 @@ void Switch::hostAgingTimeIs(double seconds) {
    impl_->learning.agingTimeChanged();
 }
 
+namespace {
+
+// A port's own MAC address: locally administered, numbered by its ifIndex, so that every
+// port of the switch has a distinct one.
+Velnet::EthAddr portAddress(std::int32_t ifIndex) {
+   constexpr std::uint64_t locallyAdministered = 0x020000000000ull;
+   return Velnet::EthAddr::fromU64(locallyAdministered | static_cast<std::uint32_t>(ifIndex));
+}
+
+}  // namespace
+
 void Switch::newPort(const PortSpec& port) {
    if (port.name.empty()) {
       throw CommandError("a port needs a name");
@@ -138,7 +150,9 @@ void Switch::newPort(const PortSpec& port) {
    status->ifIndexIs(port.ifIndex);
    status->portIdIs(Interface::EthPortId(port.portId));
    status->operStatusIs(port.linkUp ? Interface::OperStatus::up : Interface::OperStatus::down);
+   status->lastChangeIs(Kel::now());
    status->speedMbpsIs(port.linkUp ? 10000 : 0);
+   status->macAddrIs(portAddress(port.ifIndex));
    impl_->state.intfStatusDir->intfStatusIs(port.name, status);
    // Like a real switch, a new port is a switchport in VLAN 1 until configured otherwise.
    impl_->state.input->switchIntfConfigIs(port.name);
@@ -149,7 +163,11 @@ void Switch::linkIs(const Velnet::IntfId& intf, bool up) {
    impl_->requirePort(intf);
    impl_->ports[intf].linkUp = up;
    const auto status = impl_->state.intfStatusDir->intfStatus(intf);
-   status->operStatusIs(up ? Interface::OperStatus::up : Interface::OperStatus::down);
+   const auto operStatus = up ? Interface::OperStatus::up : Interface::OperStatus::down;
+   if (status->operStatus() != operStatus) {
+      status->lastChangeIs(Kel::now());
+   }
+   status->operStatusIs(operStatus);
    status->speedMbpsIs(up ? 10000 : 0);
    impl_->status.refreshIntf(intf);
    if (!up) {

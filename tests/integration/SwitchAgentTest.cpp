@@ -1,8 +1,11 @@
 #include "SwitchAgentTest.h"
 
 #include <chrono>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <sstream>
+#include <stdexcept>
 
 namespace Harness {
 
@@ -74,17 +77,72 @@ Topology::operator std::string() const {
 }
 
 SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology, SnmpdOptions options) {
+   stopSubagent();
    agent_.reset();
    agent_ = std::make_unique<SnmpdAgent>(std::move(options));
    socketPath_ = (agent_->directory() / "control.sock").string();
-   auto& config = agent_->options().extraConfig;
-   config.push_back("bridgesnmpControlSocket " + socketPath_);
+   std::vector<std::string> config = {"bridgesnmpControlSocket " + socketPath_};
    if (!topology.empty()) {
       config.push_back("bridgesnmpTopology " +
                        agent_->writeFile("topology.yaml", topology).string());
    }
+   auto& snmpdConfig = agent_->options().extraConfig;
+   if (form_ == AgentForm::dlmod) {
+      snmpdConfig.insert(snmpdConfig.end(), config.begin(), config.end());
+      agent_->start();
+      return *agent_;
+   }
+   // The master gets the lines of snmpd's own; ours go to the subagent.
+   std::vector<std::string> masterConfig = {
+       "master agentx", "agentXSocket unix:" + (agent_->directory() / "agentx.sock").string()};
+   for (const std::string& line : snmpdConfig) {
+      (line.starts_with("bridgesnmp") ? config : masterConfig).push_back(line);
+   }
+   snmpdConfig = masterConfig;
+   agent_->options().plugin = false;
    agent_->start();
+   startSubagent(config, agent_->options().extraEnvironment);
    return *agent_;
+}
+
+// Starts bridgesnmp-agentx on the master's AgentX socket and waits until the master serves
+// its units: the subagent reports that it serves once its registrations are answered.
+void SwitchAgentTest::startSubagent(const std::vector<std::string>& config,
+                                    const std::map<std::string, std::string>& environment) {
+   std::string text;
+   for (const std::string& line : config) {
+      text += line + "\n";
+   }
+   const auto file = agent_->writeFile("bridgesnmp-agentx.conf", text);
+   const std::string own = (agent_->directory() / "subagent").string();
+   std::map<std::string, std::string> env = environment;
+   env["SNMPCONFPATH"] = own;
+   env["SNMP_PERSISTENT_DIR"] = own;
+   env["MIBS"] = "";
+   const auto output = agent_->directory() / "subagent.out";
+   subagent_ = startProcess({BRIDGESNMP_AGENTX_PATH, "-L", "-x",
+                             "unix:" + (agent_->directory() / "agentx.sock").string(), "-c",
+                             file.string(), "--ping", "1"},
+                            env, output);
+   const bool serving = eventually([&] {
+      std::ifstream in(output);
+      const std::string printed{std::istreambuf_iterator<char>(in),
+                                std::istreambuf_iterator<char>()};
+      return !processRunning(subagent_) ||
+             printed.find("serving through the master agent") != std::string::npos;
+   });
+   if (!serving || !processRunning(subagent_)) {
+      agent_->keepDirectory();
+      throw std::runtime_error("bridgesnmp-agentx did not start serving; its output is in " +
+                               output.string());
+   }
+}
+
+void SwitchAgentTest::stopSubagent() {
+   if (subagent_ > 0) {
+      stopProcess(subagent_);
+      subagent_ = -1;
+   }
 }
 
 CommandResult SwitchAgentTest::bridgectl(const std::vector<std::string>& args) const {
@@ -105,13 +163,22 @@ std::string SwitchAgentTest::ok(const std::vector<std::string>& args) const {
 }
 
 void SwitchAgentTest::TearDown() {
+   stopSubagent();
    if (HasFailure() && agent_) {
       agent_->stop();
       agent_->keepDirectory();
       std::cout << "---- snmpd log, kept in " << agent_->directory().string() << " ----\n"
-                << agent_->log() << "---- end of snmpd log ----" << std::endl;
+                << agent_->log();
+      if (std::ifstream subagent(agent_->directory() / "subagent.out"); subagent.peek() != EOF) {
+         std::cout << "---- bridgesnmp-agentx output ----\n" << subagent.rdbuf();
+      }
+      std::cout << "---- end of snmpd log ----" << std::endl;
    }
    agent_.reset();
+}
+
+std::string formName(const ::testing::TestParamInfo<AgentForm>& info) {
+   return info.param == AgentForm::dlmod ? "Dlmod" : "Agentx";
 }
 
 bool eventually(const std::function<bool()>& check) {
