@@ -9,7 +9,7 @@ PORT       ?= 1161
 CMAKE_ARGS ?=
 
 .PHONY: all deps build test unit-test integration-test sanitize-test fuzz storm soak bench demo \
-        demo-stop format clean
+        demo-stop deb format clean
 
 all: build
 
@@ -75,6 +75,10 @@ demo: build
 
 demo-stop:
 	tools/demo.sh stop $(BUILD) $(PORT)
+
+# The Debian package, from the build tree (written to $(BUILD)/deb/).
+deb: build
+	tools/build-deb.sh $(BUILD) $(BUILD)/deb
 
 format: deps
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
