@@ -125,6 +125,18 @@ Velnet::EthAddr portAddress(std::int32_t ifIndex) {
    return Velnet::EthAddr::fromU64(locallyAdministered | static_cast<std::uint32_t>(ifIndex));
 }
 
+// Publishes whether the port runs: its statuses, its speed, and when it last changed.
+void publishRunning(Interface::EthIntfStatus& status, const PortSpec& port) {
+   const bool running = port.linkUp && port.adminUp;
+   const auto operStatus = running ? Interface::OperStatus::up : Interface::OperStatus::down;
+   if (status.operStatus() != operStatus || status.lastChange() == 0.0) {
+      status.lastChangeIs(Kel::now());
+   }
+   status.adminStatusIs(port.adminUp ? Interface::AdminStatus::up : Interface::AdminStatus::down);
+   status.operStatusIs(operStatus);
+   status.speedMbpsIs(running ? 10000 : 0);
+}
+
 }  // namespace
 
 void Switch::newPort(const PortSpec& port) {
@@ -149,10 +161,8 @@ void Switch::newPort(const PortSpec& port) {
    auto status = Kel::make<Interface::EthIntfStatus>(port.name);
    status->ifIndexIs(port.ifIndex);
    status->portIdIs(Interface::EthPortId(port.portId));
-   status->operStatusIs(port.linkUp ? Interface::OperStatus::up : Interface::OperStatus::down);
-   status->lastChangeIs(Kel::now());
-   status->speedMbpsIs(port.linkUp ? 10000 : 0);
    status->macAddrIs(portAddress(port.ifIndex));
+   publishRunning(*status, port);
    impl_->state.intfStatusDir->intfStatusIs(port.name, status);
    // Like a real switch, a new port is a switchport in VLAN 1 until configured otherwise.
    impl_->state.input->switchIntfConfigIs(port.name);
@@ -162,16 +172,21 @@ void Switch::newPort(const PortSpec& port) {
 void Switch::linkIs(const Velnet::IntfId& intf, bool up) {
    impl_->requirePort(intf);
    impl_->ports[intf].linkUp = up;
-   const auto status = impl_->state.intfStatusDir->intfStatus(intf);
-   const auto operStatus = up ? Interface::OperStatus::up : Interface::OperStatus::down;
-   if (status->operStatus() != operStatus) {
-      status->lastChangeIs(Kel::now());
-   }
-   status->operStatusIs(operStatus);
-   status->speedMbpsIs(up ? 10000 : 0);
+   portStateChanged(intf);
+}
+
+void Switch::adminIs(const Velnet::IntfId& intf, bool up) {
+   impl_->requirePort(intf);
+   impl_->ports[intf].adminUp = up;
+   portStateChanged(intf);
+}
+
+void Switch::portStateChanged(const Velnet::IntfId& intf) {
+   const PortSpec& port = impl_->ports[intf];
+   publishRunning(*impl_->state.intfStatusDir->intfStatus(intf), port);
    impl_->status.refreshIntf(intf);
-   if (!up) {
-      impl_->learning.flush(std::nullopt, intf);  // hosts behind a dead link are gone
+   if (!port.linkUp || !port.adminUp) {
+      impl_->learning.flush(std::nullopt, intf);  // hosts behind a port not running are gone
    }
 }
 

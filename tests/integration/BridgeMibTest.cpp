@@ -18,12 +18,6 @@ const Oid portEntry = "1.3.6.1.2.1.17.1.4.1";
 const Oid fdbEntry = "1.3.6.1.2.1.17.4.3.1";
 const Oid agingTime = "1.3.6.1.2.1.17.4.2.0";
 
-Varbind octets(const Oid& oid, const std::string& bytes) {
-   Varbind vb = value(oid, AsnType::OctetString, 0);
-   vb.bytes = bytes;
-   return vb;
-}
-
 Varbind objectId(const Oid& oid, const Oid& id) {
    Varbind vb = value(oid, AsnType::ObjectId, 0);
    vb.objectId = id;

@@ -92,57 +92,47 @@ SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology, SnmpdOption
       agent_->start();
       return *agent_;
    }
-   // The master gets the lines of snmpd's own; ours go to the subagent.
-   std::vector<std::string> masterConfig = {
-       "master agentx", "agentXSocket unix:" + (agent_->directory() / "agentx.sock").string()};
+   // The master gets the lines of snmpd's own; ours go to the subagent, which is serving once
+   // it says so: its registrations have been answered by then.
+   const std::string socket = "unix:" + (agent_->directory() / "agentx.sock").string();
+   std::vector<std::string> masterConfig = {"master agentx", "agentXSocket " + socket};
+   std::string subagentConfig;
    for (const std::string& line : snmpdConfig) {
       (line.starts_with("bridgesnmp") ? config : masterConfig).push_back(line);
+   }
+   for (const std::string& line : config) {
+      subagentConfig += line + "\n";
    }
    snmpdConfig = masterConfig;
    agent_->options().plugin = false;
    agent_->start();
-   startSubagent(config, agent_->options().extraEnvironment);
+   const std::string own = (agent_->directory() / "subagent").string();
+   auto environment = agent_->options().extraEnvironment;
+   environment.insert({{"SNMPCONFPATH", own}, {"SNMP_PERSISTENT_DIR", own}, {"MIBS", ""}});
+   const auto output = agent_->directory() / "subagent.out";
+   const auto file = agent_->writeFile("bridgesnmp-agentx.conf", subagentConfig);
+   subagent_ = startProcess(
+       {BRIDGESNMP_AGENTX_PATH, "-L", "-x", socket, "-c", file.string(), "--ping", "1"},
+       environment, output);
+   const auto serving = [&] {
+      std::ifstream in(output);
+      return std::string(std::istreambuf_iterator<char>(in), {}).find("serving through") !=
+             std::string::npos;
+   };
+   if (!eventually([&] { return serving() || !processRunning(subagent_); }) || !serving()) {
+      agent_->keepDirectory();
+      throw std::runtime_error("bridgesnmp-agentx is not serving; see " + output.string());
+   }
    return *agent_;
 }
 
-// Starts bridgesnmp-agentx on the master's AgentX socket and waits until the master serves
-// its units: the subagent reports that it serves once its registrations are answered.
-void SwitchAgentTest::startSubagent(const std::vector<std::string>& config,
-                                    const std::map<std::string, std::string>& environment) {
-   std::string text;
-   for (const std::string& line : config) {
-      text += line + "\n";
-   }
-   const auto file = agent_->writeFile("bridgesnmp-agentx.conf", text);
-   const std::string own = (agent_->directory() / "subagent").string();
-   std::map<std::string, std::string> env = environment;
-   env["SNMPCONFPATH"] = own;
-   env["SNMP_PERSISTENT_DIR"] = own;
-   env["MIBS"] = "";
-   const auto output = agent_->directory() / "subagent.out";
-   subagent_ = startProcess({BRIDGESNMP_AGENTX_PATH, "-L", "-x",
-                             "unix:" + (agent_->directory() / "agentx.sock").string(), "-c",
-                             file.string(), "--ping", "1"},
-                            env, output);
-   const bool serving = eventually([&] {
-      std::ifstream in(output);
-      const std::string printed{std::istreambuf_iterator<char>(in),
-                                std::istreambuf_iterator<char>()};
-      return !processRunning(subagent_) ||
-             printed.find("serving through the master agent") != std::string::npos;
-   });
-   if (!serving || !processRunning(subagent_)) {
-      agent_->keepDirectory();
-      throw std::runtime_error("bridgesnmp-agentx did not start serving; its output is in " +
-                               output.string());
-   }
-}
-
-void SwitchAgentTest::stopSubagent() {
+ExitStatus SwitchAgentTest::stopSubagent() {
+   ExitStatus status;
    if (subagent_ > 0) {
-      stopProcess(subagent_);
+      status = stopProcess(subagent_);
       subagent_ = -1;
    }
+   return status;
 }
 
 CommandResult SwitchAgentTest::bridgectl(const std::vector<std::string>& args) const {
@@ -205,6 +195,12 @@ Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer) {
    vb.oid = oid;
    vb.type = type;
    vb.integer = integer;
+   return vb;
+}
+
+Varbind octets(const Oid& oid, const std::string& bytes) {
+   Varbind vb = value(oid, AsnType::OctetString, 0);
+   vb.bytes = bytes;
    return vb;
 }
 

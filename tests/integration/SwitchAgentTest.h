@@ -55,8 +55,10 @@ class SwitchAgentTest : public ::testing::Test {
    // configuration, the others to the master's; the environment goes to both.
    SnmpdAgent& startAgent(const std::string& topology = "", SnmpdOptions options = {});
    SnmpdAgent& snmpd() { return *agent_; }
-   AgentForm form() const { return form_; }
    void formIs(AgentForm form) { form_ = form; }
+   // The AgentX form's subagent, and how it ended when stopped (SIGTERM).
+   pid_t subagent() const { return subagent_; }
+   ExitStatus stopSubagent();
    const std::string& socketPath() const { return socketPath_; }
 
    // Runs bridgectl with --socket and the words given.
@@ -67,10 +69,6 @@ class SwitchAgentTest : public ::testing::Test {
    void TearDown() override;
 
  private:
-   void startSubagent(const std::vector<std::string>& config,
-                      const std::map<std::string, std::string>& environment);
-   void stopSubagent();
-
    AgentForm form_ = AgentForm::dlmod;
    std::unique_ptr<SnmpdAgent> agent_;
    std::string socketPath_;
@@ -100,5 +98,7 @@ Oid macIndex(const std::string& mac);
 
 // An expected varbind of a numeric type (INTEGER, Counter32, Gauge32, TimeTicks).
 Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer);
+// An expected OCTET STRING varbind.
+Varbind octets(const Oid& oid, const std::string& bytes);
 
 }  // namespace Harness

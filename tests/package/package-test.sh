@@ -1,93 +1,77 @@
 #!/usr/bin/env bash
-# The Debian package end to end: build it from the build tree, lint it, install it, serve
-# with the installed snippet and plug-in in a private snmpd, and remove it leaving nothing
-# but its configuration file.
+# The Debian package end to end: built from the build tree, linted, installed, serving with the
+# installed snippet and plug-in in a private snmpd, removed leaving only its configuration.
 #
 #   package-test.sh <builddir>
 #
-# As root, with no bridgesnmp package installed already, it installs into the system and
-# removes it again; otherwise it extracts into a scratch root, and removal is not tested.
+# As root with no bridgesnmp package installed, it installs into the system and removes it
+# again; otherwise it extracts into a scratch root and does not test removal.
 set -euo pipefail
 
 src=$(cd "$(dirname "$0")/../.." && pwd)
-build=$(cd "$1" && pwd)
 work=$(mktemp -d "${TMPDIR:-/tmp}/bridgesnmp-package-XXXXXX")
-snmpd_pid=
-installed=no
+pid= installed=no
 cleanup() {
-   [ -z "$snmpd_pid" ] || kill "$snmpd_pid" 2>/dev/null || true
-   # A failed test leaves no package behind either.
-   [ "$installed" = no ] || apt-get -qq -y -o DPkg::Lock::Timeout=120 purge bridgesnmp >/dev/null 2>&1
+   [ -z "$pid" ] || kill "$pid" 2>/dev/null || true
+   [ "$installed" = no ] || apt-get -qq -y -o DPkg::Lock::Timeout=120 purge bridgesnmp >/dev/null
    rm -rf "$work"
 }
 trap cleanup EXIT
 fail() {
+   [ ! -s "$work/log" ] || cat "$work/log" >&2
    echo "package test: $*" >&2
    exit 1
 }
-apt_wait() { apt-get -qq -y -o DPkg::Lock::Timeout=120 "$@" >"$work/apt.log" 2>&1 || {
-   cat "$work/apt.log" >&2
-   fail "apt-get $* failed"
-}; }
+apt() { apt-get -qq -y -o DPkg::Lock::Timeout=120 "$@" >"$work/log" 2>&1 || fail "apt-get $*"; }
 
-deb=$("$src/tools/build-deb.sh" "$build" "$work/deb" 2>"$work/build.log") ||
-   { cat "$work/build.log" >&2; fail "the package did not build"; }
+deb=$("$src/tools/build-deb.sh" "$1" "$work/deb" 2>"$work/log") || fail "the package did not build"
 lintian --fail-on error "$deb" || fail "lintian reports errors"
-
+root=$work/root
 if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null | grep -q installed; then
-   root=/
-   apt_wait install "$deb"
-   installed=yes
+   apt install "$deb"
+   installed=yes root=
    dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
    dpkg -L bridgesnmp >"$work/files"
 else
-   root=$work/root
    dpkg -x "$deb" "$root"
 fi
-prefix=${root%/}
-snippet=$prefix/etc/snmp/snmpd.conf.d/bridgesnmp.conf
-plugin=$prefix/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/bridgesnmp/bridgesnmp.so
+snippet=$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf
+[ -z "$(grep -Ev '^[[:space:]]*(#|$)' "$snippet")" ] || fail "the snippet loads something as installed"
 
-# Installed, the snippet loads nothing until an operator uncomments it.
-[ -z "$(grep -Ev '^[[:space:]]*(#|$)' "$snippet")" ] || fail "the snippet has active lines"
-
-# snmpd with the snippet's plug-in lines uncommented, the control socket and (outside the
-# system) the topology in the scratch root. Installed, the compiled default topology serves.
+# The snippet's plug-in lines uncommented, with our own control socket. Installed, the
+# plug-in's compiled default topology is used; in a scratch root, the snippet's, moved there.
+drop=ControlSocket
+[ -n "$root" ] || drop="ControlSocket|Topology"
 {
    echo "rocommunity public 127.0.0.1"
-   sed -n 's/^#\(dlmod\|bridgesnmp\)/\1/p' "$snippet" |
-      grep -v '^bridgesnmpControlSocket' |
-      if [ "$root" = / ]; then grep -v '^bridgesnmpTopology'; else sed "s| /usr/| $prefix/usr/|"; fi
+   sed -n -e 's/^#\(dlmod\|bridgesnmp\)/\1/' -e "s| /usr/| $root/usr/|" -e '/^\(dlmod\|bridgesnmp\)/p' \
+      "$snippet" | grep -Ev "^bridgesnmp($drop) "
    echo "bridgesnmpControlSocket $work/control.sock"
 } >"$work/snmpd.conf"
-grep -q "^dlmod bridgesnmp $plugin\$" "$work/snmpd.conf" || fail "the snippet names no plug-in"
-
-for attempt in 1 2 3; do
+grep -q "^dlmod bridgesnmp $root/usr/lib/" "$work/snmpd.conf" || fail "the snippet loads no plug-in"
+for _ in 1 2 3; do
    port=$((20000 + RANDOM % 40000))
    SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work MIBS= /usr/sbin/snmpd -f -C -c "$work/snmpd.conf" \
-      -Lf "$work/snmpd.log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
-   snmpd_pid=$!
+      -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
+   pid=$!
    for _ in $(seq 100); do
       answer=$(MIBS= snmpget -v2c -c public -On -t 0.2 -r 0 "127.0.0.1:$port" \
          1.3.6.1.2.1.17.1.3.0 1.3.6.1.2.1.31.1.1.1.1.1 2>/dev/null) && break
-      kill -0 "$snmpd_pid" 2>/dev/null || break
+      kill -0 "$pid" 2>/dev/null || break
       sleep 0.1
    done
-   kill -0 "$snmpd_pid" 2>/dev/null && break
-   grep -q "Error opening specified endpoint" "$work/snmpd.log" || break
+   kill -0 "$pid" 2>/dev/null || ! grep -q "Error opening specified endpoint" "$work/log" && break
 done
-expected='.1.3.6.1.2.1.17.1.3.0 = INTEGER: 2
-.1.3.6.1.2.1.31.1.1.1.1.1 = STRING: "Ethernet1"'
-[ "${answer:-}" = "$expected" ] || { cat "$work/snmpd.log" >&2; fail "snmpd answered: ${answer:-nothing}"; }
-kill "$snmpd_pid"
-wait "$snmpd_pid" || true
-snmpd_pid=
-[ "$root" != / ] || grep -q "loaded topology /usr/share/bridgesnmp/lab-switch.yaml" "$work/snmpd.log" ||
-   { cat "$work/snmpd.log" >&2; fail "the installed default topology was not loaded"; }
+[ "${answer:-}" = '.1.3.6.1.2.1.17.1.3.0 = INTEGER: 2
+.1.3.6.1.2.1.31.1.1.1.1.1 = STRING: "Ethernet1"' ] || fail "snmpd answered: ${answer:-nothing}"
+kill "$pid" && wait "$pid" || true
+pid=
+[ -n "$root" ] || grep -q "loaded topology /usr/share/bridgesnmp/lab-switch.yaml" "$work/log" ||
+   fail "the installed default topology was not loaded"
+[ -z "$root" ] || exit 0
 
-[ "$root" = / ] || exit 0
-# Removed: every file is gone but the configuration files; purged, those go too.
-apt_wait remove bridgesnmp
+# Removed, only the configuration files stay; purged, they go too.
+apt remove bridgesnmp
 while read -r path; do
    if grep -qxF "$path" "$work/conffiles"; then
       [ -f "$path" ] || fail "configuration file $path went on removal"
@@ -95,9 +79,6 @@ while read -r path; do
       fail "$path is left behind"
    fi
 done <"$work/files"
-apt_wait purge bridgesnmp
+apt purge bridgesnmp
 installed=no
-while read -r path; do
-   [ ! -e "$path" ] || fail "$path is left behind after purge"
-done <"$work/conffiles"
-echo "package test: built, linted, installed, served and removed $(basename "$deb")"
+while read -r path; do [ ! -e "$path" ] || fail "$path is left behind after purge"; done <"$work/conffiles"
