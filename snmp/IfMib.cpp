@@ -95,6 +95,7 @@ const Column ifXTableColumns[] = {
      [](const EthIntfStatus& s) { return s.intfId().stringValue().stdString(); }},
     {15, "ifHighSpeed", ASN_GAUGE,
      [](const EthIntfStatus& s) -> std::int64_t { return s.speedMbps(); }, nullptr},
+    {18, "ifAlias", ASN_OCTET_STR, nullptr, [](const EthIntfStatus& s) { return s.description(); }},
 };
 
 template <const auto& columns>
@@ -251,7 +252,7 @@ bool Snmp::registerInterfaceTables() {
         HANDLER_CAN_RONLY,
         {{ASN_INTEGER, "ifIndex"}},
         1,
-        15,
+        18,
         columnNumbers<ifXTableColumns>(),
         {ifXTable_get_first_data_point, ifXTable_get_next_data_point, ifXTable_make_data_context,
          ifXTable_free_data_context, ifXTable_free_loop_context_at_end},

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "platform/interface/EthPortId.h"
 #include "platform/kel/EntityMacros.h"
@@ -23,6 +24,8 @@ class IntfStatus : public Kel::Entity {
    ATTRIBUTE(adminStatus, AdminStatus, AdminStatus, AdminStatus::up)                    \
    /* when operStatus last changed, in Kel::now() seconds */                            \
    ATTRIBUTE(lastChange, LastChange, double, 0.0)                                       \
+   /* what the operator says the interface is for; empty when nothing */                \
+   ATTRIBUTE(description, Description, std::string, std::string())                      \
    /* the interface's ifIndex in IF-MIB; 0 until the interface has one */               \
    ATTRIBUTE(ifIndex, IfIndex, std::int32_t, 0)                                         \
    /* its bridge port number; 0 when it is not a bridge port */                         \

@@ -143,6 +143,10 @@ void Switch::newPort(const PortSpec& port) {
    if (port.name.empty()) {
       throw CommandError("a port needs a name");
    }
+   if (port.description.size() > maxPortDescription) {
+      throw CommandError("a port description is at most " + std::to_string(maxPortDescription) +
+                         " octets");
+   }
    if (impl_->ports.count(port.name)) {
       throw CommandError("interface " + port.name.stringValue().stdString() + " exists already");
    }
@@ -162,6 +166,7 @@ void Switch::newPort(const PortSpec& port) {
    status->ifIndexIs(port.ifIndex);
    status->portIdIs(Interface::EthPortId(port.portId));
    status->macAddrIs(portAddress(port.ifIndex));
+   status->descriptionIs(port.description);
    publishRunning(*status, port);
    impl_->state.intfStatusDir->intfStatusIs(port.name, status);
    // Like a real switch, a new port is a switchport in VLAN 1 until configured otherwise.

@@ -35,8 +35,12 @@ struct PortSpec {
    std::uint16_t portId = 0;  // bridge port number; 0 for none
    std::int32_t ifIndex = 0;
    bool linkUp = true;
-   bool adminUp = true;  // false: shut down, so not running whatever its link
+   bool adminUp = true;        // false: shut down, so not running whatever its link
+   std::string description{};  // what the operator says it is for, IF-MIB's ifAlias
 };
+
+// The longest port description, as IF-MIB's ifAlias carries it.
+constexpr std::size_t maxPortDescription = 64;
 
 struct SwitchportSpec {
    Bridging::SwitchportMode mode = Bridging::SwitchportMode::access;

@@ -19,11 +19,11 @@ const Oid ifXEntry = "1.3.6.1.2.1.31.1.1.1";
 const Oid basePortIfIndex = "1.3.6.1.2.1.17.1.4.1.2";
 const Oid sysUpTime = "1.3.6.1.2.1.1.3.0";
 
-// Bridge ports 1-2 (ifIndex 101-102), Ethernet3 (ifIndex 103) not a bridge port, Ethernet4
-// (port 4, ifIndex 104) with its link down, Ethernet5 with no ifIndex at all.
+// Bridge ports 1-2 (ifIndex 101-102), Ethernet3 (ifIndex 103, described) not a bridge port,
+// Ethernet4 (port 4, ifIndex 104) with its link down, Ethernet5 with no ifIndex at all.
 const std::string topology = Topology()
                                  .ports("Ethernet1-2", 1, 101)
-                                 .ports("Ethernet3", 0, 103)
+                                 .ports("Ethernet3", 0, 103, "description: to the lab router")
                                  .ports("Ethernet4", 4, 104, "link: down")
                                  .ports("Ethernet5", 5, 0);
 
@@ -59,6 +59,10 @@ std::vector<Varbind> expectedTables() {
    for (const Port& p : ports) {
       table.push_back(
           value(ifXEntry.child(15).child(p.ifIndex), AsnType::Gauge32, p.up ? 10000 : 0));
+   }
+   for (const Port& p : ports) {
+      table.push_back(
+          octets(ifXEntry.child(18).child(p.ifIndex), p.ifIndex == 103 ? "to the lab router" : ""));
    }
    return table;
 }
