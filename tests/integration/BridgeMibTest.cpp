@@ -132,6 +132,7 @@ TEST_P(BridgeMibTest, LearnMoveAndAgeShowAtOnce) {
 
 TEST_P(BridgeMibTest, StatusFollowsTheEntryType) {
    startAgent(topology);
+   ASSERT_TRUE(eventually([&] { return snmpd().walk(fdbEntry).size() == 9; }));
    const std::vector<std::pair<const char*, std::int64_t>> cases = {{"management", 5},
                                                                     {"learnedRemote", 3},
                                                                     {"configuredStatic", 3},
