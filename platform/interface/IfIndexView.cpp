@@ -63,10 +63,11 @@ void IfIndexView::intfIs(const Velnet::IntfId& intf) {
       remove(intf);
       return;
    }
-   auto& reactor = reactors_[intf];
-   if (!reactor || reactor->status() != status) {
+   // A status entity put in place of another gets a reactor of its own.
+   const auto found = reactors_.find(intf);
+   if (found == reactors_.end() || found->second->status() != status) {
       remove(intf);
-      reactors_[intf] = std::make_unique<IntfReactor>(*this, status);
+      reactors_.emplace(intf, std::make_unique<IntfReactor>(*this, status));
    }
    place(status);
 }
