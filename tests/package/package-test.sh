@@ -32,6 +32,7 @@ if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null
    installed=yes root=
    dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
    dpkg -L bridgesnmp >"$work/files"
+   grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" || fail "no conffile snippet"
 else
    dpkg -x "$deb" "$root"
 fi
