@@ -10,7 +10,7 @@ set -euo pipefail
 
 src=$(cd "$(dirname "$0")/../.." && pwd)
 work=$(mktemp -d "${TMPDIR:-/tmp}/bridgesnmp-package-XXXXXX")
-pid= installed=no
+pid='' installed=no
 cleanup() {
    [ -z "$pid" ] || kill "$pid" 2>/dev/null || true
    [ "$installed" = no ] || apt-get -qq -y -o DPkg::Lock::Timeout=120 purge bridgesnmp >/dev/null
@@ -37,7 +37,7 @@ else
    dpkg -x "$deb" "$root"
 fi
 snippet=$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf
-[ -z "$(grep -Ev '^[[:space:]]*(#|$)' "$snippet")" ] || fail "the snippet loads something as installed"
+! grep -Eqv '^[[:space:]]*(#|$)' "$snippet" || fail "the snippet loads something as installed"
 
 # The snippet's plug-in lines uncommented, with our own control socket. Installed, the
 # plug-in's compiled default topology is used; in a scratch root, the snippet's, moved there.
@@ -52,11 +52,11 @@ drop=ControlSocket
 grep -q "^dlmod bridgesnmp $root/usr/lib/" "$work/snmpd.conf" || fail "the snippet loads no plug-in"
 for _ in 1 2 3; do
    port=$((20000 + RANDOM % 40000))
-   SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work MIBS= /usr/sbin/snmpd -f -C -c "$work/snmpd.conf" \
+   SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work MIBS='' /usr/sbin/snmpd -f -C -c "$work/snmpd.conf" \
       -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
    pid=$!
    for _ in $(seq 100); do
-      answer=$(MIBS= snmpget -v2c -c public -On -t 0.2 -r 0 "127.0.0.1:$port" \
+      answer=$(MIBS='' snmpget -v2c -c public -On -t 0.2 -r 0 "127.0.0.1:$port" \
          1.3.6.1.2.1.17.1.3.0 1.3.6.1.2.1.31.1.1.1.1.1 2>/dev/null) && break
       kill -0 "$pid" 2>/dev/null || break
       sleep 0.1
@@ -65,7 +65,8 @@ for _ in 1 2 3; do
 done
 [ "${answer:-}" = '.1.3.6.1.2.1.17.1.3.0 = INTEGER: 2
 .1.3.6.1.2.1.31.1.1.1.1.1 = STRING: "Ethernet1"' ] || fail "snmpd answered: ${answer:-nothing}"
-kill "$pid" && wait "$pid" || true
+kill "$pid"
+wait "$pid" || true
 pid=
 [ -n "$root" ] || grep -q "loaded topology /usr/share/bridgesnmp/lab-switch.yaml" "$work/log" ||
    fail "the installed default topology was not loaded"
