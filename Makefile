@@ -9,7 +9,7 @@ PORT       ?= 1161
 CMAKE_ARGS ?=
 
 .PHONY: all deps build test unit-test integration-test sanitize-test fuzz storm soak bench demo \
-        demo-stop demo-linux demo-linux-stop format clean
+        demo-stop demo-linux demo-linux-stop deb format clean
 
 all: build
 
@@ -82,6 +82,10 @@ demo-linux: build
 
 demo-linux-stop:
 	tools/demo-linux.sh stop $(BUILD) $(PORT)
+
+# The Debian package, from the build tree (written to $(BUILD)/deb/).
+deb: build
+	tools/build-deb.sh $(BUILD) $(BUILD)/deb
 
 format: deps
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -10,7 +10,10 @@
 #include <CLI/CLI.hpp>
 
 #include "plugin/PluginHost.h"
+#include "plugin/UptimeEpoch.h"
 #include "snmp/NetSnmp.h"
+// After the agent headers, which it needs.
+#include <net-snmp/agent/agent_callbacks.h>
 
 namespace {
 
@@ -20,6 +23,14 @@ volatile std::sig_atomic_t stopRequested = 0;
 
 void requestStop(int) {
    stopRequested = 1;
+}
+
+// net-snmp's subagent takes the master's sysUpTime when its session opens (and again at
+// every answer from the master), moving the agent's start to the master's; the TimeTicks we
+// serve count from there too, so that a manager compares them with the master's sysUpTime.
+int onMasterSessionOpen(int, int, void*, void*) {
+   Plugin::alignUptimeEpoch();
+   return SNMPERR_SUCCESS;
 }
 
 }  // namespace
@@ -66,6 +77,8 @@ int main(int argc, char** argv) {
    // master is pinged, and reconnected after it went, this often.
    const std::string ping = "agentxPingInterval " + std::to_string(pingSeconds);
    netsnmp_config_remember(const_cast<char*>(ping.c_str()));
+   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START,
+                          &onMasterSessionOpen, nullptr);
    init_snmp(appName);
    if (!Plugin::PluginHost::instance().started()) {
       snmp_log(LOG_ERR, "%s: the MIB units did not start\n", appName);

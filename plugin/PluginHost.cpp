@@ -9,6 +9,7 @@
 #include "plugin/SnmpdTraceSink.h"
 #include "plugin/StatusReport.h"
 #include "plugin/UptimeEpoch.h"
+#include "snmp/IfMib.h"
 #include "snmp/NetSnmp.h"
 
 namespace Plugin {
@@ -109,10 +110,13 @@ void PluginHost::start() {
    agent_->intfStatusDirIs(intfStatusDir);
    agent_->readerShimIs(readerShim);
    agent_->mibIs(mib_);
+   std::size_t hooks = Snmp::AutoRegistree::callAll();
    if (platform_) {
       platform_->sw().statusReporterIs([this] { return statusReport(*mib_, *agent_); });
+      // The simulated switch's ports exist nowhere else, so their IF-MIB rows are ours to
+      // serve; a Linux bridge's ports are in the host's own IF-MIB already.
+      hooks += Snmp::registerInterfaceTables() ? 1 : 0;
    }
-   const std::size_t hooks = Snmp::AutoRegistree::callAll();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
 }
 

@@ -43,6 +43,7 @@ void registerTable(const TableSpec& table) {
                            __func__);
    }
    reg->my_reg_void = table.entity;
+   reg->priority = table.priority;
 
    auto* info = SNMP_MALLOC_TYPEDEF(netsnmp_table_registration_info);
    for (const IndexSpec& index : table.indexes) {

@@ -32,6 +32,8 @@ struct TableSpec {
    std::vector<unsigned> validColumns;
    IteratorCallbacks callbacks;
    void* entity;  // what the handler and the iterator read; may be null
+   // Lower wins over another registration of the same subtree (snmpd's own modules: 127).
+   int priority = DEFAULT_MIB_PRIORITY;
 };
 
 // Registers a sorted iterator table with the serialize handler injected. A failure to set

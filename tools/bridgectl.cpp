@@ -230,6 +230,9 @@ int main(int argc, char** argv) {
    define(app, {"link"}, "bring an interface's link up or down")
        .arg("intf", "interface")
        .arg("state", "up or down");
+   define(app, {"admin"}, "shut an interface down (down) or bring it back into service (up)")
+       .arg("intf", "interface")
+       .arg("state", "up or down");
 
    CLI::App* vlan = app.add_subcommand("vlan", "create, delete and change VLANs");
    vlan->require_subcommand(1);

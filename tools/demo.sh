@@ -134,10 +134,12 @@ EOF
    : >"$log"
    : >"$out"
 
-   # Its own session, so that it outlives this script and the terminal.
+   # Its own session, so that it outlives this script and the terminal. Without snmpd's own
+   # interface tables: IF-MIB shows the simulated switch's ports, not this host's.
    SNMPCONFPATH="$(demo_dir)" SNMP_PERSISTENT_DIR="$(demo_dir)/persist" \
       MIBS= MIBDIRS="$(demo_dir)/mibs" \
-      setsid "$snmpd" -f -C -c "$conf" -Lf "$log" -p "$(pid_file)" "udp:127.0.0.1:$port" \
+      setsid "$snmpd" -f -C -c "$conf" -Lf "$log" -p "$(pid_file)" \
+      -I -ifTable,-ifXTable,-interfaces "udp:127.0.0.1:$port" \
       </dev/null >>"$out" 2>&1 &
    pid=$!
 
@@ -184,6 +186,8 @@ Try:
       dot1dBaseType, answers INTEGER: 2
   snmpwalk -v2c -c public 127.0.0.1:$port 1.3.6.1.2.1.17
       the BRIDGE-MIB subtree, Q-BRIDGE-MIB (1.3.6.1.2.1.17.7) included
+  snmpwalk -v2c -c public 127.0.0.1:$port 1.3.6.1.2.1.31.1.1.1.1
+      ifName: the switch's ports by ifIndex, as dot1dBasePortIfIndex names them
   snmpbulkwalk -v2c -c public -Cr50 127.0.0.1:$port 1.3.6.1.2.1.17.7.1.2.2
       dot1qTpFdbTable: every FID's forwarding entries
   snmpbulkwalk -v2c -c public 127.0.0.1:$port 1.3.6.1.4.1.32473.3.2.1

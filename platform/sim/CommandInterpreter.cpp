@@ -20,6 +20,7 @@ constexpr const char* ageUsage = "age <vlan> <mac>";
 constexpr const char* flushUsage = "flush [vlan <vlan>] [intf <intf>]";
 constexpr const char* burstUsage = "burst <count> <ports> [seed <n>] [paced]";
 constexpr const char* linkUsage = "link <intf> up|down";
+constexpr const char* adminUsage = "admin <intf> up|down";
 constexpr const char* vlanUsage = "vlan add|del|internal|hidden|state|name <vlan> ...";
 constexpr const char* vlanAddUsage = "vlan add <vlan> [name <name>]";
 constexpr const char* vlanDelUsage = "vlan del <vlan>";
@@ -189,8 +190,10 @@ CommandAction parseBurst(const std::vector<std::string>& words) {
        [=](Switch& sw) { return "learned " + std::to_string(sw.burst(count, ports, seed)) + "\n"; };
 }
 
-CommandAction parseLink(const std::vector<std::string>& words) {
-   Words w(words, 1, linkUsage);
+// link and admin: an interface, up or down, and the switch's setter for it.
+CommandAction parsePortState(const std::vector<std::string>& words, const char* usage,
+                             void (Switch::*stateIs)(const Velnet::IntfId&, bool)) {
+   Words w(words, 1, usage);
    const auto intf = takeIntf(w);
    const std::string& state = w.take("up|down");
    if (state != "up" && state != "down") {
@@ -199,7 +202,7 @@ CommandAction parseLink(const std::vector<std::string>& words) {
    const bool up = state == "up";
    w.end();
    return [=](Switch& sw) {
-      sw.linkIs(intf, up);
+      (sw.*stateIs)(intf, up);
       return std::string();
    };
 }
@@ -455,7 +458,10 @@ CommandAction parseCommand(const std::vector<std::string>& words) {
       return parseBurst(words);
    }
    if (command == "link") {
-      return parseLink(words);
+      return parsePortState(words, linkUsage, &Switch::linkIs);
+   }
+   if (command == "admin") {
+      return parsePortState(words, adminUsage, &Switch::adminIs);
    }
    if (command == "vlan") {
       return parseVlan(words);
@@ -492,6 +498,7 @@ std::string commandHelpText() {
                              flushUsage,
                              burstUsage,
                              linkUsage,
+                             adminUsage,
                              vlanAddUsage,
                              vlanDelUsage,
                              vlanInternalUsage,

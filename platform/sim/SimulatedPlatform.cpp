@@ -12,10 +12,6 @@ Kel::TraceHandle simTrace("SimSwitch");
 
 }  // namespace
 
-std::string defaultTopologyPath() {
-   return BRIDGESNMP_DEFAULT_TOPOLOGY;
-}
-
 SimulatedPlatform::SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& root,
                                      PlatformOptions options)
     : root_(root),

@@ -15,7 +15,9 @@ struct PlatformOptions {
    std::string controlSocketPath;  // empty: defaultControlSocketPath()
 };
 
-// The bundled topology, examples/lab-switch.yaml of the source tree.
+// The bundled topology: examples/lab-switch.yaml of the source tree for what runs from the
+// build tree, the installed copy for what is installed (DefaultTopology.cpp, built once for
+// each).
 std::string defaultTopologyPath();
 
 // The simulated switch as a process runs it: loaded from its topology, mounted in the

@@ -7,6 +7,7 @@
 
 #include "platform/bridging/VlanName.h"
 #include "platform/kel/Exception.h"
+#include "platform/kel/Time.h"
 #include "platform/sim/Burst.h"
 #include "platform/sim/ConfigAgent.h"
 #include "platform/sim/LearningAgent.h"
@@ -115,9 +116,36 @@ void Switch::hostAgingTimeIs(double seconds) {
    impl_->learning.agingTimeChanged();
 }
 
+namespace {
+
+// A port's own MAC address: locally administered, numbered by its ifIndex, so that every
+// port of the switch has a distinct one.
+Velnet::EthAddr portAddress(std::int32_t ifIndex) {
+   constexpr std::uint64_t locallyAdministered = 0x020000000000ull;
+   return Velnet::EthAddr::fromU64(locallyAdministered | static_cast<std::uint32_t>(ifIndex));
+}
+
+// Publishes whether the port runs: its statuses, its speed, and when it last changed.
+void publishRunning(Interface::EthIntfStatus& status, const PortSpec& port) {
+   const bool running = port.linkUp && port.adminUp;
+   const auto operStatus = running ? Interface::OperStatus::up : Interface::OperStatus::down;
+   if (status.operStatus() != operStatus || status.lastChange() == 0.0) {
+      status.lastChangeIs(Kel::now());
+   }
+   status.adminStatusIs(port.adminUp ? Interface::AdminStatus::up : Interface::AdminStatus::down);
+   status.operStatusIs(operStatus);
+   status.speedMbpsIs(running ? 10000 : 0);
+}
+
+}  // namespace
+
 void Switch::newPort(const PortSpec& port) {
    if (port.name.empty()) {
       throw CommandError("a port needs a name");
+   }
+   if (port.description.size() > maxPortDescription) {
+      throw CommandError("a port description is at most " + std::to_string(maxPortDescription) +
+                         " octets");
    }
    if (impl_->ports.count(port.name)) {
       throw CommandError("interface " + port.name.stringValue().stdString() + " exists already");
@@ -137,8 +165,9 @@ void Switch::newPort(const PortSpec& port) {
    auto status = Kel::make<Interface::EthIntfStatus>(port.name);
    status->ifIndexIs(port.ifIndex);
    status->portIdIs(Interface::EthPortId(port.portId));
-   status->operStatusIs(port.linkUp ? Interface::OperStatus::up : Interface::OperStatus::down);
-   status->speedMbpsIs(port.linkUp ? 10000 : 0);
+   status->macAddrIs(portAddress(port.ifIndex));
+   status->descriptionIs(port.description);
+   publishRunning(*status, port);
    impl_->state.intfStatusDir->intfStatusIs(port.name, status);
    // Like a real switch, a new port is a switchport in VLAN 1 until configured otherwise.
    impl_->state.input->switchIntfConfigIs(port.name);
@@ -148,12 +177,21 @@ void Switch::newPort(const PortSpec& port) {
 void Switch::linkIs(const Velnet::IntfId& intf, bool up) {
    impl_->requirePort(intf);
    impl_->ports[intf].linkUp = up;
-   const auto status = impl_->state.intfStatusDir->intfStatus(intf);
-   status->operStatusIs(up ? Interface::OperStatus::up : Interface::OperStatus::down);
-   status->speedMbpsIs(up ? 10000 : 0);
+   portStateChanged(intf);
+}
+
+void Switch::adminIs(const Velnet::IntfId& intf, bool up) {
+   impl_->requirePort(intf);
+   impl_->ports[intf].adminUp = up;
+   portStateChanged(intf);
+}
+
+void Switch::portStateChanged(const Velnet::IntfId& intf) {
+   const PortSpec& port = impl_->ports[intf];
+   publishRunning(*impl_->state.intfStatusDir->intfStatus(intf), port);
    impl_->status.refreshIntf(intf);
-   if (!up) {
-      impl_->learning.flush(std::nullopt, intf);  // hosts behind a dead link are gone
+   if (!port.linkUp || !port.adminUp) {
+      impl_->learning.flush(std::nullopt, intf);  // hosts behind a port not running are gone
    }
 }
 

@@ -35,7 +35,12 @@ struct PortSpec {
    std::uint16_t portId = 0;  // bridge port number; 0 for none
    std::int32_t ifIndex = 0;
    bool linkUp = true;
+   bool adminUp = true;        // false: shut down, so not running whatever its link
+   std::string description{};  // what the operator says it is for, IF-MIB's ifAlias
 };
+
+// The longest port description, as IF-MIB's ifAlias carries it.
+constexpr std::size_t maxPortDescription = 64;
 
 struct SwitchportSpec {
    Bridging::SwitchportMode mode = Bridging::SwitchportMode::access;
@@ -97,9 +102,11 @@ class Switch {
    // Seconds; 0 disables aging.
    void hostAgingTimeIs(double seconds);
 
-   // Ports. A port is added once; its link changes afterwards.
+   // Ports. A port is added once; its link and administrative state change afterwards. A
+   // port runs (its operational status is up) while its link is up and it is not shut down.
    void newPort(const PortSpec& port);
    void linkIs(const Velnet::IntfId& intf, bool up);
+   void adminIs(const Velnet::IntfId& intf, bool up);
    bool hasPort(const Velnet::IntfId& intf) const;
    std::vector<PortSpec> ports() const;
 
@@ -153,6 +160,8 @@ class Switch {
  private:
    class Impl;
    Burst newBurst(std::size_t count, std::size_t portCount, std::uint64_t seed);
+   // Publishes a port's link or administrative change and lets the switch follow it.
+   void portStateChanged(const Velnet::IntfId& intf);
    std::unique_ptr<Impl> impl_;
 };
 

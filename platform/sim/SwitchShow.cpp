@@ -32,7 +32,7 @@ void showPorts(const Switch& sw, std::ostream& os) {
       << "link\n";
    for (const PortSpec& p : sw.ports()) {
       os << std::setw(14) << p.name << std::setw(8) << p.portId << std::setw(9) << p.ifIndex
-         << (p.linkUp ? "up" : "down") << "\n";
+         << (p.linkUp ? "up" : "down") << (p.adminUp ? "" : ", shut down") << "\n";
    }
 }
 

@@ -123,7 +123,8 @@ class Parser : YamlReader {
    }
 
    void parsePort(const YAML::Node& n) {
-      const Fields f = fields(n, "a port", {"name", "range", "port_id", "if_index", "link"});
+      const Fields f = fields(
+          n, "a port", {"name", "range", "port_id", "if_index", "link", "admin", "description"});
       const YAML::Node* one = f.get("name");
       const YAML::Node* run = f.get("range");
       if (one != nullptr && run != nullptr) {
@@ -158,13 +159,24 @@ class Parser : YamlReader {
                          std::to_string(ifIndex) + " run past " + std::to_string(maxIfIndex));
          }
       }
-      bool linkUp = true;
-      if (const YAML::Node* l = f.get("link")) {
-         const std::string& text = scalar(*l, "link", "up or down");
+      // link and admin: up (the default) or down.
+      const auto isUp = [&](const char* key) {
+         const YAML::Node* node = f.get(key);
+         const std::string text = node ? scalar(*node, key, "up or down") : "up";
          if (text != "up" && text != "down") {
-            fail(*l, "'link' must be up or down, not " + shown(*l));
+            fail(*node, "'" + std::string(key) + "' must be up or down, not " + shown(*node));
          }
-         linkUp = text == "up";
+         return text == "up";
+      };
+      const bool linkUp = isUp("link");
+      const bool adminUp = isUp("admin");
+      std::string description;
+      if (const YAML::Node* d = f.get("description")) {
+         description = scalar(*d, "description", "text");
+         if (description.size() > maxPortDescription) {
+            fail(*d, "a description is at most " + std::to_string(maxPortDescription) +
+                         " octets, not " + std::to_string(description.size()));
+         }
       }
 
       const int line = f.line;
@@ -175,6 +187,8 @@ class Parser : YamlReader {
          port.portId = static_cast<std::uint16_t>(portId == 0 ? 0 : portId + i);
          port.ifIndex = static_cast<std::int32_t>(ifIndex == 0 ? 0 : ifIndex + i);
          port.linkUp = linkUp;
+         port.adminUp = adminUp;
+         port.description = description;
          if (auto it = ports_.find(name); it != ports_.end()) {
             fail(line,
                  "port " + name + " is already defined at line " + std::to_string(it->second.line));
@@ -355,6 +369,9 @@ class Parser : YamlReader {
          default:
             return intf + " is in mode " + Bridging::switchportModeName(sp.mode) +
                    ", which carries no VLAN";
+      }
+      if (!port.adminUp) {
+         return intf + " is shut down";
       }
       if (!port.linkUp) {
          return "the link of " + intf + " is down";

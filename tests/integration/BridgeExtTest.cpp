@@ -39,7 +39,7 @@ const std::string topology = Topology()
                                  .host(10, "02:00:0a:ee:00:01", "Ethernet3", "management")
                                  .host(4094, "02:00:0f:00:00:01", "Ethernet3");
 
-class BridgeExtTest : public SwitchAgentTest {
+class BridgeExtTest : public BothFormsTest {
  protected:
    void SetUp() override {
       startAgent(topology);
@@ -54,7 +54,7 @@ class BridgeExtTest : public SwitchAgentTest {
        value(lastMove + row(0, 10, "02:00:0a:00:00:01"), AsnType::TimeTicks, 0)};
 };
 
-TEST_F(BridgeExtTest, ListsOnlyPlainLearnedHostsOfBridgePortsOutsideInternalVlans) {
+TEST_P(BridgeExtTest, ListsOnlyPlainLearnedHostsOfBridgePortsOutsideInternalVlans) {
    EXPECT_EQ(snmpd().bulkWalk(moveEntry, 3), initial);
    EXPECT_EQ(snmpd().get(moveEntry.child(1) + row(0, 10, "02:00:0a:00:00:00")).type,
              AsnType::NoSuchObject)
@@ -66,7 +66,7 @@ TEST_F(BridgeExtTest, ListsOnlyPlainLearnedHostsOfBridgePortsOutsideInternalVlan
        [&] { return snmpd().get(numMoves + row(0, 4094, "02:00:0f:00:00:01")).integer == 0; }));
 }
 
-TEST_F(BridgeExtTest, MoveCountsAndStampsTheHost) {
+TEST_P(BridgeExtTest, MoveCountsAndStampsTheHost) {
    const std::string host = "02:00:0a:00:00:00";
    const GetResult upTimeBefore = snmpd().get(sysUpTime);
    ok({"move", "10", host, "Ethernet4"});
@@ -94,11 +94,13 @@ TEST_F(BridgeExtTest, MoveCountsAndStampsTheHost) {
    EXPECT_TRUE(eventually([&] { return snmpd().walk(moveEntry) == initial; }));
 }
 
-TEST_F(BridgeExtTest, StaticEntryReplacingALearnedHostTakesItOut) {
+TEST_P(BridgeExtTest, StaticEntryReplacingALearnedHostTakesItOut) {
    ok({"static", "add", "10", "02:00:0a:00:00:01", "Ethernet2"});
 
    EXPECT_TRUE(eventually([&] { return snmpd().walk(moveEntry).size() == 2; }));
    EXPECT_EQ(snmpd().get(numMoves + row(0, 10, "02:00:0a:00:00:01")).type, AsnType::NoSuchInstance);
 }
+
+SWITCH_AGENT_FORMS(BridgeExtTest);
 
 }  // namespace

@@ -18,12 +18,6 @@ const Oid portEntry = "1.3.6.1.2.1.17.1.4.1";
 const Oid fdbEntry = "1.3.6.1.2.1.17.4.3.1";
 const Oid agingTime = "1.3.6.1.2.1.17.4.2.0";
 
-Varbind octets(const Oid& oid, const std::string& bytes) {
-   Varbind vb = value(oid, AsnType::OctetString, 0);
-   vb.bytes = bytes;
-   return vb;
-}
-
 Varbind objectId(const Oid& oid, const Oid& id) {
    Varbind vb = value(oid, AsnType::ObjectId, 0);
    vb.objectId = id;
@@ -73,9 +67,9 @@ std::vector<Varbind> fdbTable(const std::vector<FdbRow>& rows) {
    return table;
 }
 
-class BridgeMibTest : public SwitchAgentTest {};
+class BridgeMibTest : public BothFormsTest {};
 
-TEST_F(BridgeMibTest, EveryObjectOfASmallSwitchByGetNextAndGetBulk) {
+TEST_P(BridgeMibTest, EveryObjectOfASmallSwitchByGetNextAndGetBulk) {
    startAgent(topology);
    std::vector<Varbind> base = {
        octets(dot1dBase + "1.0", std::string("\x02\xaa\xbb\xcc\xdd\xee", 6)),
@@ -109,7 +103,7 @@ TEST_F(BridgeMibTest, EveryObjectOfASmallSwitchByGetNextAndGetBulk) {
    }
 }
 
-TEST_F(BridgeMibTest, SelectionWordKeepsLearnedHostsOutButNotStaticOrManagementOnes) {
+TEST_P(BridgeMibTest, SelectionWordKeepsLearnedHostsOutButNotStaticOrManagementOnes) {
    startAgent(Topology()
                   .ports("Ethernet1-4", 1)
                   .vlan(1, "default", "selection_word: 7")
@@ -122,7 +116,7 @@ TEST_F(BridgeMibTest, SelectionWordKeepsLearnedHostsOutButNotStaticOrManagementO
        << ::testing::PrintToString(snmpd().walk(fdbEntry));
 }
 
-TEST_F(BridgeMibTest, LearnMoveAndAgeShowAtOnce) {
+TEST_P(BridgeMibTest, LearnMoveAndAgeShowAtOnce) {
    startAgent(topology);
    const Oid port = fdbEntry.child(2) + macIndex("02:00:00:aa:00:10");
    ASSERT_TRUE(eventually([&] { return snmpd().walk(fdbEntry).size() == 9; }));
@@ -136,8 +130,9 @@ TEST_F(BridgeMibTest, LearnMoveAndAgeShowAtOnce) {
    EXPECT_EQ(snmpd().walk(fdbEntry).size(), 9u);
 }
 
-TEST_F(BridgeMibTest, StatusFollowsTheEntryType) {
+TEST_P(BridgeMibTest, StatusFollowsTheEntryType) {
    startAgent(topology);
+   ASSERT_TRUE(eventually([&] { return snmpd().walk(fdbEntry).size() == 9; }));
    const std::vector<std::pair<const char*, std::int64_t>> cases = {{"management", 5},
                                                                     {"learnedRemote", 3},
                                                                     {"configuredStatic", 3},
@@ -153,7 +148,7 @@ TEST_F(BridgeMibTest, StatusFollowsTheEntryType) {
 }
 
 // Whole seconds within the MIB's 10..1000000; ageing switched off (0) is 1000000.
-TEST_F(BridgeMibTest, AgingTimeFollowsTheSwitchWithinTheMibsRange) {
+TEST_P(BridgeMibTest, AgingTimeFollowsTheSwitchWithinTheMibsRange) {
    startAgent(topology);
    const std::vector<std::pair<const char*, std::int64_t>> cases = {
        {"45.9", 45}, {"0", 1000000},     {"9.99", 10}, {"1000000", 1000000},
@@ -163,5 +158,7 @@ TEST_F(BridgeMibTest, AgingTimeFollowsTheSwitchWithinTheMibsRange) {
       EXPECT_EQ(snmpd().get(agingTime), value(agingTime, AsnType::Integer, expected)) << seconds;
    }
 }
+
+SWITCH_AGENT_FORMS(BridgeMibTest);
 
 }  // namespace

@@ -90,7 +90,7 @@ const std::vector<std::pair<std::uint32_t, std::uint8_t>> currentColumns = {
     {6, AsnType::Integer},
     {7, AsnType::TimeTicks}};
 
-class QBridgeMibTest : public SwitchAgentTest {
+class QBridgeMibTest : public BothFormsTest {
  protected:
    void SetUp() override { startAgent(topology); }
 
@@ -107,7 +107,7 @@ const std::vector<Row> tpFdbRows = {{index({10}) + macIndex("02:00:00:00:10:01")
                                     {index({20}) + macIndex("00:1c:73:00:20:01"), {3, 5}},
                                     {index({20}) + macIndex("02:00:00:00:20:02"), {3, 5}}};
 
-TEST_F(QBridgeMibTest, EveryTableListsExactlyTheRowsOfTheSwitch) {
+TEST_P(QBridgeMibTest, EveryTableListsExactlyTheRowsOfTheSwitch) {
    // Only learned hosts on bridge ports of VLANs that are neither internal nor selected show;
    // static and management entries show as mgmt(5).
    settledTpFdb(tpFdbRows);
@@ -177,7 +177,7 @@ TEST_F(QBridgeMibTest, EveryTableListsExactlyTheRowsOfTheSwitch) {
 
 // Nothing has changed since the switch started at up-time 0: a time mark of 2 still lists a
 // VLAN, a mark of 3 no longer does.
-TEST_F(QBridgeMibTest, TimeMarkListsVlansChangedUpToTwoTicksBeforeIt) {
+TEST_P(QBridgeMibTest, TimeMarkListsVlansChangedUpToTwoTicksBeforeIt) {
    const Oid fdbId = currentEntry.child(3);
    const std::vector<std::pair<Oid, Oid>> nextCases = {
        {fdbId + index({2, 0}), fdbId + index({2, 1})},
@@ -195,7 +195,7 @@ TEST_F(QBridgeMibTest, TimeMarkListsVlansChangedUpToTwoTicksBeforeIt) {
    EXPECT_EQ(snmpd().get(fdbId + index({3, 10})).type, AsnType::NoSuchInstance);
 }
 
-TEST_F(QBridgeMibTest, LinkChangeMovesItsVlansPastTheTimeMark) {
+TEST_P(QBridgeMibTest, LinkChangeMovesItsVlansPastTheTimeMark) {
    const GetResult before = snmpd().get(sysUpTime);
    ok({"link", "Ethernet2", "down"});
    const GetResult after = snmpd().get(sysUpTime);
@@ -211,7 +211,7 @@ TEST_F(QBridgeMibTest, LinkChangeMovesItsVlansPastTheTimeMark) {
    EXPECT_EQ(snmpd().get(currentEntry.child(5) + index({0, 10})).bytes, "\x80");
 }
 
-TEST_F(QBridgeMibTest, AddedVlanShowsEverywhereAndDeletedOneIsCountedAndGone) {
+TEST_P(QBridgeMibTest, AddedVlanShowsEverywhereAndDeletedOneIsCountedAndGone) {
    settledTpFdb(tpFdbRows);
    ok({"vlan", "add", "60", "name", "lab net"});
    ASSERT_EQ(ok({"learn", "60", "02:00:00:00:60:01", "Ethernet4"}), "learned\n");
@@ -248,7 +248,7 @@ TEST_F(QBridgeMibTest, AddedVlanShowsEverywhereAndDeletedOneIsCountedAndGone) {
    }
 }
 
-TEST_F(QBridgeMibTest, InternalVlanKeepsItsFidAndHostsOutOfEveryTable) {
+TEST_P(QBridgeMibTest, InternalVlanKeepsItsFidAndHostsOutOfEveryTable) {
    const Oid host = index({4094}) + macIndex("02:00:00:00:ff:01");
    const std::vector<Oid> rowsOf4094 = {fdbEntry.child(2) + index({4094}),
                                         tpFdbEntry.child(2) + host,
@@ -270,7 +270,7 @@ TEST_F(QBridgeMibTest, InternalVlanKeepsItsFidAndHostsOutOfEveryTable) {
    }
 }
 
-TEST_F(QBridgeMibTest, VlanNamesAreAtMost32Octets) {
+TEST_P(QBridgeMibTest, VlanNamesAreAtMost32Octets) {
    const Oid name10 = staticEntry.child(1) + index({10});
 
    ok({"vlan", "name", "10", std::string(32, 'n')});
@@ -279,5 +279,7 @@ TEST_F(QBridgeMibTest, VlanNamesAreAtMost32Octets) {
    EXPECT_EQ(bridgectl({"vlan", "name", "10", std::string(33, 'n')}).status.exitCode(), 1);
    EXPECT_EQ(snmpd().get(name10).bytes, std::string(32, 'n'));
 }
+
+SWITCH_AGENT_FORMS(QBridgeMibTest);
 
 }  // namespace

@@ -39,7 +39,7 @@ const Topology topology = Topology()
                               .trunk("Ethernet5", "10,20", "none")
                               .entry("switchports", "interface: Ethernet6, mode: routed");
 
-class QBridgeSetTest : public SwitchAgentTest {
+class QBridgeSetTest : public BothFormsTest {
  protected:
    void SetUp() override { startAgent(topology); }
 
@@ -79,7 +79,7 @@ class QBridgeSetTest : public SwitchAgentTest {
    }
 };
 
-TEST_F(QBridgeSetTest, AccessPortMovesToAnotherVlanByItsPvid) {
+TEST_P(QBridgeSetTest, AccessPortMovesToAnotherVlanByItsPvid) {
    const Response r = snmpd().set({{at(pvid, 1), 'u', 20}});
    ASSERT_TRUE(r.ok()) << r;
 
@@ -93,7 +93,7 @@ TEST_F(QBridgeSetTest, AccessPortMovesToAnotherVlanByItsPvid) {
 
 // A manager that writes whole tables moves a port with the egress and untagged ports of both
 // VLANs and the PVID in one request; the switch ends the same whatever the varbinds' order.
-TEST_F(QBridgeSetTest, MoveByEgressUntaggedAndPvidInEitherOrder) {
+TEST_P(QBridgeSetTest, MoveByEgressUntaggedAndPvidInEitherOrder) {
    struct Move {
       std::uint32_t port;
       std::vector<SetValue> request;
@@ -134,7 +134,7 @@ TEST_F(QBridgeSetTest, MoveByEgressUntaggedAndPvidInEitherOrder) {
    }
 }
 
-TEST_F(QBridgeSetTest, FrameTypesSetTheTrunksNativeVlan) {
+TEST_P(QBridgeSetTest, FrameTypesSetTheTrunksNativeVlan) {
    const Response r = snmpd().set({{at(frameTypes, 4), 'i', 2}, {at(frameTypes, 5), 'i', 1}});
    ASSERT_TRUE(r.ok()) << r;
 
@@ -144,7 +144,7 @@ TEST_F(QBridgeSetTest, FrameTypesSetTheTrunksNativeVlan) {
    EXPECT_EQ(snmpd().get(at(frameTypes, 5)).integer, 1) << "admitAll";
 }
 
-TEST_F(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
+TEST_P(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
    struct Refused {
       const char* name;
       std::vector<SetValue> request;
@@ -239,5 +239,7 @@ TEST_F(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
    EXPECT_EQ(ok({"show", "switchports"}), switchportsBefore);
    EXPECT_EQ(ok({"show", "vlans"}), vlanListBefore);
 }
+
+SWITCH_AGENT_FORMS(QBridgeSetTest);
 
 }  // namespace

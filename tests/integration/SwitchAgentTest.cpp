@@ -1,8 +1,11 @@
 #include "SwitchAgentTest.h"
 
 #include <chrono>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <sstream>
+#include <stdexcept>
 
 namespace Harness {
 
@@ -74,17 +77,62 @@ Topology::operator std::string() const {
 }
 
 SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology, SnmpdOptions options) {
+   stopSubagent();
    agent_.reset();
    agent_ = std::make_unique<SnmpdAgent>(std::move(options));
    socketPath_ = (agent_->directory() / "control.sock").string();
-   auto& config = agent_->options().extraConfig;
-   config.push_back("bridgesnmpControlSocket " + socketPath_);
+   std::vector<std::string> config = {"bridgesnmpControlSocket " + socketPath_};
    if (!topology.empty()) {
       config.push_back("bridgesnmpTopology " +
                        agent_->writeFile("topology.yaml", topology).string());
    }
+   auto& snmpdConfig = agent_->options().extraConfig;
+   if (form_ == AgentForm::dlmod) {
+      snmpdConfig.insert(snmpdConfig.end(), config.begin(), config.end());
+      agent_->start();
+      return *agent_;
+   }
+   // The master gets the lines of snmpd's own; ours go to the subagent, which is serving once
+   // it says so: its registrations have been answered by then.
+   const std::string socket = "unix:" + (agent_->directory() / "agentx.sock").string();
+   std::vector<std::string> masterConfig = {"master agentx", "agentXSocket " + socket};
+   std::string subagentConfig;
+   for (const std::string& line : snmpdConfig) {
+      (line.starts_with("bridgesnmp") ? config : masterConfig).push_back(line);
+   }
+   for (const std::string& line : config) {
+      subagentConfig += line + "\n";
+   }
+   snmpdConfig = masterConfig;
+   agent_->options().plugin = false;
    agent_->start();
+   const std::string own = (agent_->directory() / "subagent").string();
+   auto environment = agent_->options().extraEnvironment;
+   environment.insert({{"SNMPCONFPATH", own}, {"SNMP_PERSISTENT_DIR", own}, {"MIBS", ""}});
+   const auto output = agent_->directory() / "subagent.out";
+   const auto file = agent_->writeFile("bridgesnmp-agentx.conf", subagentConfig);
+   subagent_ = startProcess(
+       {BRIDGESNMP_AGENTX_PATH, "-L", "-x", socket, "-c", file.string(), "--ping", "1"},
+       environment, output);
+   const auto serving = [&] {
+      std::ifstream in(output);
+      return std::string(std::istreambuf_iterator<char>(in), {}).find("serving through") !=
+             std::string::npos;
+   };
+   if (!eventually([&] { return serving() || !processRunning(subagent_); }) || !serving()) {
+      agent_->keepDirectory();
+      throw std::runtime_error("bridgesnmp-agentx is not serving; see " + output.string());
+   }
    return *agent_;
+}
+
+ExitStatus SwitchAgentTest::stopSubagent() {
+   ExitStatus status;
+   if (subagent_ > 0) {
+      status = stopProcess(subagent_);
+      subagent_ = -1;
+   }
+   return status;
 }
 
 CommandResult SwitchAgentTest::bridgectl(const std::vector<std::string>& args) const {
@@ -105,13 +153,22 @@ std::string SwitchAgentTest::ok(const std::vector<std::string>& args) const {
 }
 
 void SwitchAgentTest::TearDown() {
+   stopSubagent();
    if (HasFailure() && agent_) {
       agent_->stop();
       agent_->keepDirectory();
       std::cout << "---- snmpd log, kept in " << agent_->directory().string() << " ----\n"
-                << agent_->log() << "---- end of snmpd log ----" << std::endl;
+                << agent_->log();
+      if (std::ifstream subagent(agent_->directory() / "subagent.out"); subagent.peek() != EOF) {
+         std::cout << "---- bridgesnmp-agentx output ----\n" << subagent.rdbuf();
+      }
+      std::cout << "---- end of snmpd log ----" << std::endl;
    }
    agent_.reset();
+}
+
+std::string formName(const ::testing::TestParamInfo<AgentForm>& info) {
+   return info.param == AgentForm::dlmod ? "Dlmod" : "Agentx";
 }
 
 bool eventually(const std::function<bool()>& check) {
@@ -138,6 +195,12 @@ Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer) {
    vb.oid = oid;
    vb.type = type;
    vb.integer = integer;
+   return vb;
+}
+
+Varbind octets(const Oid& oid, const std::string& bytes) {
+   Varbind vb = value(oid, AsnType::OctetString, 0);
+   vb.bytes = bytes;
    return vb;
 }
 

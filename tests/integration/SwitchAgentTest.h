@@ -41,14 +41,24 @@ class Topology {
    std::map<std::string, std::vector<std::string>> sections_;
 };
 
-// A test with an snmpd running the plug-in over a simulated switch that bridgectl drives
-// through a control socket in the agent's directory. A failed test prints snmpd's log and
-// keeps its directory.
+// How the MIB units reach snmpd: loaded into it with dlmod, or from bridgesnmp-agentx, an
+// AgentX subagent of an snmpd without the plug-in.
+enum class AgentForm { dlmod, agentx };
+
+// A test with an snmpd serving the MIB units over a simulated switch that bridgectl drives
+// through a control socket in the agent's directory. A failed test prints snmpd's log (and
+// the subagent's output) and keeps its directory.
 class SwitchAgentTest : public ::testing::Test {
  protected:
    // The lab switch, or `topology` (YAML text) when given. A second call replaces the agent.
+   // In the AgentX form the bridgesnmp lines of options.extraConfig go to the subagent's
+   // configuration, the others to the master's; the environment goes to both.
    SnmpdAgent& startAgent(const std::string& topology = "", SnmpdOptions options = {});
    SnmpdAgent& snmpd() { return *agent_; }
+   void formIs(AgentForm form) { form_ = form; }
+   // The AgentX form's subagent, and how it ended when stopped (SIGTERM).
+   pid_t subagent() const { return subagent_; }
+   ExitStatus stopSubagent();
    const std::string& socketPath() const { return socketPath_; }
 
    // Runs bridgectl with --socket and the words given.
@@ -59,9 +69,25 @@ class SwitchAgentTest : public ::testing::Test {
    void TearDown() override;
 
  private:
+   AgentForm form_ = AgentForm::dlmod;
    std::unique_ptr<SnmpdAgent> agent_;
    std::string socketPath_;
+   pid_t subagent_ = -1;
 };
+
+// A scenario that runs in both forms, with the same answers expected: TEST_P, then
+// SWITCH_AGENT_FORMS(Suite).
+class BothFormsTest : public SwitchAgentTest, public ::testing::WithParamInterface<AgentForm> {
+ protected:
+   BothFormsTest() { formIs(GetParam()); }
+};
+
+std::string formName(const ::testing::TestParamInfo<AgentForm>& info);
+
+#define SWITCH_AGENT_FORMS(Suite)                                                                  \
+   INSTANTIATE_TEST_SUITE_P(                                                                       \
+       Forms, Suite, ::testing::Values(::Harness::AgentForm::dlmod, ::Harness::AgentForm::agentx), \
+       ::Harness::formName)
 
 // Repeats a check that queries snmpd (each try a round trip, during which the agent catches
 // up with the switch) until it holds or ten seconds have gone; whether it came to hold.
@@ -72,5 +98,7 @@ Oid macIndex(const std::string& mac);
 
 // An expected varbind of a numeric type (INTEGER, Counter32, Gauge32, TimeTicks).
 Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer);
+// An expected OCTET STRING varbind.
+Varbind octets(const Oid& oid, const std::string& bytes);
 
 }  // namespace Harness

@@ -78,7 +78,7 @@ std::vector<Oid> following(const Oid& from, std::size_t count) {
    return result;
 }
 
-class TableFrameTest : public SwitchAgentTest {
+class TableFrameTest : public BothFormsTest {
  protected:
    void SetUp() override {
       startAgent(topology);
@@ -89,7 +89,7 @@ class TableFrameTest : public SwitchAgentTest {
 // Starting points under each column of both tables: rows, gaps, partial
 // indexes, indexes out of range or too long, and the last rows of a column
 // (whose next object is the first row of the next column).
-TEST_F(TableFrameTest, GetNextAnswersTheNextKnownObjectFromAnyStartingPoint) {
+TEST_P(TableFrameTest, GetNextAnswersTheNextKnownObjectFromAnyStartingPoint) {
    // Index suffixes, blank-separated; "-" is no suffix at all.
    const std::string portSuffixes =
        "- 0 1 2 3 10 129 130 131 299 300 301 65536 "
@@ -118,7 +118,7 @@ TEST_F(TableFrameTest, GetNextAnswersTheNextKnownObjectFromAnyStartingPoint) {
    }
 }
 
-TEST_F(TableFrameTest, GetBulkAcrossColumnEndsAnswersTheNextKnownObjects) {
+TEST_P(TableFrameTest, GetBulkAcrossColumnEndsAnswersTheNextKnownObjects) {
    std::vector<Oid> starts;
    for (std::uint32_t column = 1; column <= 5; ++column) {
       for (const std::uint32_t port : {5, 130, 300}) {
@@ -146,7 +146,7 @@ TEST_F(TableFrameTest, GetBulkAcrossColumnEndsAnswersTheNextKnownObjects) {
    }
 }
 
-TEST_F(TableFrameTest, GetOfAnUnknownColumnIsNoSuchObjectAndOfAMissingRowNoSuchInstance) {
+TEST_P(TableFrameTest, GetOfAnUnknownColumnIsNoSuchObjectAndOfAMissingRowNoSuchInstance) {
    const Oid host = macIndex("02:00:01:00:00:05");
    const std::vector<std::pair<Oid, std::uint8_t>> cases = {
        {fdbEntry.child(4) + host, AsnType::NoSuchObject},
@@ -170,7 +170,7 @@ TEST_F(TableFrameTest, GetOfAnUnknownColumnIsNoSuchObjectAndOfAMissingRowNoSuchI
    }
 }
 
-TEST_F(TableFrameTest, TableWithoutRowsIsSkippedUntilAHostArrives) {
+TEST_P(TableFrameTest, TableWithoutRowsIsSkippedUntilAHostArrives) {
    startAgent(Topology()
                   .ports("Ethernet1-4", 1)
                   .vlan(1, "default")
@@ -187,5 +187,7 @@ TEST_F(TableFrameTest, TableWithoutRowsIsSkippedUntilAHostArrives) {
    ok({"age", "1", "02:00:00:00:00:01"});
    EXPECT_TRUE(eventually([&] { return snmpd().getNext(fdbEntry).oid == afterFdb; }));
 }
+
+SWITCH_AGENT_FORMS(TableFrameTest);
 
 }  // namespace

@@ -122,7 +122,7 @@ TEST(TopologyErrors, Structure) {
              "switchports, static_macs, learned_macs)");
    EXPECT_EQ(errorOf(lines({"ports:", "  - {nmae: Ethernet1}"})),
              "t.yaml:2: unknown key 'nmae' in a port (expected name, range, port_id, if_index, "
-             "link)");
+             "link, admin, description)");
    EXPECT_EQ(errorOf(lines({"vlans:", "  - id: 1", "    id: 2"})),
              "t.yaml:3: duplicate key 'id' in a VLAN");
    EXPECT_EQ(errorOf(lines({"vlans: {id: 1}"})),
@@ -152,6 +152,11 @@ TEST(TopologyErrors, Ports) {
              "t.yaml:2: range Ethernet01-04: numbers must not have leading zeros");
    EXPECT_EQ(errorOf(lines({"ports:", "  - {range: Ethernet1-10, port_id: 65530}"})),
              "t.yaml:2: the port ids of Ethernet1-10 from 65530 run past 65535");
+   EXPECT_EQ(errorOf(lines({"ports:", "  - {name: Ethernet1, admin: off}"})),
+             "t.yaml:2: 'admin' must be up or down, not 'off'");
+   EXPECT_EQ(errorOf(lines(
+                 {"ports:", "  - {name: Ethernet1, description: " + std::string(65, 'x') + "}"})),
+             "t.yaml:2: a description is at most 64 octets, not 65");
 }
 
 TEST(TopologyErrors, LearnedHostOnAPortThatIsNotAnActiveMember) {

@@ -1,0 +1,86 @@
+#!/usr/bin/env bash
+# The Debian package end to end: built from the build tree, linted, installed, serving with the
+# installed snippet and plug-in in a private snmpd, removed leaving only its configuration.
+#
+#   package-test.sh <builddir>
+#
+# As root with no bridgesnmp package installed, it installs into the system and removes it
+# again; otherwise it extracts into a scratch root and does not test removal.
+set -euo pipefail
+
+src=$(cd "$(dirname "$0")/../.." && pwd)
+work=$(mktemp -d "${TMPDIR:-/tmp}/bridgesnmp-package-XXXXXX")
+pid='' installed=no
+cleanup() {
+   [ -z "$pid" ] || kill "$pid" 2>/dev/null || true
+   [ "$installed" = no ] || apt-get -qq -y -o DPkg::Lock::Timeout=120 purge bridgesnmp >/dev/null
+   rm -rf "$work"
+}
+trap cleanup EXIT
+fail() {
+   [ ! -s "$work/log" ] || cat "$work/log" >&2
+   echo "package test: $*" >&2
+   exit 1
+}
+apt() { apt-get -qq -y -o DPkg::Lock::Timeout=120 "$@" >"$work/log" 2>&1 || fail "apt-get $*"; }
+
+deb=$("$src/tools/build-deb.sh" "$1" "$work/deb" 2>"$work/log") || fail "the package did not build"
+lintian --fail-on error "$deb" || fail "lintian reports errors"
+root=$work/root
+if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null | grep -q installed; then
+   apt install "$deb"
+   installed=yes root=
+   dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
+   dpkg -L bridgesnmp >"$work/files"
+   grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" || fail "no conffile snippet"
+else
+   dpkg -x "$deb" "$root"
+fi
+snippet=$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf
+! grep -Eqv '^[[:space:]]*(#|$)' "$snippet" || fail "the snippet loads something as installed"
+
+# The snippet's plug-in lines uncommented, with our own control socket. Installed, the
+# plug-in's compiled default topology is used; in a scratch root, the snippet's, moved there.
+drop=ControlSocket
+[ -n "$root" ] || drop="ControlSocket|Topology"
+{
+   echo "rocommunity public 127.0.0.1"
+   sed -n -e 's/^#\(dlmod\|bridgesnmp\)/\1/' -e "s| /usr/| $root/usr/|" -e '/^\(dlmod\|bridgesnmp\)/p' \
+      "$snippet" | grep -Ev "^bridgesnmp($drop) "
+   echo "bridgesnmpControlSocket $work/control.sock"
+} >"$work/snmpd.conf"
+grep -q "^dlmod bridgesnmp $root/usr/lib/" "$work/snmpd.conf" || fail "the snippet loads no plug-in"
+for _ in 1 2 3; do
+   port=$((20000 + RANDOM % 40000))
+   SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work MIBS='' /usr/sbin/snmpd -f -C -c "$work/snmpd.conf" \
+      -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
+   pid=$!
+   for _ in $(seq 100); do
+      answer=$(MIBS='' snmpget -v2c -c public -On -t 0.2 -r 0 "127.0.0.1:$port" \
+         1.3.6.1.2.1.17.1.3.0 1.3.6.1.2.1.31.1.1.1.1.1 2>/dev/null) && break
+      kill -0 "$pid" 2>/dev/null || break
+      sleep 0.1
+   done
+   kill -0 "$pid" 2>/dev/null || ! grep -q "Error opening specified endpoint" "$work/log" && break
+done
+[ "${answer:-}" = '.1.3.6.1.2.1.17.1.3.0 = INTEGER: 2
+.1.3.6.1.2.1.31.1.1.1.1.1 = STRING: "Ethernet1"' ] || fail "snmpd answered: ${answer:-nothing}"
+kill "$pid"
+wait "$pid" || true
+pid=
+[ -n "$root" ] || grep -q "loaded topology /usr/share/bridgesnmp/lab-switch.yaml" "$work/log" ||
+   fail "the installed default topology was not loaded"
+[ -z "$root" ] || exit 0
+
+# Removed, only the configuration files stay; purged, they go too.
+apt remove bridgesnmp
+while read -r path; do
+   if grep -qxF "$path" "$work/conffiles"; then
+      [ -f "$path" ] || fail "configuration file $path went on removal"
+   elif [ ! -d "$path" ] && { [ -e "$path" ] || [ -L "$path" ]; }; then
+      fail "$path is left behind"
+   fi
+done <"$work/files"
+apt purge bridgesnmp
+installed=no
+while read -r path; do [ ! -e "$path" ] || fail "$path is left behind after purge"; done <"$work/conffiles"
