@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstdint>
+#include <string_view>
+#include <unordered_map>
+
 #include "platform/interface/EthPortId.h"
 #include "platform/kel/EntityMacros.h"
 #include "platform/kel/RbTreeMap.h"
@@ -18,6 +22,15 @@ class PortIdMap : public Kel::Entity {
    COLLECTION(portId, PortId, PortIdCollection)
    KEL_ENTITY(PortIdMap, Kel::Entity, "BridgeSnmp::PortIdMap", BRIDGE_SNMP_PORT_ID_MAP_MEMBERS)
 #undef BRIDGE_SNMP_PORT_ID_MAP_MEMBERS
+
+   // portId(intf) through a hash of the names: a walk of a forwarding table asks for the
+   // port of every row it shows, and the ordered map compares names in natural order,
+   // digit run by digit run. The hash is rebuilt when the map has changed since.
+   Interface::EthPortId portIdByName(const Velnet::IntfId& intf) const;
+
+ private:
+   mutable std::unordered_map<std::string_view, Interface::EthPortId> byName_;
+   mutable std::uint64_t byNameVersion_ = ~std::uint64_t(0);
 };
 
 // The current map, or null when no agent runs.

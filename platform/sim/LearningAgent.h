@@ -8,6 +8,7 @@
 
 #include "platform/bridging/HostKey.h"
 #include "platform/kel/ActivityManager.h"
+#include "platform/kel/Pool.h"
 #include "platform/sim/SwitchState.h"
 
 namespace Sim {
@@ -49,8 +50,13 @@ class LearningAgent : public Kel::Clock::NotifieeConst {
 
    SwitchState& state_;
    // When each learned host was last seen, and the same ordered by time for aging.
-   std::map<Bridging::HostKey, double> lastSeen_;  // ordered: no rehash stalls
-   std::set<std::pair<double, Bridging::HostKey>> byTime_;
+   // Ordered: no rehash stalls. Pooled: two nodes per learned host.
+   std::map<Bridging::HostKey, double, std::less<>,
+            Kel::PoolAllocator<std::pair<const Bridging::HostKey, double>>>
+       lastSeen_;
+   std::set<std::pair<double, Bridging::HostKey>, std::less<>,
+            Kel::PoolAllocator<std::pair<double, Bridging::HostKey>>>
+       byTime_;
 };
 
 }  // namespace Sim
