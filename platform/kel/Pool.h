@@ -38,6 +38,7 @@ class BlockPool {
    BlockPool& operator=(const BlockPool&) = delete;
 
    void* allocate() {
+      ++inUse_;
       if (free_) {
          FreeBlock* block = free_;
          free_ = block->next;
@@ -51,6 +52,7 @@ class BlockPool {
       return block;
    }
    void deallocate(void* block) noexcept {
+      --inUse_;
       auto* freed = static_cast<FreeBlock*>(block);
       freed->next = free_;
       free_ = freed;
@@ -58,6 +60,10 @@ class BlockPool {
 
    // The pool of blocks of `size` bytes (1 to largestBlock), rounded up to the granule.
    static BlockPool& forSize(std::size_t size);
+   // Over all pools: the bytes of the blocks handed out, and of the slabs taken from the heap
+   // for them (free blocks included).
+   static std::size_t bytesInUse();
+   static std::size_t slabBytes();
 
  private:
    struct FreeBlock {
@@ -66,6 +72,7 @@ class BlockPool {
    void newSlab();
 
    std::size_t blockSize_;
+   std::size_t inUse_ = 0;
    FreeBlock* free_ = nullptr;
    char* slabNext_ = nullptr;
    char* slabEnd_ = nullptr;
