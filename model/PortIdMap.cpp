@@ -21,14 +21,14 @@ void currentPortIdMapIs(PortIdMap::PtrConst map) {
 Interface::EthPortId PortIdMap::portIdByName(const Velnet::IntfId& intf) const {
    const PortIdCollection& ports = portIdCollection();
    if (byNameVersion_ != ports.version()) {
-      // The views point into the map's own keys, which live until the next change.
+      // The map's own keys hold their names until the next change.
       byName_.clear();
       for (auto it = ports.begin(); it; ++it) {
-         byName_.emplace(it.key().stringValue().view(), it.value());
+         byName_.emplace(&it.key().stringValue(), it.value());
       }
       byNameVersion_ = ports.version();
    }
-   const auto found = byName_.find(intf.stringValue().view());
+   const auto found = byName_.find(&intf.stringValue());
    return found == byName_.end() ? Interface::EthPortId() : found->second;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 #include <unordered_map>
 
 #include "platform/interface/EthPortId.h"
@@ -23,13 +22,14 @@ class PortIdMap : public Kel::Entity {
    KEL_ENTITY(PortIdMap, Kel::Entity, "BridgeSnmp::PortIdMap", BRIDGE_SNMP_PORT_ID_MAP_MEMBERS)
 #undef BRIDGE_SNMP_PORT_ID_MAP_MEMBERS
 
-   // portId(intf) through a hash of the names: a walk of a forwarding table asks for the
-   // port of every row it shows, and the ordered map compares names in natural order,
-   // digit run by digit run. The hash is rebuilt when the map has changed since.
+   // portId(intf) through a hash: a walk of a forwarding table asks for the port of every
+   // row it shows, and the ordered map compares names in natural order, digit run by digit
+   // run. Interface names are interned, so the address of an IntfId's name identifies the
+   // name, and the hash is of that address. It is rebuilt when the map has changed since.
    Interface::EthPortId portIdByName(const Velnet::IntfId& intf) const;
 
  private:
-   mutable std::unordered_map<std::string_view, Interface::EthPortId> byName_;
+   mutable std::unordered_map<const Kel::String8*, Interface::EthPortId> byName_;
    mutable std::uint64_t byNameVersion_ = ~std::uint64_t(0);
 };
 
