@@ -90,7 +90,7 @@ inline void poolDeallocate(void* block, std::size_t size) noexcept {
    if (poolsInUse && size <= BlockPool::largestBlock) {
       BlockPool::forSize(size).deallocate(block);
    } else {
-      ::operator delete(block, size);
+      ::operator delete(block);
    }
 }
 
