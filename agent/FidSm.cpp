@@ -281,12 +281,13 @@ void FidSm::handleClock() {
          next = Kel::timeNever;
          break;
       }
-      if (Kel::now() >= deadline) {
+      const double now = Kel::now();
+      if (now >= deadline) {
          next = Kel::timeAsap;  // keys remain: run again after other pending work
          break;
       }
       const Bridging::HostKey key = backlog_.firstKey();
-      doProcessBacklog(key);
+      doProcessBacklog(key, now);
       backlog_.erase(key);
    }
    clock_.timeMinIs(next);
@@ -294,8 +295,8 @@ void FidSm::handleClock() {
    longestSlice_ = std::max(longestSlice_, Kel::now() - start);
 }
 
-void FidSm::doProcessBacklog(const Bridging::HostKey& key) {
-   KEL_RING_TRACE();
+void FidSm::doProcessBacklog(const Bridging::HostKey& key, double now) {
+   Kel::ringTrace().record(__PRETTY_FUNCTION__, now);
    AGENT_TRACE(8, "doProcessBacklog for key: " << key);
    const BridgeSnmp::Dot1qTpFdbEntryKey qKey = rowKey(key);
    KelFdbStatus* reactor = fdbStatus(key.fid());

@@ -11,6 +11,7 @@
 #include "platform/kel/Clock.h"
 #include "platform/kel/EntityMacros.h"
 #include "platform/kel/HashMap.h"
+#include "platform/kel/Time.h"
 
 namespace BridgeSnmpAgent {
 
@@ -124,8 +125,9 @@ class FidSm : public Kel::Entity {
    void addHostKeyToBacklog(const Bridging::HostKey& key);
    // One slice: processes backlog keys until none is left or the quantum is spent.
    void handleClock();
-   // Turns one learned host into rows (or removes them).
-   void doProcessBacklog(const Bridging::HostKey& key);
+   // Turns one learned host into rows (or removes them). `now` is the time of the call, for
+   // its timed trace entry; a slice passes the clock reading it took before the key.
+   void doProcessBacklog(const Bridging::HostKey& key, double now = Kel::now());
    // The start-up sweep: installs the clock reactor and queues every learned host.
    void handleInitialized();
    // Removes every row of a FID whose status went.

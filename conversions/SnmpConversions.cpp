@@ -41,8 +41,7 @@ int EthIntfStatusToPortIdAsnUnsigned(const Interface::EthIntfStatus::PtrConst& s
 }
 
 int EthIntfNameToPortIdAsnUnsigned(const Velnet::IntfId& intf, unsigned char* buf, int len) {
-   const Velnet::IntfId id(intf.stringValue());
-   const Interface::EthPortId portId = BridgeSnmp::currentPortId(id);
+   const Interface::EthPortId portId = BridgeSnmp::currentPortId(intf);
    return Snmp::SnmpConvert<std::uint32_t, Snmp::U32ToAsnUnsignedF>(portId.value(), buf, len);
 }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <unordered_map>
+
 #include "platform/interface/EthPortId.h"
 #include "platform/kel/EntityMacros.h"
 #include "platform/kel/RbTreeMap.h"
@@ -18,6 +21,16 @@ class PortIdMap : public Kel::Entity {
    COLLECTION(portId, PortId, PortIdCollection)
    KEL_ENTITY(PortIdMap, Kel::Entity, "BridgeSnmp::PortIdMap", BRIDGE_SNMP_PORT_ID_MAP_MEMBERS)
 #undef BRIDGE_SNMP_PORT_ID_MAP_MEMBERS
+
+   // portId(intf) through a hash: a walk of a forwarding table asks for the port of every
+   // row it shows, and the ordered map compares names in natural order, digit run by digit
+   // run. Interface names are interned, so the address of an IntfId's name identifies the
+   // name, and the hash is of that address. It is rebuilt when the map has changed since.
+   Interface::EthPortId portIdByName(const Velnet::IntfId& intf) const;
+
+ private:
+   mutable std::unordered_map<const Kel::String8*, Interface::EthPortId> byName_;
+   mutable std::uint64_t byNameVersion_ = ~std::uint64_t(0);
 };
 
 // The current map, or null when no agent runs.

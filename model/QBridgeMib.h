@@ -12,6 +12,7 @@
 #include "platform/interface/EthPortId.h"
 #include "platform/kel/EntityMacros.h"
 #include "platform/kel/HashMap.h"
+#include "platform/kel/Pool.h"
 #include "platform/kel/RbTreeMap.h"
 #include "platform/kel/String8.h"
 
@@ -123,6 +124,8 @@ class Dot1dTpFdbEntry : public Kel::Entity {
 #undef BRIDGE_SNMP_D_FDB_MEMBERS
 
    explicit Dot1dTpFdbEntry(const Velnet::EthAddr& address) : address_(address) {}
+   // One per learned host of FID 1.
+   KEL_POOLED_STORAGE
 };
 
 // dot1qTpFdbTable and the extension table: one row per (fid, address).
@@ -139,6 +142,8 @@ class Dot1qTpFdbEntry : public Kel::Entity {
 #undef BRIDGE_SNMP_Q_FDB_MEMBERS
 
    explicit Dot1qTpFdbEntry(const Dot1qTpFdbEntryKey& key) : key_(key) {}
+   // One per learned or configured host.
+   KEL_POOLED_STORAGE
 
    // Read now from the learned host of the address; 0 when there is none.
    std::uint64_t moves() const;

@@ -1,5 +1,6 @@
 #include "platform/sim/LearningAgent.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "platform/kel/Time.h"
@@ -44,9 +45,16 @@ LearningAgent::Outcome LearningAgent::learn(const Bridging::HostKey& key,
    }
    host.intf = intf;
    host.entryType = type;
-   fdb->learnedHostIs(key.address(), host);  // notifies only when the record changed
+   fdb->learnedHostIs(key.address(),
+                      host);  // notifies only when the record changed
    lastSeen_[key] = now;
-   byTime_.emplace(now, key);
+   const Sighting sighting(now, key);
+   if (byTime_.empty() || !(sighting < byTime_.back())) {
+      byTime_.push_back(sighting);
+   } else {
+      // The clock went back: keep the queue in time order.
+      byTime_.insert(std::upper_bound(byTime_.begin(), byTime_.end(), sighting), sighting);
+   }
    rearm();
    return outcome;
 }
@@ -86,10 +94,20 @@ bool LearningAgent::learned(const Bridging::HostKey& key) const {
 }
 
 void LearningAgent::forget(const Bridging::HostKey& key) {
-   auto it = lastSeen_.find(key);
-   if (it != lastSeen_.end()) {
-      byTime_.erase({it->second, key});
-      lastSeen_.erase(it);
+   lastSeen_.erase(key);  // its sightings are stale now
+}
+
+bool LearningAgent::live(const Sighting& sighting) const {
+   const auto it = lastSeen_.find(sighting.second);
+   return it != lastSeen_.end() && it->second == sighting.first;
+}
+
+void LearningAgent::prune() {
+   while (!byTime_.empty() && !live(byTime_.front())) {
+      byTime_.pop_front();
+   }
+   if (byTime_.size() > 2 * lastSeen_.size() + 64) {
+      std::erase_if(byTime_, [this](const Sighting& s) { return !live(s); });
    }
 }
 
@@ -98,6 +116,7 @@ void LearningAgent::agingTimeChanged() {
 }
 
 void LearningAgent::rearm() {
+   prune();
    const double agingTime = state_.config->hostAgingTime();
    if (byTime_.empty() || agingTime <= 0.0) {
       timeMinIs(Kel::timeNever);
@@ -109,8 +128,12 @@ void LearningAgent::rearm() {
 void LearningAgent::onTime() {
    const double agingTime = state_.config->hostAgingTime();
    const double deadline = Kel::now() + agingQuantum;
-   while (agingTime > 0.0 && !byTime_.empty()) {
-      const auto [seen, key] = *byTime_.begin();
+   while (agingTime > 0.0) {
+      prune();
+      if (byTime_.empty()) {
+         break;
+      }
+      const auto [seen, key] = byTime_.front();
       const double now = Kel::now();
       if (seen + agingTime > now) {
          break;

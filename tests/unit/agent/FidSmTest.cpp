@@ -167,14 +167,14 @@ TEST_F(FidSmTest, BacklogIsWorkedOffInSlicesBoundedByTheQuantum) {
    }
    EXPECT_EQ(fidSm().clock().timeMin(), Kel::timeAsap);
 
-   // Each reading of the clock costs 1 ms. A slice reads it for its start and then twice
-   // a key (the deadline check before the key, and the key's timed ring-trace entry): the
-   // check before the sixth key is at start + 11 ms, past the 10 ms quantum, so the slice
-   // stops after five keys.
+   // Each reading of the clock costs 1 ms. A slice reads it for its ring-trace entry and
+   // its start, and then once a key, before it (the key's own ring-trace entry takes that
+   // reading): the check before the tenth key is at start + 10 ms, the end of the quantum,
+   // so the slice stops after nine keys.
    SteppingTime stepping(5000.0, 0.001);
    Kel::timeSourceIs(&stepping);
    fidSm().handleClock();
-   EXPECT_EQ(fidSm().backlog().size(), 45u);
+   EXPECT_EQ(fidSm().backlog().size(), 41u);
    EXPECT_EQ(fidSm().clock().timeMin(), Kel::timeAsap) << "keys remain";
    for (int i = 0; i < 10 && !fidSm().backlog().empty(); ++i) {
       fidSm().handleClock();

@@ -68,6 +68,14 @@ TEST(PortIdMapTest, InterfaceNameGivesItsPortNumberOrZero) {
    EXPECT_LT(EthIntfNameToPortIdAsnUnsigned(Velnet::IntfId("Port-Channel3"), buf, 3), 0);
    ASSERT_EQ(EthIntfNameToPortIdAsnUnsigned(Velnet::IntfId("Ethernet8"), buf, 4), 4);
    EXPECT_EQ(readU32(buf), 0u);
+   // Lookups follow every change of the map: a new port, a renumbered one, a removed one.
+   map->portIdIs(Velnet::IntfId("Ethernet8"), Interface::EthPortId(8));
+   map->portIdIs(Velnet::IntfId("Port-Channel3"), Interface::EthPortId(1004));
+   EXPECT_EQ(BridgeSnmp::currentPortId(Velnet::IntfId("Ethernet8")), Interface::EthPortId(8));
+   EXPECT_EQ(BridgeSnmp::currentPortId(Velnet::IntfId("Port-Channel3")),
+             Interface::EthPortId(1004));
+   map->portIdDel(Velnet::IntfId("Ethernet8"));
+   EXPECT_EQ(BridgeSnmp::currentPortId(Velnet::IntfId("Ethernet8")), Interface::EthPortId(0));
    BridgeSnmp::currentPortIdMapIs(nullptr);
    ASSERT_EQ(EthIntfNameToPortIdAsnUnsigned(Velnet::IntfId("Port-Channel3"), buf, 4), 4);
    EXPECT_EQ(readU32(buf), 0u);

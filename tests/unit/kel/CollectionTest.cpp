@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/kel/HashMap.h"
@@ -70,6 +74,55 @@ TEST(RbTreeMapTest, DrainingInOrderWhileIterating) {
    }
    EXPECT_EQ(processed, (std::vector<int>{1, 2, 3}));
    EXPECT_TRUE(m.empty());
+}
+
+// Keyed operations start from where the previous one ended; whatever the order of the keys,
+// each must answer as a plain ordered map does.
+TEST(RbTreeMapTest, KeyedOperationsAgreeWithAPlainMapInAnyKeyOrder) {
+   const struct {
+      const char* order;
+      int (*key)(int step, std::mt19937& random);
+   } cases[] = {
+       {"ascending", [](int step, std::mt19937&) { return step / 3; }},
+       {"descending", [](int step, std::mt19937&) { return 1000 - step / 3; }},
+       {"random", [](int, std::mt19937& random) { return static_cast<int>(random() % 200); }},
+   };
+   for (const auto& c : cases) {
+      std::mt19937 random(7);
+      Map m;
+      std::map<int, int> expected;
+      for (int step = 0; step < 3000; ++step) {
+         const int key = c.key(step, random);
+         switch (random() % 4) {
+            case 0: {
+               const bool changes = !expected.count(key) || expected[key] != step;
+               EXPECT_EQ(m.assign(key, step), changes);
+               expected[key] = step;
+               break;
+            }
+            case 1:
+               EXPECT_EQ(m.erase(key), expected.erase(key) == 1) << c.order << " key " << key;
+               break;
+            case 2:
+               EXPECT_EQ(*m.findOrInsert(key, [] { return -1; }).first,
+                         expected.emplace(key, -1).first->second);
+               break;
+            default:
+               const int* found = std::as_const(m).find(key);
+               EXPECT_EQ(found ? *found : -2, expected.count(key) ? expected[key] : -2);
+         }
+      }
+      std::vector<int> keys;
+      for (const auto& [key, value] : expected) {
+         keys.push_back(key);
+      }
+      EXPECT_EQ(keysFrom(m.begin()), keys) << c.order;
+      const Map copy = m;
+      Map moved = std::move(m);
+      EXPECT_EQ(keysFrom(copy.iteratorAt(keys.front())), keys) << c.order;
+      EXPECT_TRUE(moved.erase(keys.back()));
+      EXPECT_EQ(moved.size() + 1, keys.size()) << c.order;
+   }
 }
 
 TEST(HashMapTest, LookupInsertAndErase) {

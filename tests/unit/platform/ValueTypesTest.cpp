@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "platform/bridging/Enums.h"
 #include "platform/bridging/Fid.h"
@@ -73,6 +75,27 @@ TEST(IntfIdTest, OrdersNaturally) {
    EXPECT_NE(IntfId("Ethernet01") < IntfId("Ethernet1"), IntfId("Ethernet1") < IntfId("Ethernet01"))
        << "a total order even for numbers with leading zeros";
    EXPECT_FALSE(IntfId("Ethernet3") < IntfId("Ethernet3"));
+}
+
+// Names are shared by every IntfId of the name; a name outlives any one of them and comes
+// back the same after the last one went.
+TEST(IntfIdTest, EqualNamesAreOneNameHoweverMadeAndKept) {
+   using Velnet::IntfId;
+   std::vector<IntfId> ids{IntfId("Ethernet7"), IntfId(std::string("Ethernet7")),
+                           IntfId(Kel::String8("Ethernet7"))};
+   EXPECT_EQ(ids[0], ids[1]);
+   EXPECT_EQ(ids[1], ids[2]);
+   EXPECT_EQ(ids[0].stringValue().charPtr(), ids[2].stringValue().charPtr()) << "one copy";
+   IntfId kept = ids[1];
+   ids.clear();
+   EXPECT_EQ(kept.stringValue(), Kel::String8("Ethernet7"));
+   kept = IntfId("Ethernet8");
+   EXPECT_EQ(IntfId("Ethernet7").stringValue(), Kel::String8("Ethernet7")) << "made again";
+   EXPECT_NE(kept, IntfId("Ethernet7"));
+   EXPECT_TRUE(IntfId("").empty());
+   EXPECT_EQ(IntfId(""), IntfId());
+   EXPECT_STREQ(IntfId().charPtr(), "");
+   EXPECT_EQ(std::hash<IntfId>()(IntfId("Ethernet8")), std::hash<IntfId>()(kept));
 }
 
 }  // namespace
