@@ -65,7 +65,7 @@ RtnlMessage portVlanRequest(bool remove, int ifindex, const std::vector<PortVlan
    auto* ifi = m.header<ifinfomsg>();
    ifi->ifi_family = AF_BRIDGE;
    ifi->ifi_index = ifindex;
-   nlattr* spec = mnl_attr_nest_start(m.nlh(), IFLA_AF_SPEC);
+   nlattr* afSpec = mnl_attr_nest_start(m.nlh(), IFLA_AF_SPEC);
    for (const PortVlan& v : vlans) {
       bridge_vlan_info info{};
       info.vid = v.vid;
@@ -73,7 +73,7 @@ RtnlMessage portVlanRequest(bool remove, int ifindex, const std::vector<PortVlan
                                               (v.untagged ? BRIDGE_VLAN_INFO_UNTAGGED : 0));
       mnl_attr_put(m.nlh(), IFLA_BRIDGE_VLAN_INFO, sizeof(info), &info);
    }
-   mnl_attr_nest_end(m.nlh(), spec);
+   mnl_attr_nest_end(m.nlh(), afSpec);
    return m.done();
 }
 

@@ -84,12 +84,12 @@ RtnlEvent portLink(int ifindex, const char* name, std::uint16_t portNo, bool run
    nlattr* prot = mnl_attr_nest_start(m.nlh(), IFLA_PROTINFO);
    mnl_attr_put_u16(m.nlh(), IFLA_BRPORT_NO, portNo);
    mnl_attr_nest_end(m.nlh(), prot);
-   nlattr* spec = mnl_attr_nest_start(m.nlh(), IFLA_AF_SPEC);
+   nlattr* afSpec = mnl_attr_nest_start(m.nlh(), IFLA_AF_SPEC);
    for (const auto& [flags, vid] : vlans) {
       const bridge_vlan_info info{flags, vid};
       mnl_attr_put(m.nlh(), IFLA_BRIDGE_VLAN_INFO, sizeof(info), &info);
    }
-   mnl_attr_nest_end(m.nlh(), spec);
+   mnl_attr_nest_end(m.nlh(), afSpec);
    return m.event();
 }
 
@@ -263,11 +263,11 @@ struct Sent {
 Sent decode(const RtnlMessage& request) {
    const auto* nlh = reinterpret_cast<const nlmsghdr*>(request.data());
    Sent sent{nlh->nlmsg_type, {}};
-   const auto* spec =
+   const auto* afSpec =
        static_cast<const nlattr*>(mnl_nlmsg_get_payload_offset(nlh, sizeof(ifinfomsg)));
    const auto* end =
-       static_cast<const char*>(mnl_attr_get_payload(spec)) + mnl_attr_get_payload_len(spec);
-   for (auto* a = static_cast<const nlattr*>(mnl_attr_get_payload(spec));
+       static_cast<const char*>(mnl_attr_get_payload(afSpec)) + mnl_attr_get_payload_len(afSpec);
+   for (auto* a = static_cast<const nlattr*>(mnl_attr_get_payload(afSpec));
         mnl_attr_ok(a, static_cast<int>(end - reinterpret_cast<const char*>(a)));
         a = mnl_attr_next(a)) {
       const auto* info = static_cast<const bridge_vlan_info*>(mnl_attr_get_payload(a));
@@ -364,10 +364,10 @@ TEST(PortVlansTest, InputSwitchportsBecomeKernelVlanEdits) {
    const auto* nlh = reinterpret_cast<const nlmsghdr*>(request.data());
    EXPECT_EQ(nlh->nlmsg_type, RTM_SETLINK);
    EXPECT_TRUE(nlh->nlmsg_flags & NLM_F_ACK);
-   const auto* spec =
+   const auto* afSpec =
        static_cast<const nlattr*>(mnl_nlmsg_get_payload_offset(nlh, sizeof(ifinfomsg)));
-   ASSERT_EQ(mnl_attr_get_type(spec), IFLA_AF_SPEC);
-   const auto* entry = static_cast<const nlattr*>(mnl_attr_get_payload(spec));
+   ASSERT_EQ(mnl_attr_get_type(afSpec), IFLA_AF_SPEC);
+   const auto* entry = static_cast<const nlattr*>(mnl_attr_get_payload(afSpec));
    ASSERT_EQ(mnl_attr_get_type(entry), IFLA_BRIDGE_VLAN_INFO);
    const auto* info = static_cast<const bridge_vlan_info*>(mnl_attr_get_payload(entry));
    EXPECT_EQ(info->vid, 20);
