@@ -84,7 +84,7 @@ void PluginHost::start() {
    if (platformChoice_.kind == PlatformKind::linuxBridge) {
       linuxBridge_ = std::make_unique<Linux::LinuxPlatform>(manager, SnmpUtil::stateRoot(),
                                                             platformChoice_.bridge);
-      const Linux::BridgeEntities& e = linuxBridge_->entities();
+      const Bridging::PlatformEntities& e = linuxBridge_->entities();
       std::tie(config, input, status, vlanStatusDir, intfStatusDir, readerShim) =
           std::tie(e.config, e.input, e.status, e.vlanStatusDir, e.intfStatusDir, e.reader);
    } else {

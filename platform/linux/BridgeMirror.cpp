@@ -21,7 +21,7 @@ bool fidHasHosts(const KernelBridge& bridge, Bridging::Fid fid) {
 
 }  // namespace
 
-BridgeMirror::BridgeMirror(BridgeEntities& entities, std::string bridgeName)
+BridgeMirror::BridgeMirror(Bridging::PlatformEntities& entities, std::string bridgeName)
     : e_(entities), bridge_(std::move(bridgeName)) {}
 
 BridgeChange BridgeMirror::apply(const RtnlEvent& event) {

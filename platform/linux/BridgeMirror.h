@@ -4,7 +4,7 @@
 #include <set>
 #include <vector>
 
-#include "platform/linux/BridgeEntities.h"
+#include "platform/bridging/PlatformEntities.h"
 #include "platform/linux/KernelBridge.h"
 
 namespace Linux {
@@ -22,7 +22,7 @@ namespace Linux {
 // configuration mirrors the kernel too, except for ports whose input is being written.
 class BridgeMirror {
  public:
-   BridgeMirror(BridgeEntities& entities, std::string bridgeName);
+   BridgeMirror(Bridging::PlatformEntities& entities, std::string bridgeName);
 
    // Returns what the event changed (BridgeChange::appeared: the bridge has just come).
    BridgeChange apply(const RtnlEvent& event);
@@ -52,7 +52,7 @@ class BridgeMirror {
    void publishVlans();
    void mirrorInputVlans(const std::set<Bridging::VlanId>& vlans);
 
-   BridgeEntities& e_;
+   Bridging::PlatformEntities& e_;
    KernelBridge bridge_;
    std::set<Bridging::VlanId> mirroredVlans_;
    std::set<std::string> inputHeld_;

@@ -15,34 +15,11 @@ namespace {
 
 Kel::TraceHandle linuxTrace("LinuxBridge");
 
-// Where each entity is mounted, in the order of mountedEntities().
-constexpr std::array<const char*, 6> mountPaths = {
-    "Statedb/bridging/config",     "Statedb/bridging/input/config", "Statedb/bridging/status",
-    "snmp/swix/qbridgemib.status", "Statedb/bridging/vlan/status",  "Statedb/interface/status/eth",
-};
-
-std::array<Kel::Ptr<Kel::Entity>, 6> mountedEntities(const BridgeEntities& e) {
-   return {e.config, e.input, e.status, e.status, e.vlanStatusDir, e.intfStatusDir};
-}
-
 }  // namespace
-
-void LinuxPlatform::mount(Kel::Dir& root, const BridgeEntities& entities) {
-   const auto mounted = mountedEntities(entities);
-   for (std::size_t i = 0; i < mountPaths.size(); ++i) {
-      root.mount(mountPaths[i], mounted[i]);
-   }
-}
-
-void LinuxPlatform::unmount(Kel::Dir& root) {
-   for (const char* path : mountPaths) {
-      root.unmount(path);
-   }
-}
 
 LinuxPlatform::LinuxPlatform(Kel::ActivityManager& manager, Kel::Dir& root, std::string bridge)
     : root_(root), bridgeName_(std::move(bridge)) {
-   mount(root_, entities_);
+   entities_.mountIn(root_);
    mirror_ = std::make_unique<BridgeMirror>(entities_, bridgeName_);
    try {
       monitor_ = std::make_unique<BridgeMonitor>(*mirror_, manager);
@@ -61,7 +38,7 @@ LinuxPlatform::~LinuxPlatform() {
    writer_.reset();
    monitor_.reset();
    mirror_.reset();
-   unmount(root_);
+   entities_.unmountFrom(root_);
 }
 
 std::string LinuxPlatform::summary() const {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/bridging/PlatformEntities.h"
 #include "platform/kel/ActivityManager.h"
-#include "platform/linux/BridgeEntities.h"
 #include "platform/statedb/Dir.h"
 
 namespace Linux {
@@ -27,21 +27,17 @@ class LinuxPlatform {
    LinuxPlatform(const LinuxPlatform&) = delete;
    LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
-   const BridgeEntities& entities() const { return entities_; }
+   const Bridging::PlatformEntities& entities() const { return entities_; }
    const std::string& bridgeName() const { return bridgeName_; }
    const std::string& problems() const { return problems_; }
    // One line on what is served: the bridge, its ports and entries, resyncs.
    std::string summary() const;
 
-   // The entity paths, the same as the simulated switch's.
-   static void mount(Kel::Dir& root, const BridgeEntities& entities);
-   static void unmount(Kel::Dir& root);
-
  private:
    Kel::Dir& root_;
    std::string bridgeName_;
    std::string problems_;
-   BridgeEntities entities_;
+   Bridging::PlatformEntities entities_;
    std::unique_ptr<BridgeMirror> mirror_;
    std::unique_ptr<BridgeMonitor> monitor_;
    std::unique_ptr<VlanWriter> writer_;

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/bridging/SwitchportWatch.h"
 #include "platform/kel/Trace.h"
 #include "platform/linux/PortVlans.h"
 
@@ -11,22 +12,6 @@ namespace {
 Kel::TraceHandle linuxTrace("LinuxBridge");
 
 }  // namespace
-
-class VlanWriter::SwitchportReactor : public Bridging::Input::SwitchIntfConfig::NotifieeConst {
- public:
-   SwitchportReactor(VlanWriter& writer, const Bridging::Input::SwitchIntfConfig::PtrConst& sic)
-       : writer_(writer), name_(sic->intfId().stringValue().stdString()) {
-      notifierIs(sic);
-   }
-   void onSwitchportMode() override { writer_.portChanged(name_); }
-   void onAccessVlan() override { writer_.portChanged(name_); }
-   void onTrunkNativeVlan() override { writer_.portChanged(name_); }
-   void onTrunkAllowedVlans() override { writer_.portChanged(name_); }
-
- private:
-   VlanWriter& writer_;
-   std::string name_;
-};
 
 // Keeps one reactor per port's input; a VLAN created or deleted may change every trunk.
 class VlanWriter::InputReactor : public Bridging::Input::Config::NotifieeConst {
@@ -43,7 +28,10 @@ class VlanWriter::InputReactor : public Bridging::Input::Config::NotifieeConst {
       if (const auto sic = notifier()->switchIntfConfig(intf)) {
          auto& reactor = ports_[intf];
          if (!reactor || reactor->notifier() != sic) {
-            reactor = std::make_unique<SwitchportReactor>(writer_, sic);
+            reactor = std::make_unique<Bridging::Input::SwitchportWatch>(
+                sic, [writer = &writer_](const Velnet::IntfId& port) {
+                   writer->portChanged(port.stringValue().stdString());
+                });
          }
       } else {
          ports_.erase(intf);
@@ -52,11 +40,11 @@ class VlanWriter::InputReactor : public Bridging::Input::Config::NotifieeConst {
 
  private:
    VlanWriter& writer_;
-   std::map<Velnet::IntfId, std::unique_ptr<SwitchportReactor>> ports_;
+   std::map<Velnet::IntfId, std::unique_ptr<Bridging::Input::SwitchportWatch>> ports_;
 };
 
-VlanWriter::VlanWriter(BridgeEntities& entities, BridgeMirror& mirror, KernelRequest request,
-                       Kel::ActivityManager& manager)
+VlanWriter::VlanWriter(Bridging::PlatformEntities& entities, BridgeMirror& mirror,
+                       KernelRequest request, Kel::ActivityManager& manager)
     : e_(entities), mirror_(mirror), request_(std::move(request)) {
    notifierIs(manager.clock());
    input_ = std::make_unique<InputReactor>(*this);

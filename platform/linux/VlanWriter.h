@@ -25,7 +25,7 @@ class VlanWriter : public Kel::Clock::NotifieeConst {
    // Sends one acknowledged request to the kernel: 0, or the kernel's negative errno.
    using KernelRequest = std::function<int(const RtnlMessage&)>;
 
-   VlanWriter(BridgeEntities& entities, BridgeMirror& mirror, KernelRequest request,
+   VlanWriter(Bridging::PlatformEntities& entities, BridgeMirror& mirror, KernelRequest request,
               Kel::ActivityManager& manager);
    ~VlanWriter() override;
 
@@ -37,13 +37,12 @@ class VlanWriter : public Kel::Clock::NotifieeConst {
 
  private:
    class InputReactor;
-   class SwitchportReactor;
    void portChanged(const std::string& name);
    void vlansChanged();
    void apply(const std::string& name);
    void refuse(const std::string& name, const std::string& reason);
 
-   BridgeEntities& e_;
+   Bridging::PlatformEntities& e_;
    BridgeMirror& mirror_;
    KernelRequest request_;
    std::uint32_t seq_ = 0;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/bridging/SwitchportWatch.h"
 #include "platform/kel/Exception.h"
 #include "platform/kel/Trace.h"
 
@@ -28,22 +29,6 @@ class ConfigAgent::VlanReactor : public Bridging::Input::VlanConfig::NotifieeCon
  private:
    ConfigAgent& agent_;
    Bridging::VlanId id_;
-};
-
-class ConfigAgent::SwitchportReactor : public Bridging::Input::SwitchIntfConfig::NotifieeConst {
- public:
-   SwitchportReactor(ConfigAgent& agent, const Bridging::Input::SwitchIntfConfig::PtrConst& sic)
-       : agent_(agent), intf_(sic->intfId()) {
-      notifierIs(sic);
-   }
-   void onSwitchportMode() override { agent_.intfChanged(intf_); }
-   void onAccessVlan() override { agent_.intfChanged(intf_); }
-   void onTrunkNativeVlan() override { agent_.intfChanged(intf_); }
-   void onTrunkAllowedVlans() override { agent_.intfChanged(intf_); }
-
- private:
-   ConfigAgent& agent_;
-   Velnet::IntfId intf_;
 };
 
 // Watches the input configuration's collections and keeps one reactor per element.
@@ -77,7 +62,8 @@ class ConfigAgent::InputReactor : public Bridging::Input::Config::NotifieeConst 
       if (const auto sic = notifier()->switchIntfConfig(intf)) {
          auto& reactor = intfs_[intf];
          if (!reactor || reactor->notifier() != sic) {
-            reactor = std::make_unique<SwitchportReactor>(agent_, sic);
+            reactor = std::make_unique<Bridging::Input::SwitchportWatch>(
+                sic, [agent = &agent_](const Velnet::IntfId& port) { agent->intfChanged(port); });
          }
       } else {
          intfs_.erase(intf);
@@ -88,7 +74,7 @@ class ConfigAgent::InputReactor : public Bridging::Input::Config::NotifieeConst 
  private:
    ConfigAgent& agent_;
    std::map<Bridging::VlanId, std::unique_ptr<VlanReactor>> vlans_;
-   std::map<Velnet::IntfId, std::unique_ptr<SwitchportReactor>> intfs_;
+   std::map<Velnet::IntfId, std::unique_ptr<Bridging::Input::SwitchportWatch>> intfs_;
 };
 
 ConfigAgent::ConfigAgent(SwitchState& state, Kel::ActivityManager& manager, StatusAgent& status,

@@ -39,7 +39,6 @@ class ConfigAgent : public Kel::Clock::NotifieeConst {
  private:
    class InputReactor;
    class VlanReactor;
-   class SwitchportReactor;
 
    void applyVlan(Bridging::VlanId vlan);
    void applyIntf(const Velnet::IntfId& intf);

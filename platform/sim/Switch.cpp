@@ -84,21 +84,11 @@ Bridging::ReaderFdbStatusSm::Ptr Switch::readerShim() const {
 }
 
 void Switch::mountIn(Kel::Dir& root) const {
-   const SwitchState& s = impl_->state;
-   root.mount("Statedb/bridging/config", s.config);
-   root.mount("Statedb/bridging/input/config", s.input);
-   root.mount("Statedb/bridging/status", s.status);
-   root.mount("snmp/swix/qbridgemib.status", s.status);
-   root.mount("Statedb/bridging/vlan/status", s.vlanStatusDir);
-   root.mount("Statedb/interface/status/eth", s.intfStatusDir);
+   impl_->state.mountIn(root);
 }
 
 void Switch::unmountFrom(Kel::Dir& root) const {
-   for (const char* path : {"Statedb/bridging/config", "Statedb/bridging/input/config",
-                            "Statedb/bridging/status", "snmp/swix/qbridgemib.status",
-                            "Statedb/bridging/vlan/status", "Statedb/interface/status/eth"}) {
-      root.unmount(path);
-   }
+   impl_->state.unmountFrom(root);
 }
 
 void Switch::bridgeMacAddrIs(const Velnet::EthAddr& address) {

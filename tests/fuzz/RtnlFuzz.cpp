@@ -11,7 +11,7 @@
 #include "platform/linux/BridgeMirror.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-   Linux::BridgeEntities entities;
+   Bridging::PlatformEntities entities;
    Linux::BridgeMirror mirror(entities, "br0");
    for (const auto& event : Linux::parseRtnlMessages(data, size)) {
       mirror.apply(event);

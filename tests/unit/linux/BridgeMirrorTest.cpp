@@ -109,7 +109,7 @@ constexpr std::uint16_t pvidUntagged = BRIDGE_VLAN_INFO_PVID | BRIDGE_VLAN_INFO_
 
 class BridgeMirrorTest : public ::testing::Test {
  protected:
-   BridgeEntities e;
+   Bridging::PlatformEntities e;
    BridgeMirror mirror{e, "br0"};
    Kel::ScopedFakeTime time{1000.0};
 
