@@ -28,7 +28,7 @@ Agent::Ptr agentFactory(const Kel::Name& name) {
    return agent;
 }
 
-Agent::Ptr currentAgent() {
+const Agent::Ptr& currentAgent() {
    return current();
 }
 

@@ -40,7 +40,7 @@ class Agent : public BridgeSnmp::PortIdMap {
    // Stores a different cache and runs doInit(); the same cache does nothing.
    void mibIs(const BridgeSnmp::QBridgeMib::Ptr& mib);
 
-   Bridging::Config::PtrConst config() const { return config_; }
+   const Bridging::Config::PtrConst& config() const { return config_; }
    void configIs(Bridging::Config::PtrConst config) { config_ = std::move(config); }
    Bridging::Status::PtrConst status() const { return status_; }
    void statusIs(Bridging::Status::PtrConst status) { status_ = std::move(status); }
@@ -99,7 +99,8 @@ class Agent : public BridgeSnmp::PortIdMap {
 // Creates an agent (which runs doInit once, with no inputs yet).
 Agent::Ptr agentFactory(const Kel::Name& name);
 
-// The process's current agent, or null.
-Agent::Ptr currentAgent();
+// The process's current agent, or null. A reference, so that per-row readers take no
+// counted reference; copy it to keep the agent past a change of the current one.
+const Agent::Ptr& currentAgent();
 
 }  // namespace BridgeSnmpAgent

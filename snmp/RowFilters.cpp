@@ -6,11 +6,17 @@
 namespace Snmp {
 namespace {
 
-Bridging::VlanConfig::PtrConst vlanConfigOf(Bridging::Fid fid) {
+// The VLAN's configuration, or null. Filters run for every row a walk passes, so this takes
+// no counted references: the agent's configuration holds the row for the whole request.
+const Bridging::VlanConfig* vlanConfigOf(Bridging::Fid fid) {
    // A FID outside 1-4094 raises "VlanId::value < 1 or > 4094 not allowed".
    const Bridging::VlanId vlan(fid.value());
-   const auto agent = BridgeSnmpAgent::currentAgent();
-   return agent && agent->config() ? agent->config()->vlanConfig(vlan) : nullptr;
+   const auto& agent = BridgeSnmpAgent::currentAgent();
+   if (!agent || !agent->config()) {
+      return nullptr;
+   }
+   const auto* found = agent->config()->vlanConfigCollection().find(vlan);
+   return found ? found->get() : nullptr;
 }
 
 bool hasBridgePort(const Velnet::IntfId& intf) {

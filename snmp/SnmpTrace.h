@@ -6,7 +6,11 @@ namespace Snmp {
 
 // The SNMP side's trace facility, "Snmp": 0 for set-up failures, 1 for start-up progress,
 // 2 for per-request handler messages, 8 for routine entry messages.
-Kel::TraceHandle& snmpTrace();
+// Inline: every handler and iterator callback asks it whether a level is on.
+inline Kel::TraceHandle& snmpTrace() {
+   static Kel::TraceHandle* handle = new Kel::TraceHandle("Snmp");
+   return *handle;
+}
 
 }  // namespace Snmp
 

@@ -9,6 +9,7 @@
 #include "platform/kel/Assert.h"
 #include "platform/kel/CollectionOps.h"
 #include "platform/kel/Exception.h"
+#include "platform/kel/Pool.h"
 #include "platform/snmputil/Converters.h"
 #include "snmp/NetSnmp.h"
 #include "snmp/SnmpTrace.h"
@@ -66,7 +67,10 @@ struct TableFrame {
    using Iterator = typename Collection::IteratorConst;
 
    // One request pass: where the walk stands. The entity reference keeps the rows alive.
+   // A walk makes one of these and one data context per object it returns; they come from
+   // the pools rather than the heap.
    struct LoopContext {
+      KEL_POOLED_STORAGE
       Kel::Ptr<const Entity> entity;
       Iterator it;
       std::uint32_t timeMark = 0;
@@ -74,6 +78,7 @@ struct TableFrame {
 
    // The row net-snmp stopped at; counted, so it outlives its deletion from the cache.
    struct DataContext {
+      KEL_POOLED_STORAGE
       Kel::Ptr<const Row> row;
       Key key;
    };

@@ -5,8 +5,6 @@
 namespace Kel {
 namespace {
 
-thread_local Expect* innermostExpect = nullptr;
-
 TraceHandle& kelTrace() {
    static TraceHandle handle("Kel");
    return handle;
@@ -36,16 +34,8 @@ Exception::Exception(std::string message, ExceptionId id) : message_(std::move(m
    }
 }
 
-Expect::Expect(ExceptionId id) : id_(id), outer_(innermostExpect) {
-   innermostExpect = this;
-}
-
-Expect::~Expect() {
-   innermostExpect = outer_;
-}
-
 bool Expect::expected(ExceptionId id) {
-   for (const Expect* e = innermostExpect; e; e = e->outer_) {
+   for (const Expect* e = innermost; e; e = e->outer_) {
       // A conversion fails either by range or by an unreadable value.
       const bool coveredByConversion = e->id_ == ExceptionId::conversion &&
                                        (id == ExceptionId::range || id == ExceptionId::parse);

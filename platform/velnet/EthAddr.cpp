@@ -19,11 +19,6 @@ int hexDigit(char c) {
 
 }  // namespace
 
-EthAddr::EthAddr(const std::array<std::uint8_t, 6>& o)
-    : words_{static_cast<std::uint16_t>(o[0] << 8 | o[1]),
-             static_cast<std::uint16_t>(o[2] << 8 | o[3]),
-             static_cast<std::uint16_t>(o[4] << 8 | o[5])} {}
-
 EthAddr EthAddr::fromU64(std::uint64_t v) {
    return EthAddr(static_cast<std::uint16_t>(v >> 32), static_cast<std::uint16_t>(v >> 16),
                   static_cast<std::uint16_t>(v));
@@ -63,15 +58,6 @@ std::optional<EthAddr> EthAddr::parse(std::string_view text) {
       o[i] = static_cast<std::uint8_t>(hexDigit(digits[2 * i]) << 4 | hexDigit(digits[2 * i + 1]));
    }
    return EthAddr(o);
-}
-
-std::array<std::uint8_t, 6> EthAddr::octets() const {
-   std::array<std::uint8_t, 6> o{};
-   for (int i = 0; i < 3; ++i) {
-      o[2 * i] = static_cast<std::uint8_t>(words_[i] >> 8);
-      o[2 * i + 1] = static_cast<std::uint8_t>(words_[i]);
-   }
-   return o;
 }
 
 std::uint8_t EthAddr::octet(int i) const {

@@ -19,13 +19,24 @@ class EthAddr {
  public:
    constexpr EthAddr() = default;
    constexpr EthAddr(std::uint16_t w0, std::uint16_t w1, std::uint16_t w2) : words_{w0, w1, w2} {}
-   explicit EthAddr(const std::array<std::uint8_t, 6>& octets);
+   // Inline, as are octets(): a table walk turns an address to and from octets per row.
+   explicit EthAddr(const std::array<std::uint8_t, 6>& o)
+       : words_{static_cast<std::uint16_t>(o[0] << 8 | o[1]),
+                static_cast<std::uint16_t>(o[2] << 8 | o[3]),
+                static_cast<std::uint16_t>(o[4] << 8 | o[5])} {}
    // From the low 48 bits of a number.
    static EthAddr fromU64(std::uint64_t value);
    // "00:1c:73:aa:bb:cc", "00-1c-73-aa-bb-cc" or "001c.73aa.bbcc"; nothing on bad text.
    static std::optional<EthAddr> parse(std::string_view text);
 
-   std::array<std::uint8_t, 6> octets() const;
+   std::array<std::uint8_t, 6> octets() const {
+      std::array<std::uint8_t, 6> o{};
+      for (int i = 0; i < 3; ++i) {
+         o[2 * i] = static_cast<std::uint8_t>(words_[i] >> 8);
+         o[2 * i + 1] = static_cast<std::uint8_t>(words_[i]);
+      }
+      return o;
+   }
    std::uint8_t octet(int i) const;
    constexpr std::uint64_t toU64() const {
       return static_cast<std::uint64_t>(words_[0]) << 32 |
