@@ -11,8 +11,11 @@
 #include <chrono>
 #include <cstring>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "BenchHosts.h"
 #include "SnmpdAgent.h"
@@ -64,6 +67,36 @@ double procStatusBytes(pid_t pid, const std::string& field) {
    return 0;
 }
 
+// snmpd's page faults so far: {minor, major} from /proc/<pid>/stat. A major fault reads a
+// page back from disk, and can hold the one thread for milliseconds.
+std::pair<double, double> pageFaults(pid_t pid) {
+   std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+   std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+   // Fields after the command name, which is in parentheses and may hold blanks.
+   std::istringstream fields(text.substr(text.rfind(')') + 2));
+   std::string field;
+   double minor = 0;
+   double major = 0;
+   for (int i = 3; i <= 12 && fields >> field; ++i) {
+      if (i == 10) {
+         minor = std::stod(field);
+      } else if (i == 12) {
+         major = std::stod(field);
+      }
+   }
+   return {minor, major};
+}
+
+// The longest pass of snmpd's loop through the plug-in's work, in ms, from its status report
+// ("loop: <n> passes, longest <ms> ms").
+double longestPassMs(const std::string& socket) {
+   const std::string status = control(socket, "status");
+   const std::string marker = ", longest ";
+   const auto line = status.find("loop: ");
+   const auto at = line == std::string::npos ? line : status.find(marker, line);
+   return at == std::string::npos ? -1 : std::stod(status.substr(at + marker.size()));
+}
+
 std::size_t learnedHosts(const std::string& socket) {
    // "<n> ports, <n> VLANs, <n> learned hosts, ..."
    const std::string summary = control(socket, "show summary");
@@ -74,6 +107,9 @@ std::size_t learnedHosts(const std::string& socket) {
 
 void BM_SnmpdBurstGetLatency(benchmark::State& state) {
    double worstMs = 0;
+   std::size_t slowGets = 0;
+   double longestPass = 0;
+   std::pair<double, double> faults{0, 0};
    double bytesPerHost = 0;
    double peakBytes = 0;
    std::size_t gets = 0;
@@ -83,6 +119,7 @@ void BM_SnmpdBurstGetLatency(benchmark::State& state) {
       agent.options().extraConfig.push_back("bridgesnmpControlSocket " + socket);
       agent.start();
       const double rssBefore = procStatusBytes(agent.pid(), "VmRSS");
+      const auto faultsBefore = pageFaults(agent.pid());
 
       // Ageing off: a large burst takes longer to learn than the lab's ageing time, and its
       // first hosts must not age out before its last are learned.
@@ -109,6 +146,7 @@ void BM_SnmpdBurstGetLatency(benchmark::State& state) {
             state.SkipWithError("dot1dBaseType did not answer 2");
          }
          worstMs = std::max(worstMs, ms);
+         slowGets += ms > 10.0 ? 1 : 0;
          ++gets;
          if (!learned && gets % 20 == 0) {
             const std::size_t count = learnedHosts(socket);
@@ -123,12 +161,20 @@ void BM_SnmpdBurstGetLatency(benchmark::State& state) {
             }
          }
       }
+      longestPass = longestPassMs(socket);
+      const auto faultsAfter = pageFaults(agent.pid());
+      faults = {faultsAfter.first - faultsBefore.first, faultsAfter.second - faultsBefore.second};
       peakBytes = procStatusBytes(agent.pid(), "VmHWM");
       bytesPerHost = (peakBytes - rssBefore) / static_cast<double>(hostCount);
       agent.stop();
    }
    state.counters["worst_get_ms"] = worstMs;
    state.counters["gets"] = static_cast<double>(gets);
+   // GETs that waited more than 10 ms, and snmpd's page faults during the burst.
+   state.counters["gets_over_10ms"] = static_cast<double>(slowGets);
+   state.counters["longest_loop_pass_ms"] = longestPass;
+   state.counters["minor_faults"] = faults.first;
+   state.counters["major_faults"] = faults.second;
    state.counters["rss_bytes_per_host"] = bytesPerHost;
    state.counters["peak_rss_mb"] = peakBytes / (1024.0 * 1024.0);
    state.counters["hosts"] = static_cast<double>(hostCount);

@@ -112,7 +112,8 @@ void PluginHost::start() {
    agent_->mibIs(mib_);
    std::size_t hooks = Snmp::AutoRegistree::callAll();
    if (platform_) {
-      platform_->sw().statusReporterIs([this] { return statusReport(*mib_, *agent_); });
+      platform_->sw().statusReporterIs(
+          [this] { return statusReport(*mib_, *agent_) + driver_->statusLine(); });
       // The simulated switch's ports exist nowhere else, so their IF-MIB rows are ours to
       // serve; a Linux bridge's ports are in the host's own IF-MIB already.
       hooks += Snmp::registerInterfaceTables() ? 1 : 0;
@@ -136,7 +137,10 @@ void PluginHost::unload() {
    }
    if (linuxBridge_ && mib_ && agent_) {
       // No bridgectl reaches a Linux bridge's agent: its health goes to the log instead.
-      KEL_TRACE(snmpTrace, 1, linuxBridge_->summary() << "\n" << statusReport(*mib_, *agent_));
+      KEL_TRACE(snmpTrace, 1,
+                linuxBridge_->summary() << "\n"
+                                        << statusReport(*mib_, *agent_)
+                                        << (driver_ ? driver_->statusLine() : std::string()));
    }
    if (agent_) {
       agent_->doShutdown();

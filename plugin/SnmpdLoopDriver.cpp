@@ -3,11 +3,14 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <exception>
+#include <iomanip>
+#include <sstream>
 
 #include "platform/kel/Time.h"
 #include "platform/kel/Trace.h"
@@ -121,19 +124,36 @@ void SnmpdLoopDriver::onWakeFd(int fd, void* self) {
    driver->yielded_ = false;
    std::uint64_t count = 0;
    [[maybe_unused]] const ssize_t got = ::read(fd, &count, sizeof count);
+   const double start = Kel::now();
    try {
       driver->manager_.runDue();
    } catch (const std::exception& e) {
       KEL_TRACE(kelTrace, 0, "clock wake-up failed: " << e.what());
    }
+   driver->passTook(Kel::now() - start);
 }
 
 void SnmpdLoopDriver::onFd(int fd, void* self) {
+   auto* driver = static_cast<SnmpdLoopDriver*>(self);
+   const double start = Kel::now();
    try {
-      static_cast<SnmpdLoopDriver*>(self)->manager_.dispatchReadable(fd);
+      driver->manager_.dispatchReadable(fd);
    } catch (const std::exception& e) {
       KEL_TRACE(kelTrace, 0, "fd " << fd << " dispatch failed: " << e.what());
    }
+   driver->passTook(Kel::now() - start);
+}
+
+void SnmpdLoopDriver::passTook(double seconds) {
+   ++passes_;
+   longestPass_ = std::max(longestPass_, seconds);
+}
+
+std::string SnmpdLoopDriver::statusLine() const {
+   std::ostringstream os;
+   os << "loop: " << passes_ << " passes, longest " << std::fixed << std::setprecision(3)
+      << longestPass_ * 1000.0 << " ms\n";
+   return os.str();
 }
 
 }  // namespace Plugin

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "platform/kel/ActivityManager.h"
 
 namespace Plugin {
@@ -24,6 +27,12 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    SnmpdLoopDriver& operator=(const SnmpdLoopDriver&) = delete;
 
    void nextWakeIs(double when) override;
+   // How long the work of one snmpd loop pass ran: every wake-up and fd dispatch, and the
+   // longest of them. A request that arrives meanwhile waits that long.
+   std::uint64_t passes() const { return passes_; }
+   double longestPass() const { return longestPass_; }
+   // "loop: <n> passes, longest <ms> ms", for the status report.
+   std::string statusLine() const;
    void fdAdded(int fd) override;
    void fdRemoved(int fd) override;
 
@@ -35,11 +44,14 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    void cancelAlarm();
    // True when one of snmpd's own sockets has a request waiting.
    static bool requestPending();
+   void passTook(double seconds);
 
    Kel::ActivityManager& manager_;
    int wakeFd_ = -1;
    unsigned int alarm_ = 0;
    bool yielded_ = false;  // the last wake-up let a pending request go first
+   std::uint64_t passes_ = 0;
+   double longestPass_ = 0.0;
 };
 
 }  // namespace Plugin
