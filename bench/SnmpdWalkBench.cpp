@@ -310,7 +310,7 @@ void BM_FdbBulkWalkCost(benchmark::State& state) {
 }
 
 void BM_FdbWalkCost(benchmark::State& state) {
-   walkCost(state, "snmpwalk", 1);
+   walkCost(state, "snmpwalk", 3);
 }
 
 // bridgectl against the agent's control socket; returns what it printed.
