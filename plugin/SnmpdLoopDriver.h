@@ -28,10 +28,13 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
 
    void nextWakeIs(double when) override;
    // How long the work of one snmpd loop pass ran: every wake-up and fd dispatch, and the
-   // longest of them. A request that arrives meanwhile waits that long.
+   // longest of them. A request that arrives meanwhile waits that long. Beside the elapsed
+   // time, the longest time a pass spent on the CPU: a pass whose elapsed time is longer
+   // than that was held up by the scheduler, not by its own work.
    std::uint64_t passes() const { return passes_; }
    double longestPass() const { return longestPass_; }
-   // "loop: <n> passes, longest <ms> ms", for the status report.
+   double longestPassOnCpu() const { return longestPassOnCpu_; }
+   // "loop: <n> passes, longest <ms> ms, longest on the CPU <ms> ms", for the status report.
    std::string statusLine() const;
    void fdAdded(int fd) override;
    void fdRemoved(int fd) override;
@@ -44,7 +47,9 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    void cancelAlarm();
    // True when one of snmpd's own sockets has a request waiting.
    static bool requestPending();
-   void passTook(double seconds);
+   // The thread's CPU time so far, in seconds.
+   static double cpuNow();
+   void passTook(double seconds, double cpuSeconds);
 
    Kel::ActivityManager& manager_;
    int wakeFd_ = -1;
@@ -52,6 +57,7 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    bool yielded_ = false;  // the last wake-up let a pending request go first
    std::uint64_t passes_ = 0;
    double longestPass_ = 0.0;
+   double longestPassOnCpu_ = 0.0;
 };
 
 }  // namespace Plugin
