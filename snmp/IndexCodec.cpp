@@ -13,13 +13,20 @@ bool typeMatches(u_char expected, u_char actual) {
           (octets && (actual == ASN_OCTET_STR || actual == ASN_PRIV_IMPLIED_OCTET_STR));
 }
 
-bool typeOk(const netsnmp_variable_list* component, u_char type, const char* unit,
-            const char* indexName) {
-   if (!component || !typeMatches(type, component->type)) {
-      SNMP_TRACE(0, unit,
-                 "hint for " << indexName << " has incorrect type! Expecting "
-                             << static_cast<int>(type) << " but got "
-                             << (component ? static_cast<int>(component->type) : -1));
+// Out of line and cold, so that the check below stays small enough to inline: it runs for
+// every object a walk returns.
+[[gnu::cold, gnu::noinline]] void traceBadType(const netsnmp_variable_list* component, u_char type,
+                                               const char* unit, const char* indexName) {
+   SNMP_TRACE(0, unit,
+              "hint for " << indexName << " has incorrect type! Expecting "
+                          << static_cast<int>(type) << " but got "
+                          << (component ? static_cast<int>(component->type) : -1));
+}
+
+inline bool typeOk(const netsnmp_variable_list* component, u_char type, const char* unit,
+                   const char* indexName) {
+   if (!component || !typeMatches(type, component->type)) [[unlikely]] {
+      traceBadType(component, type, unit, indexName);
       return false;
    }
    return true;

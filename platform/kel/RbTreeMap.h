@@ -208,15 +208,14 @@ class RbTreeMap {
       Map& map = const_cast<Map&>(map_);
       const auto less = map.key_comp();
       MapIterator at = finger_;
-      for (int tries = 0; tries < 2; ++tries) {
-         if (at != map.end() && less(at->first, key)) {
-            ++at;  // the key lies further on: try the next row
-            continue;
-         }
-         if (at == map.begin() || less(std::prev(at)->first, key)) {
+      if (at != map.end() && less(at->first, key)) {
+         // The key lies further on: try the next row, whose predecessor (the finger) is less.
+         ++at;
+         if (at == map.end() || !less(at->first, key)) {
             return finger_ = at;
          }
-         break;
+      } else if (at == map.begin() || less(std::prev(at)->first, key)) {
+         return finger_ = at;
       }
       return finger_ = map.lower_bound(key);
    }
