@@ -1,5 +1,6 @@
 #include "plugin/SnmpdLoopDriver.h"
 
+#include <cxxabi.h>
 #include <sys/eventfd.h>
 #include <time.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iomanip>
@@ -132,7 +134,7 @@ void SnmpdLoopDriver::onWakeFd(int fd, void* self) {
    } catch (const std::exception& e) {
       KEL_TRACE(kelTrace, 0, "clock wake-up failed: " << e.what());
    }
-   driver->passTook(Kel::now() - start, cpuNow() - cpuStart);
+   driver->passTook(Kel::now() - start, cpuNow() - cpuStart, driver->manager_.lastRunType(), -1);
 }
 
 void SnmpdLoopDriver::onFd(int fd, void* self) {
@@ -144,7 +146,7 @@ void SnmpdLoopDriver::onFd(int fd, void* self) {
    } catch (const std::exception& e) {
       KEL_TRACE(kelTrace, 0, "fd " << fd << " dispatch failed: " << e.what());
    }
-   driver->passTook(Kel::now() - start, cpuNow() - cpuStart);
+   driver->passTook(Kel::now() - start, cpuNow() - cpuStart, nullptr, fd);
 }
 
 double SnmpdLoopDriver::cpuNow() {
@@ -153,17 +155,34 @@ double SnmpdLoopDriver::cpuNow() {
    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
 }
 
-void SnmpdLoopDriver::passTook(double seconds, double cpuSeconds) {
+void SnmpdLoopDriver::passTook(double seconds, double cpuSeconds, const char* work, int fd) {
    ++passes_;
-   longestPass_ = std::max(longestPass_, seconds);
-   longestPassOnCpu_ = std::max(longestPassOnCpu_, cpuSeconds);
+   if (seconds > longestPass_) {
+      longestPass_ = seconds;
+      longestPassWork_ = {work, fd};
+   }
+   if (cpuSeconds > longestPassOnCpu_) {
+      longestPassOnCpu_ = cpuSeconds;
+      longestPassOnCpuWork_ = {work, fd};
+   }
+}
+
+std::string SnmpdLoopDriver::describe(const PassWork& work) {
+   if (!work.type) {
+      return work.fd >= 0 ? "fd " + std::to_string(work.fd) : "none";
+   }
+   int status = 0;
+   char* demangled = abi::__cxa_demangle(work.type, nullptr, nullptr, &status);
+   std::string name = status == 0 && demangled ? demangled : work.type;
+   std::free(demangled);
+   return name;
 }
 
 std::string SnmpdLoopDriver::statusLine() const {
    std::ostringstream os;
    os << "loop: " << passes_ << " passes, longest " << std::fixed << std::setprecision(3)
-      << longestPass_ * 1000.0 << " ms, longest on the CPU " << longestPassOnCpu_ * 1000.0
-      << " ms\n";
+      << longestPass_ * 1000.0 << " ms (" << describe(longestPassWork_) << "), longest on the CPU "
+      << longestPassOnCpu_ * 1000.0 << " ms (" << describe(longestPassOnCpuWork_) << ")\n";
    return os.str();
 }
 

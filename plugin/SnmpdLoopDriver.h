@@ -34,7 +34,8 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    std::uint64_t passes() const { return passes_; }
    double longestPass() const { return longestPass_; }
    double longestPassOnCpu() const { return longestPassOnCpu_; }
-   // "loop: <n> passes, longest <ms> ms, longest on the CPU <ms> ms", for the status report.
+   // "loop: <n> passes, longest <ms> ms (<work>), longest on the CPU <ms> ms (<work>)", for
+   // the status report; <work> names the clock reactor's type, or "fd <n>".
    std::string statusLine() const;
    void fdAdded(int fd) override;
    void fdRemoved(int fd) override;
@@ -49,15 +50,24 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    static bool requestPending();
    // The thread's CPU time so far, in seconds.
    static double cpuNow();
-   void passTook(double seconds, double cpuSeconds);
+   // `work`: a clock reactor's mangled type name, or nullptr for the dispatch of `fd`.
+   void passTook(double seconds, double cpuSeconds, const char* work, int fd);
 
    Kel::ActivityManager& manager_;
    int wakeFd_ = -1;
    unsigned int alarm_ = 0;
    bool yielded_ = false;  // the last wake-up let a pending request go first
    std::uint64_t passes_ = 0;
+   // What ran in a pass: a clock reactor's type, or else the fd dispatched.
+   struct PassWork {
+      const char* type = nullptr;
+      int fd = -1;
+   };
+   static std::string describe(const PassWork& work);
    double longestPass_ = 0.0;
    double longestPassOnCpu_ = 0.0;
+   PassWork longestPassWork_;
+   PassWork longestPassOnCpuWork_;
 };
 
 }  // namespace Plugin

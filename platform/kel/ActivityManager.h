@@ -79,6 +79,8 @@ class ActivityManager {
    // Runs one clock reactor that is due at Kel::now() (see Clock::runDue), then tells the
    // driver the next wake-up once.
    void runDue();
+   // The type of the clock reactor the last runDue ran, or nullptr (see Clock::lastRunType).
+   const char* lastRunType() const { return clock_->lastRunType(); }
 
  private:
    void scheduleChanged();

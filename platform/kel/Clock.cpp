@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <typeinfo>
 
 namespace Kel {
 
@@ -48,6 +49,7 @@ bool Clock::runDue(double now) {
       return false;
    }
    chosen->lastRun_ = ++runs_;
+   lastRunType_ = typeid(*chosen).name();
    chosen->timeMinIs(timeNever);
    try {
       chosen->onTime();

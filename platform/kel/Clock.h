@@ -50,6 +50,9 @@ class Clock : public Entity {
    // rotation keeps a reactor that always asks for timeAsap from starving the others.
    // Returns false when none was due.
    bool runDue(double now);
+   // The type of the reactor the last runDue ran (its mangled name, static storage), or
+   // nullptr before any; for reports of which reactor a long pass belonged to.
+   const char* lastRunType() const { return lastRunType_; }
 
    // Called whenever a reactor's timeMin changes or a reactor attaches or detaches.
    void scheduleObserverIs(std::function<void()> observer) { observer_ = std::move(observer); }
@@ -64,6 +67,7 @@ class Clock : public Entity {
 
    std::function<void()> observer_;
    std::uint64_t runs_ = 0;
+   const char* lastRunType_ = nullptr;
 };
 
 }  // namespace Kel
