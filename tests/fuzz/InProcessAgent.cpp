@@ -167,12 +167,23 @@ void checkAnswer(const netsnmp_pdu& request, const netsnmp_pdu& answer) {
    }
 }
 
+// The agent's private directory; removed when the fuzzer exits normally (a crash keeps it).
+std::filesystem::path& agentDirectory() {
+   static std::filesystem::path* dir = new std::filesystem::path();
+   return *dir;
+}
+
 }  // namespace
 
 void startAgent() {
    const auto dir =
        std::filesystem::temp_directory_path() / ("bridgesnmp-fuzz-" + std::to_string(::getpid()));
    std::filesystem::create_directories(dir);
+   agentDirectory() = dir;
+   std::atexit([] {
+      std::error_code ignored;
+      std::filesystem::remove_all(agentDirectory(), ignored);
+   });
    setenv("SNMPCONFPATH", dir.c_str(), 1);
    setenv("SNMP_PERSISTENT_DIR", dir.c_str(), 1);
    setenv("MIBS", "", 1);
