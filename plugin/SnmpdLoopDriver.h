@@ -27,13 +27,10 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    SnmpdLoopDriver& operator=(const SnmpdLoopDriver&) = delete;
 
    void nextWakeIs(double when) override;
-   // How long the work of one snmpd loop pass ran: every wake-up and fd dispatch, and the
-   // longest of them. A request that arrives meanwhile waits that long. Beside the elapsed
-   // time, the longest time a pass spent on the CPU: a pass whose elapsed time is longer
-   // than that was held up by the scheduler, not by its own work.
-   std::uint64_t passes() const { return passes_; }
-   double longestPass() const { return longestPass_; }
-   double longestPassOnCpu() const { return longestPassOnCpu_; }
+   // How long the work of one snmpd loop pass ran (every wake-up and fd dispatch): the number
+   // of passes and the longest, which a request that arrives meanwhile waits for. Beside the
+   // elapsed time, the longest time a pass spent on the CPU: a pass whose elapsed time is
+   // longer than that was held up by the scheduler, not by its own work.
    // "loop: <n> passes, longest <ms> ms (<work>), longest on the CPU <ms> ms (<work>)", for
    // the status report; <work> names the clock reactor's type, or "fd <n>".
    std::string statusLine() const;

@@ -46,6 +46,7 @@ bool Clock::runDue(double now) {
       }
    });
    if (!chosen) {
+      lastRunType_ = nullptr;
       return false;
    }
    chosen->lastRun_ = ++runs_;

@@ -51,7 +51,7 @@ class Clock : public Entity {
    // Returns false when none was due.
    bool runDue(double now);
    // The type of the reactor the last runDue ran (its mangled name, static storage), or
-   // nullptr before any; for reports of which reactor a long pass belonged to.
+   // nullptr when it ran none; for reports of which reactor a long pass belonged to.
    const char* lastRunType() const { return lastRunType_; }
 
    // Called whenever a reactor's timeMin changes or a reactor attaches or detaches.
