@@ -16,7 +16,7 @@ bool guardedFilter(const Iterator& row, Filter filter) {
       Kel::Expect expect(Kel::ExceptionId::range);
       return filter(row);
    } catch (const Kel::RangeException& e) {
-      if (snmpTrace().enabled(2)) {
+      if (snmpTrace().enabled(2)) [[unlikely]] {
          std::ostringstream key;
          Policy::printKey(key, row.key());
          SNMP_TRACE(2, Policy::unit,

@@ -68,7 +68,7 @@ struct ReadOnlyTableHandler {
             netsnmp_request_set_error(request, SNMP_NOSUCHOBJECT);
             continue;
          }
-         if (snmpTrace().enabled(2)) {
+         if (snmpTrace().enabled(2)) [[unlikely]] {
             std::ostringstream key;
             Policy::printKey(key, data->key);
             SNMP_TRACE(2, Policy::unit,

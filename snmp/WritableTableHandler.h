@@ -109,7 +109,7 @@ struct WritableTableHandler {
          SNMP_TRACE(2, Policy::unit, Policy::name << " invalid column");
          return SNMP_NOSUCHOBJECT;
       }
-      if (snmpTrace().enabled(2)) {
+      if (snmpTrace().enabled(2)) [[unlikely]] {
          std::ostringstream key;
          Policy::printKey(key, data->key);
          SNMP_TRACE(2, Policy::unit,
@@ -138,7 +138,7 @@ struct WritableTableHandler {
          SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: null data context in request");
          return SNMP_ERR_NOCREATION;
       }
-      if (snmpTrace().enabled(2)) {
+      if (snmpTrace().enabled(2)) [[unlikely]] {
          std::ostringstream key;
          Policy::printKey(key, data->key);
          SNMP_TRACE(2, Policy::unit,

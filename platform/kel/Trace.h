@@ -68,28 +68,30 @@ void traceHelper(const TraceHandle& handle, int level, const char* file, int lin
 // The standard text form of a record: "Facility/level Source:line: message".
 std::string formatTraceRecord(const TraceRecord& record);
 
+// Writes one message: formats it with `write` and hands it to traceHelper. Cold and out of
+// line, so that a trace site costs its caller only the level check and a call that the
+// compiler moves away from the hot code.
+template <class Write>
+[[gnu::cold, gnu::noinline]] void traceFormatted(const TraceHandle& handle, int level,
+                                                 const char* source, int line, const Write& write) {
+   std::ostringstream stream;
+   write(stream);
+   traceHelper(handle, level, source, line, stream.str());
+}
+
 }  // namespace Kel
 
 // Emits `expr` (a stream expression) when `level` is enabled on `handle`; the message is
 // not formatted otherwise.
-#define KEL_TRACE(handle, level, expr)                                                            \
-   do {                                                                                           \
-      const ::Kel::TraceHandle& kelTraceHandle_ = (handle);                                       \
-      if (kelTraceHandle_.enabled(level)) {                                                       \
-         std::ostringstream kelTraceStream_;                                                      \
-         kelTraceStream_ << expr;                                                                 \
-         ::Kel::traceHelper(kelTraceHandle_, (level), __FILE__, __LINE__, kelTraceStream_.str()); \
-      }                                                                                           \
-   } while (0)
+#define KEL_TRACE(handle, level, expr) KEL_TRACE_SOURCE(handle, level, __FILE__, expr)
 
 // The same, naming `source` (a unit's name, "BridgeExt") as where the message comes from,
 // for code shared by several units.
-#define KEL_TRACE_SOURCE(handle, level, source, expr)                                             \
-   do {                                                                                           \
-      const ::Kel::TraceHandle& kelTraceHandle_ = (handle);                                       \
-      if (kelTraceHandle_.enabled(level)) {                                                       \
-         std::ostringstream kelTraceStream_;                                                      \
-         kelTraceStream_ << expr;                                                                 \
-         ::Kel::traceHelper(kelTraceHandle_, (level), (source), __LINE__, kelTraceStream_.str()); \
-      }                                                                                           \
+#define KEL_TRACE_SOURCE(handle, level, source, expr)                                            \
+   do {                                                                                          \
+      const ::Kel::TraceHandle& kelTraceHandle_ = (handle);                                      \
+      if (kelTraceHandle_.enabled(level)) [[unlikely]] {                                         \
+         ::Kel::traceFormatted(kelTraceHandle_, (level), (source), __LINE__,                     \
+                               [&](std::ostream& kelTraceStream_) { kelTraceStream_ << expr; }); \
+      }                                                                                          \
    } while (0)

@@ -101,7 +101,10 @@ void BridgeMirror::publishPorts() {
       e_.config->switchIntfConfigDel(name);
       e_.input->switchIntfConfigDel(name);
    }
-   for (const auto& [name, ifindex] : byName) {
+   for (const auto& entry : byName) {
+      // Named, not bound: the trace below captures them.
+      const std::string& name = entry.first;
+      const auto ifindex = entry.second;
       const KernelPort& port = *bridge_.port(ifindex);
       const auto oper = port.running ? Interface::OperStatus::up : Interface::OperStatus::down;
       if (auto status = e_.intfStatusDir->intfStatus(Velnet::IntfId(name))) {
