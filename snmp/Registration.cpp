@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/kel/Assert.h"
+#include "snmp/RequestSerializer.h"
 #include "snmp/SnmpTrace.h"
 
 namespace Snmp {
@@ -90,7 +91,7 @@ void registerTable(const TableSpec& table) {
    const int result = netsnmp_register_table_iterator(reg, iterator);
    KEL_ASSERT(result == 0);
    // One varbind after another through the handler.
-   const int injected = netsnmp_inject_handler(reg, netsnmp_get_serialize_handler());
+   const int injected = netsnmp_inject_handler(reg, makeRequestSerializer());
    KEL_ASSERT(injected == (0));
    SNMP_TRACE(8, table.unit, "Initialized table " << table.name << " ");
 }

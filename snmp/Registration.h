@@ -36,7 +36,7 @@ struct TableSpec {
    int priority = DEFAULT_MIB_PRIORITY;
 };
 
-// Registers a sorted iterator table with the serialize handler injected. A failure to set
+// Registers a sorted iterator table under the request serializer. A failure to set
 // up an index is traced and leaves the table unregistered; a failed registration or
 // injection is a programming fault.
 void registerTable(const TableSpec& table);

@@ -12,6 +12,7 @@
 #include "platform/kel/Pool.h"
 #include "platform/snmputil/Converters.h"
 #include "snmp/NetSnmp.h"
+#include "snmp/RequestSerializer.h"
 #include "snmp/SnmpTrace.h"
 
 // The frame every table of the module shares: net-snmp's table-iterator callbacks over one
@@ -212,6 +213,12 @@ struct TableFrame {
          if (found) {
             loop.it = found;
             matched = true;
+            if (CurrentRequest::searchingNext && namesWholeIndex(hint)) {
+               // The request names this row or an object after it, so the row is not the
+               // answer: start after it, and neither the filters nor net-snmp's comparison
+               // need to see it. (A shorter index, padded to this key, comes before it.)
+               ++loop.it;
+            }
          } else {
             std::ostringstream text;
             Policy::printKey(text, *key);
@@ -221,6 +228,13 @@ struct TableFrame {
          }
       }
       SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=" << matched);
+   }
+
+   // Whether the request's own index sub-identifiers are at least as many as a row's whole
+   // index. Every index of these tables has a fixed length, read once from the registration.
+   static bool namesWholeIndex(const netsnmp_table_request_info& hint) {
+      static const std::size_t wholeIndex = Snmp::indexOidLength(hint.reg_info);
+      return wholeIndex != 0 && hint.index_oid_len >= wholeIndex;
    }
 
    // Skips the rows the filters drop, then offers the current row's indexes, or ends.
@@ -276,7 +290,7 @@ struct TableFrame {
          rest = rest->next_variable;
       }
       Policy::putIndexes(rest, loop.it.key());
-      if (Snmp::snmpTrace().enabled(2)) {
+      if (Snmp::snmpTrace().enabled(2)) [[unlikely]] {
          std::ostringstream text;
          Policy::printKey(text, loop.it.key());
          SNMP_TRACE(2, Policy::unit,

@@ -144,6 +144,18 @@ TEST_P(TableFrameTest, GetBulkAcrossColumnEndsAnswersTheNextKnownObjects) {
          EXPECT_EQ(got, expected) << "GETBULK from " << from << " by " << repetitions;
       }
    }
+   // All of them in one request, latest first: each varbind searches from its own index.
+   const std::vector<Oid> together(starts.rbegin(), starts.rend());
+   const int repetitions = 3;
+   const auto varbinds = snmpd().reader().getBulk(together, 0, repetitions).varbinds;
+   ASSERT_EQ(varbinds.size(), together.size() * repetitions);
+   for (std::size_t i = 0; i < together.size(); ++i) {
+      const std::vector<Oid> expected = following(together[i], repetitions);
+      for (std::size_t r = 0; r < expected.size(); ++r) {
+         EXPECT_EQ(varbinds[r * together.size() + i].oid, expected[r])
+             << "GETBULK of " << together.size() << " varbinds, from " << together[i];
+      }
+   }
 }
 
 TEST_P(TableFrameTest, GetOfAnUnknownColumnIsNoSuchObjectAndOfAMissingRowNoSuchInstance) {

@@ -1,0 +1,65 @@
+#include "snmp/RequestSerializer.h"
+
+namespace Snmp {
+namespace {
+
+// Sets CurrentRequest for one varbind's trip and clears it however the trip ends.
+class SearchScope {
+ public:
+   explicit SearchScope(bool searchingNext) { CurrentRequest::searchingNext = searchingNext; }
+   ~SearchScope() { CurrentRequest::searchingNext = false; }
+   SearchScope(const SearchScope&) = delete;
+   SearchScope& operator=(const SearchScope&) = delete;
+};
+
+int serializeRequests(netsnmp_mib_handler* handler, netsnmp_handler_registration* reginfo,
+                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
+   netsnmp_request_info* request = requests;
+   while (request) {
+      netsnmp_request_info* const following = request->next;
+      request->next = nullptr;
+      int status = SNMP_ERR_NOERROR;
+      {
+         // Read per varbind: a helper below may change the mode for its own trip.
+         const SearchScope scope(reqinfo->mode == MODE_GETNEXT || reqinfo->mode == MODE_GETBULK);
+         status = netsnmp_call_next_handler(handler, reginfo, reqinfo, request);
+      }
+      request->next = following;
+      if (status != SNMP_ERR_NOERROR) {
+         return status;
+      }
+      request = following;
+   }
+   return SNMP_ERR_NOERROR;
+}
+
+}  // namespace
+
+netsnmp_mib_handler* makeRequestSerializer() {
+   return netsnmp_create_handler("bridgesnmp_serialize", serializeRequests);
+}
+
+std::size_t indexOidLength(const netsnmp_table_registration_info* table) {
+   if (!table) {
+      return 0;
+   }
+   std::size_t length = 0;
+   for (const netsnmp_variable_list* index = table->indexes; index; index = index->next_variable) {
+      switch (index->type) {
+         case ASN_INTEGER:
+         case ASN_UNSIGNED:
+         case ASN_TIMETICKS:
+            ++length;
+            break;
+         case ASN_PRIV_IMPLIED_OCTET_STR:
+            // Registered with the fixed length of its value (a MAC address: six).
+            length += index->val_len;
+            break;
+         default:
+            return 0;
+      }
+   }
+   return length;
+}
+
+}  // namespace Snmp

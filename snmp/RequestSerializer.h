@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+
+#include "snmp/NetSnmp.h"
+
+namespace Snmp {
+
+// What the varbind now travelling down a table's handler chain asks for. The serializer
+// sets it for the length of that one trip; anything else that reaches a table (a test, a
+// fuzz target calling the callbacks) sees the default.
+struct CurrentRequest {
+   // A GETNEXT, or one repetition of a GETBULK, for this varbind alone. Its answer lies
+   // strictly after the index it names, so the row of that index is never the answer.
+   static inline bool searchingNext = false;
+};
+
+// The handler at the top of every table: passes the varbinds down the chain one at a time
+// (the iterator takes its hint from the first varbind, so it must be the only one) and sets
+// CurrentRequest for each.
+netsnmp_mib_handler* makeRequestSerializer();
+
+// The number of sub-identifiers of one whole index of the table, or 0 when the length
+// varies (or there is no registration to read it from).
+std::size_t indexOidLength(const netsnmp_table_registration_info* table);
+
+}  // namespace Snmp
