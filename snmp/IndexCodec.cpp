@@ -99,4 +99,27 @@ netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
    return putMac(putNumber(component, key.fid().value()), key.address());
 }
 
+std::size_t wholeIndexLength(const netsnmp_table_registration_info* table) {
+   if (!table) {
+      return 0;
+   }
+   std::size_t length = 0;
+   for (const netsnmp_variable_list* index = table->indexes; index; index = index->next_variable) {
+      switch (index->type) {
+         case ASN_INTEGER:
+         case ASN_UNSIGNED:
+         case ASN_TIMETICKS:
+            ++length;
+            break;
+         case ASN_PRIV_IMPLIED_OCTET_STR:
+            // Registered with the fixed length of its value (a MAC address: six).
+            length += index->val_len;
+            break;
+         default:
+            return 0;
+      }
+   }
+   return length;
+}
+
 }  // namespace Snmp::Index

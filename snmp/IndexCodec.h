@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -28,5 +29,9 @@ netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long
 netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::EthAddr& address);
 netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
                                       const BridgeSnmp::Dot1qTpFdbEntryKey& key);
+
+// The number of sub-identifiers of one whole index of a registered table, or 0 when the
+// length varies (or there is no registration to read it from).
+std::size_t wholeIndexLength(const netsnmp_table_registration_info* table);
 
 }  // namespace Snmp::Index

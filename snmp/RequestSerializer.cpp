@@ -39,27 +39,4 @@ netsnmp_mib_handler* makeRequestSerializer() {
    return netsnmp_create_handler("bridgesnmp_serialize", serializeRequests);
 }
 
-std::size_t indexOidLength(const netsnmp_table_registration_info* table) {
-   if (!table) {
-      return 0;
-   }
-   std::size_t length = 0;
-   for (const netsnmp_variable_list* index = table->indexes; index; index = index->next_variable) {
-      switch (index->type) {
-         case ASN_INTEGER:
-         case ASN_UNSIGNED:
-         case ASN_TIMETICKS:
-            ++length;
-            break;
-         case ASN_PRIV_IMPLIED_OCTET_STR:
-            // Registered with the fixed length of its value (a MAC address: six).
-            length += index->val_len;
-            break;
-         default:
-            return 0;
-      }
-   }
-   return length;
-}
-
 }  // namespace Snmp

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstddef>
-
 #include "snmp/NetSnmp.h"
 
 namespace Snmp {
@@ -19,9 +17,5 @@ struct CurrentRequest {
 // (the iterator takes its hint from the first varbind, so it must be the only one) and sets
 // CurrentRequest for each.
 netsnmp_mib_handler* makeRequestSerializer();
-
-// The number of sub-identifiers of one whole index of the table, or 0 when the length
-// varies (or there is no registration to read it from).
-std::size_t indexOidLength(const netsnmp_table_registration_info* table);
 
 }  // namespace Snmp

@@ -67,7 +67,7 @@ bool Dot1qFdbTableFilter(const Bridging::FdbStatusMap::IteratorConst& row) {
 }
 
 bool Dot1qPortVlanTableFilter(const BridgeSnmp::QBridgeMib::Dot1dBasePortTableIteratorConst& row) {
-   const auto agent = BridgeSnmpAgent::currentAgent();
+   const auto& agent = BridgeSnmpAgent::currentAgent();
    if (!agent || !agent->config()) {
       return false;
    }

@@ -11,6 +11,7 @@
 #include "platform/kel/Exception.h"
 #include "platform/kel/Pool.h"
 #include "platform/snmputil/Converters.h"
+#include "snmp/IndexCodec.h"
 #include "snmp/NetSnmp.h"
 #include "snmp/RequestSerializer.h"
 #include "snmp/SnmpTrace.h"
@@ -233,7 +234,7 @@ struct TableFrame {
    // Whether the request's own index sub-identifiers are at least as many as a row's whole
    // index. Every index of these tables has a fixed length, read once from the registration.
    static bool namesWholeIndex(const netsnmp_table_request_info& hint) {
-      static const std::size_t wholeIndex = Snmp::indexOidLength(hint.reg_info);
+      static const std::size_t wholeIndex = Snmp::Index::wholeIndexLength(hint.reg_info);
       return wholeIndex != 0 && hint.index_oid_len >= wholeIndex;
    }
 
