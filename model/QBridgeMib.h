@@ -99,7 +99,7 @@ class Dot1qVlanCurrentEntry : public Kel::Entity {
 #define BRIDGE_SNMP_VLAN_CURRENT_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION) \
    KEY(index, std::uint32_t)                                                               \
    ATTRIBUTE(vlanStatus, VlanStatus, Bridging::VlanStatus::PtrConst, nullptr)              \
-   /* wall-clock seconds when the row was made, and of the VLAN's last status change */    \
+   /* Kel::now() seconds when the row was made, and of the VLAN's last status change */   \
    ATTRIBUTE(firstSeen, FirstSeen, double, 0.0)                                            \
    ATTRIBUTE(lastChange, LastChange, double, 0.0)
    KEL_ENTITY(Dot1qVlanCurrentEntry, Kel::Entity, "BridgeSnmp::Dot1qVlanCurrentEntry",

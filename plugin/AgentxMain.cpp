@@ -25,11 +25,18 @@ void requestStop(int) {
    stopRequested = 1;
 }
 
-// net-snmp's subagent takes the master's sysUpTime when its session opens (and again at
-// every answer from the master), moving the agent's start to the master's; the TimeTicks we
-// serve count from there too, so that a manager compares them with the master's sysUpTime.
-int onMasterSessionOpen(int, int, void*, void*) {
-   Plugin::alignUptimeEpoch();
+// A manager compares the TimeTicks we serve with the master's sysUpTime, so they count from
+// the master's start, learned afresh each time the session with a master opens (a master
+// that restarted has started anew). net-snmp hands the new session as the server argument.
+int onMasterSessionOpen(int, int, void* session, void*) {
+   const Plugin::MasterUptimeFit fit = Plugin::learnMasterUptime(session);
+   if (fit.pings == 0) {
+      snmp_log(LOG_WARNING, "%s: the master answered no ping; up-times follow its last reply\n",
+               appName);
+   } else {
+      snmp_log(LOG_INFO, "%s: the master's sysUpTime matched to within %.2f ms (%zu pings)\n",
+               appName, fit.width * 1e3, fit.pings);
+   }
    return SNMPERR_SUCCESS;
 }
 

@@ -17,7 +17,7 @@ struct LearnedHost {
    Velnet::IntfId intf;  // where the address was last seen
    FdbEntryType entryType = FdbEntryType::learnedDynamic;
    std::uint64_t moves = 0;    // times the address moved to another interface
-   double lastMoveTime = 0.0;  // wall-clock seconds of the last move; 0 if it never moved
+   double lastMoveTime = 0.0;  // Kel::now() seconds of the last move; 0 if it never moved
    friend bool operator==(const LearnedHost&, const LearnedHost&) = default;
 };
 // Ordered: a hash table would stall the thread for its rehash as a FID grows.

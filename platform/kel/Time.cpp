@@ -9,7 +9,7 @@ const TimeSource* installedSource = nullptr;
 
 double systemNow() {
    timespec ts{};
-   clock_gettime(CLOCK_REALTIME, &ts);
+   clock_gettime(CLOCK_MONOTONIC, &ts);
    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
 }
 

@@ -2,15 +2,19 @@
 
 namespace Kel {
 
-// Where Kel::now() reads the time. The default is the system's wall clock; tests install
-// a FakeTimeSource and move time by hand, so nothing waits on real time.
+// Where Kel::now() reads the time. The default is the system's monotonic clock, which no
+// step of the wall clock (NTP, an operator's date) moves: stamps, slices, ageing and
+// deadlines all count on it. Tests install a FakeTimeSource and move time by hand, so nothing
+// waits on real time.
 class TimeSource {
  public:
    virtual ~TimeSource() = default;
    virtual double now() const = 0;
 };
 
-// Wall-clock seconds since the epoch, as a double, from the installed time source.
+// Seconds on the monotonic clock (since boot), as a double, from the installed time source.
+// Only differences between two readings, and up-times against the agent's start, mean
+// anything; no value is a date.
 double now();
 
 // Installs `source` (not owned); nullptr restores the system clock.

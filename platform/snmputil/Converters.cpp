@@ -92,8 +92,8 @@ void agentStartTimeIs(double seconds) {
    startTime.store(seconds, std::memory_order_relaxed);
 }
 
-double NowSecondsToUptimeSeconds(double wallClockSeconds) {
-   const double up = wallClockSeconds - agentStartTime();
+double NowSecondsToUptimeSeconds(double nowSeconds) {
+   const double up = nowSeconds - agentStartTime();
    return up > 0.0 ? up : 0.0;
 }
 
@@ -135,9 +135,8 @@ int StringToAsnOidF::operator()(const std::string& value, unsigned char* buf, in
    return writeBytes(subIds.data(), count * sizeof(AsnOid), buf, len);
 }
 
-int NowSecondsToUptimeTimeTicksF::operator()(double wallClockSeconds, unsigned char* buf,
-                                             int len) const {
-   return writeU32(SecondsToTimeTicks(NowSecondsToUptimeSeconds(wallClockSeconds)), buf, len);
+int NowSecondsToUptimeTimeTicksF::operator()(double nowSeconds, unsigned char* buf, int len) const {
+   return writeU32(SecondsToTimeTicks(NowSecondsToUptimeSeconds(nowSeconds)), buf, len);
 }
 
 int VelnetEthAddrToAsnOctetStringF::operator()(const Velnet::EthAddr& value, unsigned char* buf,

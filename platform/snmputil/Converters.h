@@ -21,13 +21,14 @@
 // type as a long) and raise Kel::RangeException when it does not fit.
 namespace Snmp {
 
-// Wall-clock seconds at which the agent started, for up-time values. The plug-in records
-// it once at load; tests set it.
+// The Kel::now() reading at which the agent's sysUpTime was zero, for up-time values. The
+// plug-in host sets it from snmpd's monotonic start, the subagent from its master's; tests
+// set it.
 double agentStartTime();
 void agentStartTimeIs(double seconds);
 
 // Seconds since the agent started; a time before the start gives 0.
-double NowSecondsToUptimeSeconds(double wallClockSeconds);
+double NowSecondsToUptimeSeconds(double nowSeconds);
 // Hundredths of a second, wrapping at 2^32 as TimeTicks do; negative gives 0.
 std::uint32_t SecondsToTimeTicks(double seconds);
 
@@ -48,9 +49,9 @@ struct StringToAsnOctetStringF {
 struct StringToAsnOidF {
    int operator()(const std::string& value, unsigned char* buf, int len) const;
 };
-// A wall-clock time as TimeTicks since the agent started.
+// A Kel::now() time as TimeTicks since the agent started.
 struct NowSecondsToUptimeTimeTicksF {
-   int operator()(double wallClockSeconds, unsigned char* buf, int len) const;
+   int operator()(double nowSeconds, unsigned char* buf, int len) const;
 };
 // The six octets.
 struct VelnetEthAddrToAsnOctetStringF {
