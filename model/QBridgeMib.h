@@ -52,12 +52,6 @@ class Dot1dBasePortEntry : public Kel::Entity {
       return parent_;
    }
 
-   // The SET writes of dot1qPvid and dot1qPortAcceptableFrameTypes (defined with the SET
-   // validation): each asserts its column's check, writes the input configuration and then
-   // the value served, so that a GET after the SET shows it before the switch applies it.
-   void dot1qPvidIs(Bridging::VlanIdOrNone id);
-   void admitFrameIs(FrameAdmits frameType);
-
  private:
    QBridgeMib* parent_;
 };
@@ -82,13 +76,6 @@ class Dot1qVlanStaticEntry : public Kel::Entity {
       return parent_;
    }
 
-   // The SET writes of dot1qVlanStaticEgressPorts and dot1qVlanStaticUntaggedPorts (defined
-   // with the SET validation). Egress ports change the allowed VLANs of the ports the
-   // request's cross validation marked takeAction; untagged ports write nothing (their
-   // effect comes through the PVID and frame-type bindings that must accompany them).
-   void doSetDot1qVlanStaticEgressPorts(EthPortIdSet::PtrConst portIdSet);
-   void doSetDot1qVlanStaticUntaggedPorts(EthPortIdSet::PtrConst portIdSet);
-
  private:
    QBridgeMib* parent_;
 };
@@ -99,7 +86,7 @@ class Dot1qVlanCurrentEntry : public Kel::Entity {
 #define BRIDGE_SNMP_VLAN_CURRENT_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION) \
    KEY(index, std::uint32_t)                                                               \
    ATTRIBUTE(vlanStatus, VlanStatus, Bridging::VlanStatus::PtrConst, nullptr)              \
-   /* Kel::now() seconds when the row was made, and of the VLAN's last status change */   \
+   /* Kel::now() seconds when the row was made, and of the VLAN's last status change */    \
    ATTRIBUTE(firstSeen, FirstSeen, double, 0.0)                                            \
    ATTRIBUTE(lastChange, LastChange, double, 0.0)
    KEL_ENTITY(Dot1qVlanCurrentEntry, Kel::Entity, "BridgeSnmp::Dot1qVlanCurrentEntry",

@@ -1,7 +1,7 @@
 // Q-BRIDGE-MIB's two read-write tables: dot1qVlanStaticTable and dot1qPortVlanTable. A SET
-// request's bindings of both are checked per column in RESERVE1, together once in RESERVE2,
-// and written to the switch's input configuration in ACTION; COMMIT, FREE and UNDO do
-// nothing.
+// request's bindings of both are checked per column in RESERVE1, together once in RESERVE2
+// (which works out what the whole request leaves), and written to the switch's input
+// configuration once in ACTION; COMMIT, FREE and UNDO do nothing.
 
 #include <optional>
 #include <string>
@@ -131,36 +131,34 @@ struct VlanStaticTable : Snmp::TablePolicyDefaults {
 
    static int setColumn(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
                         const Snmp::TableFrame<VlanStaticTable>::DataContext& data, unsigned column,
-                        netsnmp_variable_list* var) {
+                        netsnmp_request_info* request) {
       const bool egress = column == 2;
       switch (phase) {
          case Snmp::SetPhase::reserve1: {
+            const netsnmp_variable_list* var = request->requestvb;
             if (const int wrongType = netsnmp_check_vb_type(var, ASN_OCTET_STR)) {
+               SNMP_TRACE(3, unit,
+                          "SET refused (wrongType): varbind " << request->index << ", "
+                                                              << columnName(column)
+                                                              << " takes an OCTET STRING");
                return wrongType;
             }
             const auto ports = decode(var);
             if (!BridgeSnmp::validateDot1qVlanStaticPorts(data.row, ports)) {
                return SNMP_ERR_INCONSISTENTVALUE;
             }
-            Snmp::requestList<BridgeSnmp::PortSetBindings>(
-                reqinfo, egress ? Snmp::egressListName : Snmp::untaggedListName)
-                .emplace_back(data.row, ports);
-            return SNMP_ERR_NOERROR;
+            return egress
+                       ? Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::egress,
+                                          BridgeSnmp::BindingColumn::egress, {data.row, ports})
+                       : Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::untagged,
+                                          BridgeSnmp::BindingColumn::untagged, {data.row, ports});
          }
          case Snmp::SetPhase::reserve2:
-            return Snmp::crossValidateOnce(reqinfo, *data.row->parent());
-         case Snmp::SetPhase::action: {
-            const auto row = data.row->parent()->dot1qVlanStaticTable(data.key);
-            if (!row) {
-               return SNMP_ERR_GENERR;  // rows change only between requests
-            }
-            if (egress) {
-               row->doSetDot1qVlanStaticEgressPorts(decode(var));
-            } else {
-               row->doSetDot1qVlanStaticUntaggedPorts(decode(var));
-            }
+            Snmp::checkOnce(reqinfo, *data.row->parent());
             return SNMP_ERR_NOERROR;
-         }
+         case Snmp::SetPhase::action:
+            Snmp::applyOnce(reqinfo);
+            return SNMP_ERR_NOERROR;
          default:
             return SNMP_ERR_NOERROR;
       }
@@ -262,25 +260,17 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
 
    static int setColumn(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
                         const Snmp::TableFrame<PortVlanTable>::DataContext& data, unsigned column,
-                        netsnmp_variable_list* var) {
+                        netsnmp_request_info* request) {
       switch (phase) {
          case Snmp::SetPhase::reserve1:
-            return column == 1 ? reservePvid(reqinfo, data, var)
-                               : reserveFrameTypes(reqinfo, data, var);
+            return column == 1 ? reservePvid(reqinfo, data, request)
+                               : reserveFrameTypes(reqinfo, data, request);
          case Snmp::SetPhase::reserve2:
-            return Snmp::crossValidateOnce(reqinfo, *data.row->parent());
-         case Snmp::SetPhase::action: {
-            const auto row = data.row->parent()->dot1dBasePortTable(data.key);
-            if (!row) {
-               return SNMP_ERR_GENERR;  // rows change only between requests
-            }
-            if (column == 1) {
-               row->dot1qPvidIs(AsnUnsignedToVlanIdOrNone(var->val.integer));
-            } else {
-               row->admitFrameIs(AsnIntegerToFrameAdmits(var->val.integer));
-            }
+            Snmp::checkOnce(reqinfo, *data.row->parent());
             return SNMP_ERR_NOERROR;
-         }
+         case Snmp::SetPhase::action:
+            Snmp::applyOnce(reqinfo);
+            return SNMP_ERR_NOERROR;
          default:
             return SNMP_ERR_NOERROR;
       }
@@ -303,43 +293,55 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
       }
    }
 
+   // A varbind's type or length is not the column's, or its value is outside the column's.
+   static int refused(int status, const char* why, const netsnmp_request_info* request,
+                      unsigned column) {
+      SNMP_TRACE(3, unit,
+                 "SET refused (" << why << "): varbind " << request->index << ", "
+                                 << columnName(column) << " takes "
+                                 << (column == 1 ? "an Unsigned32 VLAN id from 1 to 4094"
+                                                 : "an INTEGER, admitAll(1) or "
+                                                   "admitOnlyVlanTagged(2)"));
+      return status;
+   }
+
    static int reservePvid(netsnmp_agent_request_info* reqinfo,
                           const Snmp::TableFrame<PortVlanTable>::DataContext& data,
-                          netsnmp_variable_list* var) {
+                          netsnmp_request_info* request) {
+      const netsnmp_variable_list* var = request->requestvb;
       if (const int wrong = netsnmp_check_vb_type_and_size(var, ASN_UNSIGNED, sizeof(long))) {
-         return wrong;
+         return refused(wrong, "wrongType", request, 1);
       }
       const auto vlan = decoded(var, AsnUnsignedToVlanIdOrNone);
       if (!vlan) {
-         return SNMP_ERR_WRONGVALUE;
+         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, 1);
       }
       if (!BridgeSnmp::validateDot1qPvid(data.row, *vlan)) {
          return SNMP_ERR_INCONSISTENTVALUE;
       }
-      Snmp::requestList<BridgeSnmp::PvidBindings>(reqinfo, Snmp::pvidListName)
-          .emplace_back(data.row, *vlan);
-      return SNMP_ERR_NOERROR;
+      return Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::pvid,
+                              BridgeSnmp::BindingColumn::pvid, {data.row, *vlan});
    }
 
    static int reserveFrameTypes(netsnmp_agent_request_info* reqinfo,
                                 const Snmp::TableFrame<PortVlanTable>::DataContext& data,
-                                netsnmp_variable_list* var) {
+                                netsnmp_request_info* request) {
+      const netsnmp_variable_list* var = request->requestvb;
       if (const int wrong = netsnmp_check_vb_type_and_size(var, ASN_INTEGER, sizeof(long))) {
-         return wrong;
+         return refused(wrong, "wrongType", request, 2);
       }
       if (*var->val.integer != admitAll_ && *var->val.integer != admitOnlyVlanTagged_) {
-         return SNMP_ERR_WRONGVALUE;
+         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, 2);
       }
       const auto admits = decoded(var, AsnIntegerToFrameAdmits);
       if (!admits) {
-         return SNMP_ERR_WRONGVALUE;
+         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, 2);
       }
       if (!BridgeSnmp::validateAdmitFrame(data.row, *admits)) {
          return SNMP_ERR_INCONSISTENTVALUE;
       }
-      Snmp::requestList<BridgeSnmp::AftBindings>(reqinfo, Snmp::aftListName)
-          .emplace_back(data.row, *admits);
-      return SNMP_ERR_NOERROR;
+      return Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::aft,
+                              BridgeSnmp::BindingColumn::aft, {data.row, *admits});
    }
 };
 

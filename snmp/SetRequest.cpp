@@ -1,23 +1,56 @@
 #include "snmp/SetRequest.h"
 
 namespace Snmp {
+namespace {
 
-int crossValidateOnce(netsnmp_agent_request_info* reqinfo, BridgeSnmp::QBridgeMib& mib) {
-   if (netsnmp_agent_get_list_data(reqinfo, validatedName)) {
-      return SNMP_ERR_NOERROR;
+constexpr const char* stateName = "bridgesnmp_set_request";
+
+void freeState(void* state) {
+   delete static_cast<SetRequestState*>(state);
+}
+
+}  // namespace
+
+SetRequestState& setRequestState(netsnmp_agent_request_info* reqinfo) {
+   if (void* found = netsnmp_agent_get_list_data(reqinfo, stateName)) {
+      return *static_cast<SetRequestState*>(found);
    }
-   const auto& egress = requestList<BridgeSnmp::PortSetBindings>(reqinfo, egressListName);
-   const auto& untagged = requestList<BridgeSnmp::PortSetBindings>(reqinfo, untaggedListName);
-   const auto& pvid = requestList<BridgeSnmp::PvidBindings>(reqinfo, pvidListName);
-   const auto& aft = requestList<BridgeSnmp::AftBindings>(reqinfo, aftListName);
+   auto* state = new SetRequestState();
+   netsnmp_agent_add_list_data(reqinfo, netsnmp_create_data_list(stateName, state, &freeState));
+   return *state;
+}
+
+void checkOnce(netsnmp_agent_request_info* reqinfo, BridgeSnmp::QBridgeMib& mib) {
+   SetRequestState& state = setRequestState(reqinfo);
+   if (state.checked) {
+      return;
+   }
+   // Marked before the check, so that no later binding checks again.
+   state.checked = true;
+   const BridgeSnmp::SetBindings& b = state.bindings;
    mib.sepActionDelAll();
    mib.aftActionDelAll();
-   const bool consistent = BridgeSnmp::validateVlansAndPorts(pvid, aft, egress, untagged);
-   // Stored before it is acted on, so that no later binding validates again.
-   auto* result = new unsigned char(consistent ? 1 : 0);
-   netsnmp_agent_add_list_data(
-       reqinfo, netsnmp_create_data_list(validatedName, result, &freeRequestList<unsigned char>));
-   return consistent ? SNMP_ERR_NOERROR : SNMP_ERR_INCONSISTENTVALUE;
+   BridgeSnmp::BindingFault fault;
+   if (BridgeSnmp::validateVlansAndPorts(b.pvid, b.aft, b.egress, b.untagged, &fault)) {
+      state.plan = BridgeSnmp::SetPlan::make(b, &fault);
+      if (state.plan) {
+         return;
+      }
+   }
+   netsnmp_request_info* culprit =
+       state.varbinds.at(static_cast<std::size_t>(fault.column)).at(fault.position);
+   SNMP_TRACE(3, "QBridgeMib",
+              "SET refused: varbind " << culprit->index << " contradicts the request");
+   netsnmp_request_set_error(culprit, SNMP_ERR_INCONSISTENTVALUE);
+}
+
+void applyOnce(netsnmp_agent_request_info* reqinfo) {
+   SetRequestState& state = setRequestState(reqinfo);
+   if (state.applied || !state.plan) {
+      return;
+   }
+   state.applied = true;
+   state.plan->apply();
 }
 
 }  // namespace Snmp

@@ -1,40 +1,64 @@
 #pragma once
 
-#include "model/QBridgeMib.h"
+#include <array>
+#include <optional>
+#include <vector>
+
 #include "snmp/NetSnmp.h"
+#include "snmp/SnmpTrace.h"
 #include "validation/CrossValidation.h"
+#include "validation/SetPlan.h"
 
 // What one SET request gathers across dot1qVlanStaticTable and dot1qPortVlanTable: the
-// bindings of each writable column, kept as net-snmp list data on the request (which owns
-// and frees them), and the one cross validation of them all.
+// bindings of each writable column with the varbind each came from, kept as net-snmp list
+// data on the request (which owns and frees it); the one check of them all in RESERVE2, and
+// the one write of the plan it makes in ACTION.
 namespace Snmp {
 
-inline constexpr const char* egressListName = "dot1qVlanStaticEgressPorts";
-inline constexpr const char* untaggedListName = "dot1qVlanStaticUntaggedPorts";
-inline constexpr const char* pvidListName = "dot1qPvid";
-inline constexpr const char* aftListName = "dot1qPortAcceptableFrameTypes";
-inline constexpr const char* validatedName = "called_validateVlansAndPorts";
+struct SetRequestState {
+   BridgeSnmp::SetBindings bindings;
+   // The varbind of every binding, by column, in the order of that column's bindings.
+   std::array<std::vector<netsnmp_request_info*>, 4> varbinds;
+   bool checked = false;
+   std::optional<BridgeSnmp::SetPlan> plan;
+   bool applied = false;
+};
 
-template <class Bindings>
-void freeRequestList(void* list) {
-   delete static_cast<Bindings*>(list);
-}
+// The request's state, made empty (and handed to the request) when absent.
+SetRequestState& setRequestState(netsnmp_agent_request_info* reqinfo);
 
-// The request's list under `name`, made empty (and handed to the request) when absent.
+// RESERVE1 of a binding that passed its column's check: adds it to `list` (one of the
+// state's), or refuses it with inconsistentValue when the request already names the same
+// object (the first of two values cannot win over the second, nor the second over the
+// first).
 template <class Bindings>
-Bindings& requestList(netsnmp_agent_request_info* reqinfo, const char* name) {
-   if (void* found = netsnmp_agent_get_list_data(reqinfo, name)) {
-      return *static_cast<Bindings*>(found);
+int addBinding(netsnmp_agent_request_info* reqinfo, netsnmp_request_info* request,
+               Bindings BridgeSnmp::SetBindings::*list, BridgeSnmp::BindingColumn column,
+               typename Bindings::value_type binding) {
+   SetRequestState& state = setRequestState(reqinfo);
+   Bindings& bindings = state.bindings.*list;
+   for (const auto& [row, value] : bindings) {
+      if (row.get() == binding.first.get()) {
+         SNMP_TRACE(3, "QBridgeMib",
+                    "SET refused: varbind " << request->index
+                                            << " names an object an earlier varbind of the "
+                                               "request names");
+         return SNMP_ERR_INCONSISTENTVALUE;
+      }
    }
-   auto* list = new Bindings();
-   netsnmp_agent_add_list_data(reqinfo,
-                               netsnmp_create_data_list(name, list, &freeRequestList<Bindings>));
-   return *list;
+   bindings.push_back(std::move(binding));
+   state.varbinds[static_cast<std::size_t>(column)].push_back(request);
+   return SNMP_ERR_NOERROR;
 }
 
-// RESERVE2 of any binding of the two tables: the first to get here validates every binding
-// of the request together, with the cache's per-request decisions emptied first; the others
-// find it done. Returns inconsistentValue for the binding that ran a validation that failed.
-int crossValidateOnce(netsnmp_agent_request_info* reqinfo, BridgeSnmp::QBridgeMib& mib);
+// RESERVE2 of any binding of the two tables: the first to get here checks every binding of
+// the request together (the cross validation, then the plan of what the request leaves),
+// with the cache's per-request decisions emptied first; the others find it done. A refusal
+// is set as inconsistentValue on the varbind of the binding at fault, whichever binding
+// ran the check.
+void checkOnce(netsnmp_agent_request_info* reqinfo, BridgeSnmp::QBridgeMib& mib);
+
+// ACTION of any binding of the two tables: the first to get here writes the plan.
+void applyOnce(netsnmp_agent_request_info* reqinfo);
 
 }  // namespace Snmp

@@ -27,10 +27,11 @@ const char* setPhaseName(SetPhase phase);
 //   // a SET changes it.
 //   static const char* setColumnName(unsigned column);
 //   static bool writable(unsigned column);
-//   // One phase of a SET of a writable column of an existing row; returns the error status.
+//   // One phase of a SET of a writable column of an existing row (the varbind is
+//   // request->requestvb); returns the error status.
 //   static int setColumn(SetPhase, netsnmp_agent_request_info*,
 //                        const TableFrame<Policy>::DataContext&, unsigned column,
-//                        netsnmp_variable_list* var);
+//                        netsnmp_request_info* request);
 //
 // A SET of a column the policy does not name, or of one it does not change, answers
 // notWritable whether or not the row exists; a SET of a writable column of a row that does
@@ -125,17 +126,26 @@ struct WritableTableHandler {
       const char* column = table ? Policy::setColumnName(table->colnum) : nullptr;
       if (!column) {
          SNMP_TRACE(2, Policy::unit, Policy::name << " invalid column");
+         SNMP_TRACE(3, Policy::unit,
+                    "SET refused (notWritable): varbind "
+                        << request->index << " names no column of " << Policy::name);
          return SNMP_ERR_NOTWRITABLE;
       }
       if (!Policy::writable(table->colnum)) {
          SNMP_TRACE(2, Policy::unit,
                     Policy::name << "_handler: SET is not configured for column " << column);
+         SNMP_TRACE(3, Policy::unit,
+                    "SET refused (notWritable): varbind " << request->index << ", " << column
+                                                          << " is read-only");
          return SNMP_ERR_NOTWRITABLE;
       }
       const auto* data = Frame::dataContext(request);
       if (!data) {
          // A complete index naming no row: SET creates no rows.
          SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: null data context in request");
+         SNMP_TRACE(3, Policy::unit,
+                    "SET refused (noCreation): varbind " << request->index << " names no row of "
+                                                         << Policy::name);
          return SNMP_ERR_NOCREATION;
       }
       if (snmpTrace().enabled(2)) [[unlikely]] {
@@ -145,7 +155,7 @@ struct WritableTableHandler {
                     Policy::name << "_handler: request " << setPhaseName(phase) << " for column "
                                  << column << ", key " << key.str());
       }
-      return Policy::setColumn(phase, reqinfo, *data, table->colnum, request->requestvb);
+      return Policy::setColumn(phase, reqinfo, *data, table->colnum, request);
    }
 };
 

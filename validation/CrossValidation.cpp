@@ -1,24 +1,28 @@
 #include "validation/CrossValidation.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
-#include <set>
 
 #include "platform/kel/Assert.h"
 #include "platform/kel/Exception.h"
 #include "validation/PortValidation.h"
 #include "validation/SetTrace.h"
+#include "validation/Switchport.h"
 
 namespace BridgeSnmp {
 namespace {
 
-// What the request asks of one port, gathered from its bindings.
+// What the request asks of one port, gathered from its bindings, with where each binding
+// stands in its column's list.
 struct PortRequest {
    std::optional<Bridging::VlanIdOrNone> pvid;
+   std::size_t pvidAt = 0;
    bool admitAll = false;
    bool admitOnlyTagged = false;
-   // VLANs whose untagged binding names the port.
-   std::set<std::uint32_t> untaggedIn;
+   std::size_t aftAt = 0;
+   // VLANs whose untagged binding names the port, and that binding's place.
+   std::map<std::uint32_t, std::size_t> untaggedIn;
 };
 
 // The facts of the request and the switch that the rules read.
@@ -27,21 +31,24 @@ class Request {
    Request(const PvidBindings& pvid, const AftBindings& aft, const PortSetBindings& egress,
            const PortSetBindings& untagged)
        : egress_(egress), untagged_(untagged) {
-      for (const auto& [row, id] : pvid) {
-         at(row.get()).pvid = id;
+      for (std::size_t i = 0; i < pvid.size(); ++i) {
+         PortRequest& port = at(pvid[i].first.get());
+         port.pvid = pvid[i].second;
+         port.pvidAt = i;
       }
-      for (const auto& [row, admits] : aft) {
-         PortRequest& port = at(row.get());
-         (admits == admitAll ? port.admitAll : port.admitOnlyTagged) = true;
+      for (std::size_t i = 0; i < aft.size(); ++i) {
+         PortRequest& port = at(aft[i].first.get());
+         (aft[i].second == admitAll ? port.admitAll : port.admitOnlyTagged) = true;
+         port.aftAt = i;
       }
       mib_ = mibOf(pvid, aft, egress, untagged);
       if (!mib_) {
          return;
       }
-      for (const auto& [vlan, set] : untagged) {
+      for (std::size_t i = 0; i < untagged.size(); ++i) {
          for (auto it = mib_->dot1dBasePortTableIteratorConst(); it; ++it) {
-            if (set->portId(it.key().value())) {
-               at((*it).get()).untaggedIn.insert(vlan->index());
+            if (untagged[i].second->portId(it.key().value())) {
+               at((*it).get()).untaggedIn.emplace(untagged[i].first->index(), i);
             }
          }
       }
@@ -57,49 +64,22 @@ class Request {
       return found == ports_.end() ? none : found->second;
    }
 
-   // The port's untagged VLAN now, as the input configuration asks for it: the access VLAN
-   // of an access port, the native VLAN of a trunk; the applied one where there is no input.
+   // The port's switchport as the switch is asked to run it now (the input configuration,
+   // else the applied one): the start every rule compares the request with.
+   const Switchport& existing(const Dot1dBasePortEntry& row) const {
+      auto found = existing_.find(&row);
+      if (found == existing_.end()) {
+         found = existing_.emplace(&row, startingSwitchport(*mib_, row.intf())).first;
+      }
+      return found->second;
+   }
+   // Its untagged VLAN: the access VLAN of an access port, the native VLAN of a trunk.
    Bridging::VlanIdOrNone existingNative(const Dot1dBasePortEntry& row) const {
-      if (mib_->inputConfig()) {
-         if (const auto sic = mib_->inputConfig()->switchIntfConfig(row.intf())) {
-            switch (sic->switchportMode()) {
-               case Bridging::SwitchportMode::access:
-                  return Bridging::VlanIdOrNone(sic->accessVlan());
-               case Bridging::SwitchportMode::trunk:
-                  return sic->trunkNativeVlan();
-               default:
-                  return Bridging::VlanIdOrNone();
-            }
-         }
-      }
-      const auto applied = appliedSwitchport(row);
-      return applied ? applied->nativeVlan() : Bridging::VlanIdOrNone();
+      return existing(row).native;
    }
-
-   bool inputIsTrunk(const Dot1dBasePortEntry& row) const {
-      const auto sic =
-          mib_->inputConfig() ? mib_->inputConfig()->switchIntfConfig(row.intf()) : nullptr;
-      return sic && sic->switchportMode() == Bridging::SwitchportMode::trunk;
-   }
-
-   // Whether the port is a member of the VLAN in the applied configuration.
+   bool inputIsTrunk(const Dot1dBasePortEntry& row) const { return existing(row).trunk(); }
    bool carries(const Dot1dBasePortEntry& row, std::uint32_t vlan) const {
-      if (vlan < Bridging::VlanId::min || vlan > Bridging::VlanId::max) {
-         return false;
-      }
-      const auto config = mib_->config()->vlanConfig(Bridging::VlanId(vlan));
-      return config && config->intfCollection().find(row.intf()) != nullptr;
-   }
-
-   // Every VLAN the port is a member of in the applied configuration.
-   std::set<std::uint32_t> carried(const Dot1dBasePortEntry& row) const {
-      std::set<std::uint32_t> vlans;
-      for (auto it = mib_->config()->vlanConfigIteratorConst(); it; ++it) {
-         if ((*it)->intfCollection().find(row.intf())) {
-            vlans.insert(it.key().value());
-         }
-      }
-      return vlans;
+      return existing(row).carries(vlan);
    }
 
  private:
@@ -129,6 +109,22 @@ class Request {
    const PortSetBindings& untagged_;
    QBridgeMib* mib_ = nullptr;
    std::map<const Dot1dBasePortEntry*, PortRequest> ports_;
+   mutable std::map<const Dot1dBasePortEntry*, Switchport> existing_;
+};
+
+// Where a failing rule names the binding at fault; a no-op without a place to write it.
+class Fault {
+ public:
+   explicit Fault(BindingFault* out) : out_(out) {}
+   bool at(BindingColumn column, std::size_t position) const {
+      if (out_) {
+         *out_ = {column, position};
+      }
+      return false;
+   }
+
+ private:
+   BindingFault* out_;
 };
 
 // Runs `rule` over every port row in ascending order; false at the first port it refuses.
@@ -142,7 +138,7 @@ bool everyPort(const Request& request, Rule&& rule) {
    return true;
 }
 
-bool pvidWithTaggedOnly(const Request& request) {
+bool pvidWithTaggedOnly(const Request& request, const Fault& fault) {
    return everyPort(request, [&](const Dot1dBasePortEntry& row) {
       const PortRequest& port = request.of(row);
       if (port.pvid && port.admitOnlyTagged) {
@@ -151,17 +147,17 @@ bool pvidWithTaggedOnly(const Request& request) {
                    "tagging the native vlan and setting untagged vlan at the same time "
                    "( dot1qPvid."
                        << *port.pvid << " on " << row.intf() << " )");
-         return false;
+         return fault.at(BindingColumn::aft, port.aftAt);
       }
       return true;
    });
 }
 
 // Rules for each egress binding: a port keeps the native VLAN it is given or has.
-bool egressKeepsNativeVlans(const Request& request) {
-   for (const auto& binding : request.egress()) {
-      const std::uint32_t v = binding.first->index();
-      const EthPortIdSet& set = *binding.second;
+bool egressKeepsNativeVlans(const Request& request, const Fault& fault) {
+   for (std::size_t i = 0; i < request.egress().size(); ++i) {
+      const std::uint32_t v = request.egress()[i].first->index();
+      const EthPortIdSet& set = *request.egress()[i].second;
       const bool kept = everyPort(request, [&](const Dot1dBasePortEntry& row) {
          if (set.portId(row.port().value())) {
             return true;
@@ -172,14 +168,14 @@ bool egressKeepsNativeVlans(const Request& request) {
                       "dot1qPvid and dot1qVlanStaticEgressPorts cross validation fails due to "
                       "removing the new native vlan (dot1qVlanStaticEgressPorts."
                           << v << ") from " << row.intf());
-            return false;
+            return fault.at(BindingColumn::egress, i);
          }
          if (!port.pvid && request.existingNative(row).value() == v) {
             SET_TRACE(3,
                       "dot1qPvid and dot1qVlanStaticEgressPorts cross validation fails due to "
                       "removing the existing native vlan (dot1qVlanStaticEgressPorts."
                           << v << ") from " << row.intf());
-            return false;
+            return fault.at(BindingColumn::egress, i);
          }
          return true;
       });
@@ -190,12 +186,17 @@ bool egressKeepsNativeVlans(const Request& request) {
    return true;
 }
 
-bool oneUntaggedVlanPerPort(const Request& request) {
+bool oneUntaggedVlanPerPort(const Request& request, const Fault& fault) {
    return everyPort(request, [&](const Dot1dBasePortEntry& row) {
-      if (request.of(row).untaggedIn.size() > 1) {
+      const auto& untaggedIn = request.of(row).untaggedIn;
+      if (untaggedIn.size() > 1) {
          SET_TRACE(
              3, "VLAN cross validation fails due to multiple untagged interfaces " << row.intf());
-         return false;
+         std::size_t last = 0;
+         for (const auto& [vlan, at] : untaggedIn) {
+            last = std::max(last, at);
+         }
+         return fault.at(BindingColumn::untagged, last);
       }
       return true;
    });
@@ -226,39 +227,44 @@ void recordSetActions(const Request& request) {
    }
 }
 
-bool untaggedMatchesNewPvid(const Request& request) {
+bool untaggedMatchesNewPvid(const Request& request, const Fault& fault) {
    return everyPort(request, [&](const Dot1dBasePortEntry& row) {
       const PortRequest& port = request.of(row);
-      for (const std::uint32_t u : port.untaggedIn) {
+      for (const auto& [u, at] : port.untaggedIn) {
          if (port.pvid && port.pvid->value() != u) {
             SET_TRACE(3, "The untagged interface "
                              << row.intf()
                              << " in dot1qVlanStaticUntaggedPorts does not have the right "
                                 "dot1qPvid binding i.e. "
                              << *port.pvid << " but it should have been " << u);
-            return false;
+            return fault.at(BindingColumn::untagged, at);
          }
       }
       return true;
    });
 }
 
-bool portKeepsAVlan(const Request& request) {
+bool portKeepsAVlan(const Request& request, const Fault& fault) {
    return everyPort(request, [&](const Dot1dBasePortEntry& row) {
-      std::set<std::uint32_t> after = request.carried(row);
-      bool removed = false;
-      for (const auto& [vlan, set] : request.egress()) {
-         const std::uint32_t v = vlan->index();
-         if (set->portId(row.port().value())) {
-            after.insert(v);
-         } else if (after.erase(v) > 0) {
-            removed = true;
+      const Switchport& existing = request.existing(row);
+      if (!existing.configured) {
+         return true;
+      }
+      SwixUtils::VlanIdSet after = existing.carried;
+      std::optional<std::size_t> removedBy;
+      for (std::size_t i = 0; i < request.egress().size(); ++i) {
+         const Bridging::VlanId v(request.egress()[i].first->index());
+         if (request.egress()[i].second->portId(row.port().value())) {
+            after.doAdd(v);
+         } else if (after.contains(v)) {
+            after.doRemove(v);
+            removedBy = i;
          }
       }
-      if (removed && after.empty()) {
+      if (removedBy && after.empty()) {
          SET_TRACE(3, "VLAN cross validation fails due to removing all Vlans from interface "
                           << row.intf());
-         return false;
+         return fault.at(BindingColumn::egress, *removedBy);
       }
       return true;
    });
@@ -277,10 +283,10 @@ Bridging::VlanIdOrNone nativeAfter(const Request& request, const Dot1dBasePortEn
 
 // A port that an untagged binding of its native VLAN leaves out is to tag that VLAN, which
 // an admitAll binding contradicts.
-bool noTaggedNativeWithAdmitAll(const Request& request) {
-   for (const auto& binding : request.untagged()) {
-      const std::uint32_t u = binding.first->index();
-      const EthPortIdSet& set = *binding.second;
+bool noTaggedNativeWithAdmitAll(const Request& request, const Fault& fault) {
+   for (std::size_t i = 0; i < request.untagged().size(); ++i) {
+      const std::uint32_t u = request.untagged()[i].first->index();
+      const EthPortIdSet& set = *request.untagged()[i].second;
       const bool fine = everyPort(request, [&](const Dot1dBasePortEntry& row) {
          if (!request.of(row).admitAll || set.portId(row.port().value()) ||
              nativeAfter(request, row).value() != u) {
@@ -288,7 +294,7 @@ bool noTaggedNativeWithAdmitAll(const Request& request) {
          }
          SET_TRACE(
              3, "Tagging the native vlan fails due to admitAll in the bindings for " << row.intf());
-         return false;
+         return fault.at(BindingColumn::untagged, i);
       });
       if (!fine) {
          return false;
@@ -299,7 +305,8 @@ bool noTaggedNativeWithAdmitAll(const Request& request) {
 
 // Records the acceptable frame types each interface keeps (admitAll wins), then refuses a
 // port marked untagged that is to admit only tagged frames.
-bool untaggedAdmitsUntagged(const Request& request, const AftBindings& aftBindings) {
+bool untaggedAdmitsUntagged(const Request& request, const AftBindings& aftBindings,
+                            const Fault& fault) {
    QBridgeMib& mib = *request.mib();
    for (const auto& [row, admits] : aftBindings) {
       const Kel::String8& name = row->intf().stringValue();
@@ -316,14 +323,14 @@ bool untaggedAdmitsUntagged(const Request& request, const AftBindings& aftBindin
                        << row.port()
                        << ") is marked as untagged in the bitstring and AFT value is "
                           "admitOnlyVlanTagged");
-         return false;
+         return fault.at(BindingColumn::aft, request.of(row).aftAt);
       }
       return true;
    });
 }
 
 // A trunk without a native VLAN admits untagged frames only when the request gives it one.
-bool untaggedTrunkHasNativeVlan(const Request& request) {
+bool untaggedTrunkHasNativeVlan(const Request& request, const Fault& fault) {
    return everyPort(request, [&](const Dot1dBasePortEntry& row) {
       const PortRequest& port = request.of(row);
       if (port.untaggedIn.empty() || !request.inputIsTrunk(row) || port.pvid || port.admitAll ||
@@ -334,24 +341,24 @@ bool untaggedTrunkHasNativeVlan(const Request& request) {
                 "There does not exist admitOnlyVlanTagged value although "
                 "dot1qVlanStaticUntaggedPorts set to untagged for "
                     << row.intf());
-      return false;
+      return fault.at(BindingColumn::untagged, port.untaggedIn.begin()->second);
    });
 }
 
-bool untaggedMatchesExistingNative(const Request& request) {
+bool untaggedMatchesExistingNative(const Request& request, const Fault& fault) {
    return everyPort(request, [&](const Dot1dBasePortEntry& row) {
       const PortRequest& port = request.of(row);
       if (port.pvid) {
          return true;
       }
       const Bridging::VlanIdOrNone native = nativeAfter(request, row);
-      for (const std::uint32_t u : port.untaggedIn) {
+      for (const auto& [u, at] : port.untaggedIn) {
          if (native.value() != u) {
             SET_TRACE(3, "There does not exist a dot1qPvid binding for "
                              << row.intf()
                              << " and the untagged vlan in dot1qVlanUntaggedPorts bindings i.e. "
                              << u << " do not match with the existing native vlan " << native);
-            return false;
+            return fault.at(BindingColumn::untagged, at);
          }
       }
       return true;
@@ -362,7 +369,7 @@ bool untaggedMatchesExistingNative(const Request& request) {
 
 bool validateVlansAndPorts(const PvidBindings& pvidBindings, const AftBindings& aftBindings,
                            const PortSetBindings& egressBindings,
-                           const PortSetBindings& untaggedBindings) {
+                           const PortSetBindings& untaggedBindings, BindingFault* faultOut) {
    SET_TRACE(2, "bool validateVlansAndPorts(...) "
                     << pvidBindings.size() << " dot1qPvid bindings, " << aftBindings.size()
                     << " dot1qPortAcceptableFrameTypes bindings, " << egressBindings.size()
@@ -371,14 +378,17 @@ bool validateVlansAndPorts(const PvidBindings& pvidBindings, const AftBindings& 
    if (!request.mib()) {
       return true;  // nothing asked
    }
-   if (!pvidWithTaggedOnly(request) || !egressKeepsNativeVlans(request) ||
-       !oneUntaggedVlanPerPort(request)) {
+   const Fault fault(faultOut);
+   if (!pvidWithTaggedOnly(request, fault) || !egressKeepsNativeVlans(request, fault) ||
+       !oneUntaggedVlanPerPort(request, fault)) {
       return false;
    }
    recordSetActions(request);
-   return untaggedMatchesNewPvid(request) && portKeepsAVlan(request) &&
-          noTaggedNativeWithAdmitAll(request) && untaggedAdmitsUntagged(request, aftBindings) &&
-          untaggedTrunkHasNativeVlan(request) && untaggedMatchesExistingNative(request);
+   return untaggedMatchesNewPvid(request, fault) && portKeepsAVlan(request, fault) &&
+          noTaggedNativeWithAdmitAll(request, fault) &&
+          untaggedAdmitsUntagged(request, aftBindings, fault) &&
+          untaggedTrunkHasNativeVlan(request, fault) &&
+          untaggedMatchesExistingNative(request, fault);
 }
 
 }  // namespace BridgeSnmp

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -18,14 +19,28 @@ using AftBindings = std::vector<std::pair<Dot1dBasePortEntry::PtrConst, FrameAdm
 using PortSetBindings =
     std::vector<std::pair<Dot1qVlanStaticEntry::PtrConst, EthPortIdSet::PtrConst>>;
 
+// Every binding of one request, by column.
+struct SetBindings {
+   PvidBindings pvid;
+   AftBindings aft;
+   PortSetBindings egress;
+   PortSetBindings untagged;
+};
+
+// The binding a refusal is to name: its column and its place in that column's list.
+enum class BindingColumn { pvid, aft, egress, untagged };
+struct BindingFault {
+   BindingColumn column = BindingColumn::pvid;
+   std::size_t position = 0;
+};
+
 // Checks a whole request, once, before anything of it is applied. Returns false (after
-// tracing the first rule broken, level 3) when the bindings contradict each other. Records
-// in the cache, by interface name, what the apply step is to do: sepAction (whether an
-// egress binding changes the port's membership; takeAction is never taken back within a
-// request) and aftAction (the acceptable frame types kept, admitAll winning). A null port
-// row raises "null ValidPtr".
+// tracing the first rule broken, level 3, and naming the binding at fault in `fault`) when
+// the bindings contradict each other. Records in the cache, by interface name, sepAction
+// (whether an egress binding changes the port's membership) and aftAction (the acceptable
+// frame types kept, admitAll winning). A null port row raises "null ValidPtr".
 bool validateVlansAndPorts(const PvidBindings& pvidBindings, const AftBindings& aftBindings,
                            const PortSetBindings& egressBindings,
-                           const PortSetBindings& untaggedBindings);
+                           const PortSetBindings& untaggedBindings, BindingFault* fault = nullptr);
 
 }  // namespace BridgeSnmp

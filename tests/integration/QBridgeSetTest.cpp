@@ -3,7 +3,9 @@
 // tables show them; every refused request answers its status and changes nothing.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
+#include <numeric>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -26,12 +28,14 @@ Oid at(const Oid& column, std::uint32_t index) {
 }
 
 // Ports 1 and 2 access in VLAN 10, port 3 access in 20, port 4 an uplink (native 1, tagged
-// 10 and 20), port 5 a server trunk (tagged 10 and 20 only), port 6 routed.
+// 10 and 20), port 5 a server trunk (tagged 10 and 20 only), port 6 routed; VLAN 30 on no
+// port.
 const Topology topology = Topology()
                               .ports("Ethernet1-6", 1)
                               .vlan(1, "default")
                               .vlan(10, "engineering")
                               .vlan(20, "sales")
+                              .vlan(30, "lab")
                               .vlan(4094, "internal4094", "internal: true")
                               .access("Ethernet1-2", 10)
                               .access("Ethernet3", 20)
@@ -43,23 +47,6 @@ class QBridgeSetTest : public BothFormsTest {
  protected:
    void SetUp() override { startAgent(topology); }
 
-   // The PortList of a column's row, as hex ("b8").
-   std::string portList(const Oid& column, std::uint32_t vlan) {
-      const GetResult r = snmpd().get(at(column, vlan));
-      EXPECT_EQ(r.type, AsnType::OctetString) << r;
-      std::string hex;
-      for (const unsigned char c : r.bytes) {
-         static const char* digits = "0123456789abcdef";
-         hex += digits[c >> 4];
-         hex += digits[c & 15];
-      }
-      return hex;
-   }
-   // Waits for the switch to apply what the SETs wrote: the VLAN's egress ports as given.
-   void expectEgress(std::uint32_t vlan, const std::string& hex) {
-      EXPECT_TRUE(eventually([&] { return portList(egressPorts, vlan) == hex; }))
-          << "VLAN " << vlan << " egress " << portList(egressPorts, vlan) << ", expected " << hex;
-   }
    // The words of `bridgectl show switchports` for one interface.
    std::vector<std::string> switchport(const std::string& intf) {
       std::istringstream lines(ok({"show", "switchports"}));
@@ -72,76 +59,169 @@ class QBridgeSetTest : public BothFormsTest {
       }
       return {};
    }
-   void expectUnsigned(const Oid& oid, std::int64_t value) {
-      const GetResult r = snmpd().get(oid);
-      EXPECT_EQ(r.type, AsnType::Gauge32) << r;
-      EXPECT_EQ(r.integer, value) << oid;
+   // Whether every object reads what the SET values give: a number as such, a PortList as
+   // the same set of ports (trailing zero octets aside). With `pvidsOnly`, only the PVIDs and
+   // frame types, which the tables serve at once.
+   bool expectReads(const std::vector<SetValue>& values, bool pvidsOnly = false) {
+      for (const SetValue& v : values) {
+         const GetResult r = snmpd().get(v.oid);
+         if (v.number) {
+            if (r.integer != *v.number) {
+               return false;
+            }
+         } else if (!pvidsOnly && trimmed(r.bytes) != trimmed(unhex(v.text))) {
+            return false;
+         }
+      }
+      return true;
+   }
+   static std::string unhex(const std::string& hex) {
+      std::string bytes;
+      for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+         bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+      }
+      return bytes;
+   }
+   static std::string trimmed(std::string bytes) {
+      while (!bytes.empty() && bytes.back() == '\0') {
+         bytes.pop_back();
+      }
+      return bytes;
    }
 };
 
-TEST_P(QBridgeSetTest, AccessPortMovesToAnotherVlanByItsPvid) {
-   const Response r = snmpd().set({{at(pvid, 1), 'u', 20}});
-   ASSERT_TRUE(r.ok()) << r;
-
-   expectUnsigned(at(pvid, 1), 20);             // served at once, before the switch applies it
-   expectEgress(20, "b8");                      // ports 1, 3, 4, 5
-   EXPECT_EQ(portList(egressPorts, 10), "58");  // ports 2, 4, 5
-   EXPECT_EQ(portList(untaggedPorts, 20), "a0");
-   EXPECT_EQ(switchport("Ethernet1"), (std::vector<std::string>{"Ethernet1", "access", "20", "-",
-                                                                "-", "access", "20", "20"}));
-}
-
-// A manager that writes whole tables moves a port with the egress and untagged ports of both
-// VLANs and the PVID in one request; the switch ends the same whatever the varbinds' order.
-TEST_P(QBridgeSetTest, MoveByEgressUntaggedAndPvidInEitherOrder) {
-   struct Move {
-      std::uint32_t port;
+// A SET request is one change: each scenario runs on a fresh switch in every order of its
+// varbinds, and every order ends in the same state, with each written object reading back as
+// written, or is refused with the same status, naming the same varbind, changing nothing.
+TEST_P(QBridgeSetTest, EveryOrderOfTheVarbindsGivesTheSameSwitch) {
+   using Line = std::vector<std::string>;
+   struct Scenario {
+      const char* name;
       std::vector<SetValue> request;
-      std::string egress10, egress20, untagged20;
-      std::string access;  // the input's access VLAN: the PVID first writes it
+      long errstat = ErrStat::NoError;
+      std::size_t culprit = 0;           // the refused varbind, as listed in `request`
+      std::vector<SetValue> reads = {};  // more objects to read after, as SET values
+      std::vector<Line> switchports = {};
+      std::vector<SetValue> before = {};  // a request made first, in every order alike
    };
-   const std::vector<Move> moves = {
-       {1,
+   const std::vector<Scenario> scenarios = {
+       {"a PVID alone moves an access port",
+        {{at(pvid, 1), 'u', 20}},
+        ErrStat::NoError,
+        0,
+        {{at(egressPorts, 20), 'x', "b8"}, {at(egressPorts, 10), 'x', "58"}},
+        {{"Ethernet1", "access", "20", "-", "-", "access", "20", "20"}}},
+       {"a manager's move by egress, untagged and PVID",
         {{at(egressPorts, 10), 'x', "58"},
          {at(egressPorts, 20), 'x', "b8"},
          {at(untaggedPorts, 20), 'x', "a0"},
          {at(pvid, 1), 'u', 20}},
-        "58",
-        "b8",
-        "a0",
-        "10"},
-       {2,
-        {{at(pvid, 2), 'u', 20},
-         {at(untaggedPorts, 20), 'x', "e0"},
-         {at(egressPorts, 20), 'x', "f8"},
-         {at(egressPorts, 10), 'x', "18"}},
-        "18",
-        "f8",
-        "e0",
-        "20"},
+        ErrStat::NoError,
+        0,
+        {},
+        {{"Ethernet1", "trunk", "10", "20", "20", "trunk", "20", "20"}}},
+       {"egress and PVID take a user port out of its old VLAN",
+        {{at(egressPorts, 20), 'x', "b8"}, {at(pvid, 1), 'u', 20}},
+        ErrStat::NoError,
+        0,
+        {{at(egressPorts, 10), 'x', "58"}, {at(untaggedPorts, 20), 'x', "a0"}},
+        {{"Ethernet1", "trunk", "10", "20", "20", "trunk", "20", "20"}}},
+       {"PVID and admitAll on a trunk", {{at(pvid, 4), 'u', 10}, {at(frameTypes, 4), 'i', 1}}},
+       {"frame types set the trunks' native VLANs",
+        {{at(frameTypes, 4), 'i', 2}, {at(frameTypes, 5), 'i', 1}},
+        ErrStat::NoError,
+        0,
+        {{at(egressPorts, 1), 'x', "18"}, {at(untaggedPorts, 1), 'x', "08"}},
+        {{"Ethernet4", "trunk", "1", "none", "1,10,20", "trunk", "none", "1(t),10(t),20(t)"},
+         {"Ethernet5", "trunk", "1", "1", "1,10,20", "trunk", "1", "1,10(t),20(t)"}}},
+       {"a trunk's native VLAN written back with its egress ports",
+        {{at(egressPorts, 1), 'x', "18"}},
+        ErrStat::NoError,
+        0,
+        {},
+        {},
+        {{at(frameTypes, 5), 'i', 1}}},
+       {"trunk VLANs added and removed",
+        {{at(egressPorts, 30), 'x', "10"}, {at(egressPorts, 20), 'x', "28"}},
+        ErrStat::NoError,
+        0,
+        {},
+        {{"Ethernet4", "trunk", "1", "1", "1,10,30", "trunk", "1", "1,10(t),30(t)"}}},
+       {"a converted port's PVID names no VLAN",
+        {{at(egressPorts, 20), 'x', "f8"}, {at(pvid, 2), 'u', 555}},
+        ErrStat::InconsistentValue,
+        1},
+       {"a trunk's PVID it does not carry",
+        {{at(pvid, 4), 'u', 30}},
+        ErrStat::InconsistentValue,
+        0},
+       {"an untagged list leaving out a port of its VLAN",
+        {{at(untaggedPorts, 10), 'x', "40"}},
+        ErrStat::InconsistentValue,
+        0},
+       {"an empty untagged list of a port's VLAN",
+        {{at(untaggedPorts, 20), 'x', ""}},
+        ErrStat::InconsistentValue,
+        0},
+       {"an untagged list tagging a native VLAN with admitAll",
+        {{at(frameTypes, 4), 'i', 1}, {at(untaggedPorts, 1), 'x', ""}},
+        ErrStat::InconsistentValue,
+        1},
+       {"the binding at fault is the one named",
+        {{at(pvid, 2), 'u', 20}, {at(frameTypes, 5), 'i', 1}, {at(egressPorts, 10), 'x', "18"}},
+        ErrStat::InconsistentValue,
+        2},
    };
-   for (const Move& move : moves) {
-      SCOPED_TRACE("Ethernet" + std::to_string(move.port));
-      const Response r = snmpd().set(move.request);
-      ASSERT_TRUE(r.ok()) << r;
-      expectEgress(20, move.egress20);
-      EXPECT_EQ(portList(egressPorts, 10), move.egress10);
-      EXPECT_EQ(portList(untaggedPorts, 20), move.untagged20);
-      expectUnsigned(at(pvid, move.port), 20);
-      EXPECT_EQ(switchport("Ethernet" + std::to_string(move.port)),
-                (std::vector<std::string>{"Ethernet" + std::to_string(move.port), "trunk",
-                                          move.access, "20", "20", "trunk", "20", "20"}));
+   // Everything the switch and the tables show of VLANs and switchports.
+   const auto state = [&] {
+      std::ostringstream text;
+      for (const Oid& table : {vlanStaticEntry, portVlanEntry}) {
+         text << ::testing::PrintToString(snmpd().walk(table));
+      }
+      text << ok({"show", "switchports"}) << ok({"show", "vlans"});
+      return text.str();
+   };
+   for (const Scenario& s : scenarios) {
+      std::vector<std::size_t> order(s.request.size());
+      std::iota(order.begin(), order.end(), 0);
+      std::string first;
+      do {
+         std::vector<SetValue> request;
+         std::string orderText;
+         for (const std::size_t i : order) {
+            request.push_back(s.request[i]);
+            orderText += " " + std::to_string(i + 1);
+         }
+         SCOPED_TRACE(std::string(s.name) + ", varbinds in the order" + orderText);
+         startAgent(topology);
+         if (!s.before.empty()) {
+            ASSERT_TRUE(snmpd().set(s.before).ok());
+         }
+         ASSERT_TRUE(eventually([&] { return expectReads(s.before); }));
+         const std::string before = state();
+         const Response r = snmpd().set(request);
+         if (s.errstat != ErrStat::NoError) {
+            EXPECT_EQ(r.errstat, s.errstat) << r;
+            const auto culprit = std::find(order.begin(), order.end(), s.culprit) - order.begin();
+            EXPECT_EQ(r.errindex, culprit + 1);
+            EXPECT_EQ(state(), before);
+            continue;
+         }
+         ASSERT_TRUE(r.ok()) << r;
+         // Each written object reads back (PVIDs at once, port lists once the switch has
+         // applied them), and so do the other objects named.
+         EXPECT_TRUE(expectReads(request, true)) << "PVIDs and frame types are served at once";
+         EXPECT_TRUE(eventually([&] { return expectReads(request) && expectReads(s.reads); }));
+         for (const Line& line : s.switchports) {
+            EXPECT_EQ(switchport(line.front()), line);
+         }
+         const std::string after = state();
+         if (first.empty()) {
+            first = after;
+         }
+         EXPECT_EQ(after, first);
+      } while (std::next_permutation(order.begin(), order.end()));
    }
-}
-
-TEST_P(QBridgeSetTest, FrameTypesSetTheTrunksNativeVlan) {
-   const Response r = snmpd().set({{at(frameTypes, 4), 'i', 2}, {at(frameTypes, 5), 'i', 1}});
-   ASSERT_TRUE(r.ok()) << r;
-
-   EXPECT_TRUE(eventually([&] { return switchport("Ethernet4").at(6) == "none"; }));
-   EXPECT_EQ(snmpd().get(at(frameTypes, 4)).integer, 2) << "admitOnlyVlanTagged";
-   EXPECT_EQ(switchport("Ethernet5").at(3), "1") << "admitAll gives the trunk native VLAN 1";
-   EXPECT_EQ(snmpd().get(at(frameTypes, 5)).integer, 1) << "admitAll";
 }
 
 TEST_P(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
@@ -174,11 +254,15 @@ TEST_P(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
        {"PVID with tagged frames only",
         {{at(pvid, 1), 'u', 20}, {at(frameTypes, 1), 'i', 2}},
         ErrStat::InconsistentValue,
-        1},
+        2},
        {"untagged ports without the PVID",
         {{at(untaggedPorts, 20), 'x', "a0"}},
         ErrStat::InconsistentValue,
         1},
+       {"the same object twice",
+        {{at(egressPorts, 30), 'x', "10"}, {at(egressPorts, 30), 'x', "18"}},
+        ErrStat::InconsistentValue,
+        2},
        {"a good PVID with a bad one",
         {{at(pvid, 2), 'u', 20}, {at(pvid, 3), 'u', "0"}},
         ErrStat::InconsistentValue,

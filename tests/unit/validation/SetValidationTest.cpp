@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -8,6 +10,7 @@
 #include "tests/support/AgentFixture.h"
 #include "validation/CrossValidation.h"
 #include "validation/PortValidation.h"
+#include "validation/SetPlan.h"
 
 namespace {
 
@@ -205,60 +208,92 @@ TEST_F(SetValidationTest, CrossValidationRules) {
    EXPECT_EQ(mib->sepAction("Ethernet5"), noOp);
 }
 
-TEST_F(SetValidationTest, AppliedWritesReachTheInputConfiguration) {
-   // PVID of an access port: a VLAN that does not exist yet is created.
-   port(1)->dot1qPvidIs(VlanIdOrNone(77));
-   EXPECT_EQ(input(1)->accessVlan(), VlanId(77));
-   EXPECT_TRUE(sw.inputConfig()->vlanConfig(VlanId(77)));
-   EXPECT_EQ(port(1)->dot1qPvid(), VlanIdOrNone(77)) << "served before the switch applies it";
-
-   // PVID of a trunk: only its native VLAN.
-   port(4)->dot1qPvidIs(VlanIdOrNone(10));
-   EXPECT_EQ(input(4)->trunkNativeVlan(), VlanIdOrNone(10));
-   EXPECT_EQ(input(4)->trunkAllowedVlans().stdString(), "1,10,20");
-
-   // Tagged frames only on an access port of VLAN 10: a trunk of VLAN 10 without native VLAN.
-   ASSERT_TRUE(validate(request({}, {{2, admitOnlyVlanTagged}}, {}, {})));
-   port(2)->admitFrameIs(admitOnlyVlanTagged);
-   EXPECT_EQ(input(2)->switchportMode(), SwitchportMode::trunk);
-   EXPECT_EQ(input(2)->trunkAllowedVlans().stdString(), "10");
-   EXPECT_EQ(input(2)->trunkNativeVlan(), VlanIdOrNone());
-   // The same value again writes nothing.
-   sw.inputConfig()->switchIntfConfig(eth(2))->trunkAllowedVlansIs("10,30");
-   port(2)->admitFrameIs(admitOnlyVlanTagged);
-   EXPECT_EQ(input(2)->trunkAllowedVlans().stdString(), "10,30");
-
-   // A trunk added to VLAN 30; untagged ports alone write nothing.
-   ASSERT_TRUE(validate(request({}, {}, {{30, {5}}}, {{20, {3}}})));
-   vlan(30)->doSetDot1qVlanStaticEgressPorts(ports({5}));
-   vlan(20)->doSetDot1qVlanStaticUntaggedPorts(ports({3}));
-   EXPECT_EQ(input(5)->trunkAllowedVlans().stdString(), "10,20,30");
-   EXPECT_EQ(input(3)->switchportMode(), SwitchportMode::access);
-   EXPECT_EQ(input(3)->accessVlan(), VlanId(20));
+// What a request leaves, worked out from all its bindings at once: each changed port as
+// "EthernetN mode native allowed", VLANs to create, or the binding a refusal names. Each
+// request is also tried with its egress bindings in the other order.
+TEST_F(SetValidationTest, PlanOfTheWholeRequest) {
+   struct Case {
+      const char* name;
+      Request request;
+      std::string result;
+   };
+   const std::vector<Case> cases = {
+       {"PVID of an access port, a VLAN to create", request({{1, 77}}, {}, {}, {}),
+        "Ethernet1 access 77 77; create 77"},
+       {"PVID of a trunk", request({{4, 10}}, {}, {}, {}), "Ethernet4 trunk 10 1,10,20"},
+       {"tagged frames only on an access port", request({}, {{2, admitOnlyVlanTagged}}, {}, {}),
+        "Ethernet2 trunk 0 10"},
+       {"a trunk added to VLAN 30", request({}, {}, {{30, {5}}}, {}), "Ethernet5 trunk 0 10,20,30"},
+       {"a move by egress, untagged and PVID",
+        request({{1, 20}}, {}, {{10, {2, 4, 5}}, {20, {1, 3, 4, 5}}}, {{20, {1, 3}}}),
+        "Ethernet1 trunk 20 20"},
+       {"egress and PVID take a user port out of its old VLAN",
+        request({{1, 20}}, {}, {{20, {1, 3, 4, 5}}}, {}), "Ethernet1 trunk 20 20"},
+       {"an egress binding of the old VLAN keeps it",
+        request({{1, 20}}, {}, {{10, {1, 2, 4, 5}}, {20, {1, 3, 4, 5}}}, {}),
+        "Ethernet1 trunk 20 10,20"},
+       {"PVID with admitAll", request({{5, 20}}, {{5, admitAll}}, {}, {}),
+        "Ethernet5 trunk 20 10,20"},
+       {"admitAll gives VLAN 1, carried", request({}, {{5, admitAll}}, {}, {}),
+        "Ethernet5 trunk 1 1,10,20"},
+       {"a converted port's PVID names no VLAN",
+        request({{2, 555}}, {}, {{20, {1, 2, 3, 4, 5}}}, {}), "refused pvid 0"},
+       {"a trunk's PVID it does not carry", request({{4, 30}}, {}, {}, {}), "refused pvid 0"},
+       {"an untagged list leaving out a port of its VLAN", request({}, {}, {}, {{10, {2}}}),
+        "refused untagged 0"},
+       {"an empty untagged list of a port's VLAN", request({}, {}, {}, {{1, {4, 7}}, {20, {}}}),
+        "refused untagged 1"},
+       {"untagged ports as they are", request({}, {}, {}, {{10, {1, 2}}}), ""},
+   };
+   const auto planText = [&](const Request& r) {
+      BindingFault fault;
+      const std::optional<SetPlan> plan =
+          SetPlan::make(SetBindings{r.pvid, r.aft, r.egress, r.untagged}, &fault);
+      std::ostringstream text;
+      if (!plan) {
+         const char* columns[] = {"pvid", "aft", "egress", "untagged"};
+         text << "refused " << columns[static_cast<int>(fault.column)] << " " << fault.position;
+         return text.str();
+      }
+      for (const auto& change : plan->ports()) {
+         const Switchport& p = change.after;
+         text << (text.tellp() ? "; " : "") << change.row->intf() << " "
+              << (p.trunk() ? "trunk " : "access ") << p.native << " "
+              << p.carried.multiRangeString();
+      }
+      for (const VlanId vlan : plan->createdVlans()) {
+         text << "; create " << vlan;
+      }
+      return text.str();
+   };
+   for (const Case& c : cases) {
+      EXPECT_EQ(planText(c.request), c.result) << c.name;
+      Request reversed = c.request;
+      std::reverse(reversed.egress.begin(), reversed.egress.end());
+      EXPECT_EQ(planText(reversed), c.result) << c.name << ", egress bindings reversed";
+   }
 }
 
-// One request that moves an access port from VLAN 10 to 20 names it in two egress bindings:
-// whichever comes first converts it to a trunk, the second keeps what the first wrote.
-TEST_F(SetValidationTest, MoveGivesTheSameSwitchportInEitherOrder) {
-   for (const bool removeFirst : {true, false}) {
-      SCOPED_TRACE(removeFirst ? "VLAN 10 first" : "VLAN 20 first");
-      sw.switchportIs(eth(1), Sim::SwitchportSpec{SwitchportMode::access, VlanId(10)});
-      settle();
-      const Request move =
-          request({{1, 20}}, {}, {{10, {2, 4, 5}}, {20, {1, 3, 4, 5}}}, {{20, {1, 3}}});
-      ASSERT_TRUE(validate(move));
-      const auto from = move.egress[0], to = move.egress[1];
-      for (const auto& [row, set] :
-           removeFirst ? PortSetBindings{from, to} : PortSetBindings{to, from}) {
-         mib->dot1qVlanStaticTable(row->index())->doSetDot1qVlanStaticEgressPorts(set);
-      }
-      port(1)->dot1qPvidIs(VlanIdOrNone(20));
-      settle();
-      EXPECT_EQ(input(1)->trunkAllowedVlans().stdString(), "20");
-      EXPECT_EQ(members(10).count("Ethernet1"), 0u);
-      EXPECT_EQ(members(20).at("Ethernet1"), "u");
-      EXPECT_EQ(port(1)->dot1qPvid(), VlanIdOrNone(20));
-   }
+// The plan written: the input configuration at once, the values the rows serve before the
+// switch applies them, and the switch's configuration after.
+TEST_F(SetValidationTest, AppliedPlanReachesTheInputConfiguration) {
+   const Request move =
+       request({{1, 20}}, {}, {{10, {2, 4, 5}}, {20, {1, 3, 4, 5}}}, {{20, {1, 3}}});
+   ASSERT_TRUE(validate(move));
+   SetPlan::make(SetBindings{move.pvid, move.aft, move.egress, move.untagged}, nullptr)->apply();
+   EXPECT_EQ(input(1)->switchportMode(), SwitchportMode::trunk);
+   EXPECT_EQ(input(1)->trunkAllowedVlans().stdString(), "20");
+   EXPECT_EQ(input(1)->trunkNativeVlan(), VlanIdOrNone(20));
+   EXPECT_EQ(port(1)->dot1qPvid(), VlanIdOrNone(20)) << "served before the switch applies it";
+   settle();
+   EXPECT_EQ(members(10).count("Ethernet1"), 0u);
+   EXPECT_EQ(members(20).at("Ethernet1"), "u");
+
+   const Request create = request({{2, 77}}, {}, {}, {});
+   SetPlan::make(SetBindings{create.pvid, {}, {}, {}}, nullptr)->apply();
+   EXPECT_EQ(input(2)->switchportMode(), SwitchportMode::access);
+   EXPECT_EQ(input(2)->accessVlan(), VlanId(77));
+   EXPECT_TRUE(sw.inputConfig()->vlanConfig(VlanId(77)));
 }
 
 }  // namespace
