@@ -120,32 +120,36 @@ struct WritableTableHandler {
       return Policy::getColumn(*data, table->colnum, request->requestvb);
    }
 
+   // The reason a varbind is refused, traced once, when RESERVE1 first finds it.
+   static void refusal(SetPhase phase, const netsnmp_request_info* request, const char* status,
+                       const char* what) {
+      if (phase == SetPhase::reserve1) {
+         SNMP_TRACE(3, Policy::unit,
+                    "SET refused (" << status << "): varbind " << request->index << " " << what
+                                    << " " << Policy::name);
+      }
+   }
+
    static int set(SetPhase phase, netsnmp_agent_request_info* reqinfo,
                   netsnmp_request_info* request) {
       netsnmp_table_request_info* table = netsnmp_extract_table_info(request);
       const char* column = table ? Policy::setColumnName(table->colnum) : nullptr;
       if (!column) {
          SNMP_TRACE(2, Policy::unit, Policy::name << " invalid column");
-         SNMP_TRACE(3, Policy::unit,
-                    "SET refused (notWritable): varbind "
-                        << request->index << " names no column of " << Policy::name);
+         refusal(phase, request, "notWritable", "names no writable column of");
          return SNMP_ERR_NOTWRITABLE;
       }
       if (!Policy::writable(table->colnum)) {
          SNMP_TRACE(2, Policy::unit,
                     Policy::name << "_handler: SET is not configured for column " << column);
-         SNMP_TRACE(3, Policy::unit,
-                    "SET refused (notWritable): varbind " << request->index << ", " << column
-                                                          << " is read-only");
+         refusal(phase, request, "notWritable", "names a read-only column of");
          return SNMP_ERR_NOTWRITABLE;
       }
       const auto* data = Frame::dataContext(request);
       if (!data) {
          // A complete index naming no row: SET creates no rows.
          SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: null data context in request");
-         SNMP_TRACE(3, Policy::unit,
-                    "SET refused (noCreation): varbind " << request->index << " names no row of "
-                                                         << Policy::name);
+         refusal(phase, request, "noCreation", "names no row of");
          return SNMP_ERR_NOCREATION;
       }
       if (snmpTrace().enabled(2)) [[unlikely]] {
