@@ -220,27 +220,12 @@ TEST_F(SetValidationTest, PlanOfTheWholeRequest) {
    const std::vector<Case> cases = {
        {"PVID of an access port, a VLAN to create", request({{1, 77}}, {}, {}, {}),
         "Ethernet1 access 77 77; create 77"},
-       {"PVID of a trunk", request({{4, 10}}, {}, {}, {}), "Ethernet4 trunk 10 1,10,20"},
-       {"tagged frames only on an access port", request({}, {{2, admitOnlyVlanTagged}}, {}, {}),
-        "Ethernet2 trunk 0 10"},
-       {"a trunk added to VLAN 30", request({}, {}, {{30, {5}}}, {}), "Ethernet5 trunk 0 10,20,30"},
        {"a move by egress, untagged and PVID",
         request({{1, 20}}, {}, {{10, {2, 4, 5}}, {20, {1, 3, 4, 5}}}, {{20, {1, 3}}}),
         "Ethernet1 trunk 20 20"},
-       {"egress and PVID take a user port out of its old VLAN",
-        request({{1, 20}}, {}, {{20, {1, 3, 4, 5}}}, {}), "Ethernet1 trunk 20 20"},
        {"an egress binding of the old VLAN keeps it",
         request({{1, 20}}, {}, {{10, {1, 2, 4, 5}}, {20, {1, 3, 4, 5}}}, {}),
         "Ethernet1 trunk 20 10,20"},
-       {"PVID with admitAll", request({{5, 20}}, {{5, admitAll}}, {}, {}),
-        "Ethernet5 trunk 20 10,20"},
-       {"admitAll gives VLAN 1, carried", request({}, {{5, admitAll}}, {}, {}),
-        "Ethernet5 trunk 1 1,10,20"},
-       {"a converted port's PVID names no VLAN",
-        request({{2, 555}}, {}, {{20, {1, 2, 3, 4, 5}}}, {}), "refused pvid 0"},
-       {"a trunk's PVID it does not carry", request({{4, 30}}, {}, {}, {}), "refused pvid 0"},
-       {"an untagged list leaving out a port of its VLAN", request({}, {}, {}, {{10, {2}}}),
-        "refused untagged 0"},
        {"an empty untagged list of a port's VLAN", request({}, {}, {}, {{1, {4, 7}}, {20, {}}}),
         "refused untagged 1"},
        {"untagged ports as they are", request({}, {}, {}, {{10, {1, 2}}}), ""},
@@ -272,28 +257,6 @@ TEST_F(SetValidationTest, PlanOfTheWholeRequest) {
       std::reverse(reversed.egress.begin(), reversed.egress.end());
       EXPECT_EQ(planText(reversed), c.result) << c.name << ", egress bindings reversed";
    }
-}
-
-// The plan written: the input configuration at once, the values the rows serve before the
-// switch applies them, and the switch's configuration after.
-TEST_F(SetValidationTest, AppliedPlanReachesTheInputConfiguration) {
-   const Request move =
-       request({{1, 20}}, {}, {{10, {2, 4, 5}}, {20, {1, 3, 4, 5}}}, {{20, {1, 3}}});
-   ASSERT_TRUE(validate(move));
-   SetPlan::make(SetBindings{move.pvid, move.aft, move.egress, move.untagged}, nullptr)->apply();
-   EXPECT_EQ(input(1)->switchportMode(), SwitchportMode::trunk);
-   EXPECT_EQ(input(1)->trunkAllowedVlans().stdString(), "20");
-   EXPECT_EQ(input(1)->trunkNativeVlan(), VlanIdOrNone(20));
-   EXPECT_EQ(port(1)->dot1qPvid(), VlanIdOrNone(20)) << "served before the switch applies it";
-   settle();
-   EXPECT_EQ(members(10).count("Ethernet1"), 0u);
-   EXPECT_EQ(members(20).at("Ethernet1"), "u");
-
-   const Request create = request({{2, 77}}, {}, {}, {});
-   SetPlan::make(SetBindings{create.pvid, {}, {}, {}}, nullptr)->apply();
-   EXPECT_EQ(input(2)->switchportMode(), SwitchportMode::access);
-   EXPECT_EQ(input(2)->accessVlan(), VlanId(77));
-   EXPECT_TRUE(sw.inputConfig()->vlanConfig(VlanId(77)));
 }
 
 }  // namespace
