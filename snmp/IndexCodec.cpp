@@ -1,5 +1,7 @@
 #include "snmp/IndexCodec.h"
 
+#include <algorithm>
+
 #include "snmp/SnmpTrace.h"
 
 namespace Snmp::Index {
@@ -97,6 +99,47 @@ namespace Snmp::Index {
 netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
                                       const BridgeSnmp::Dot1qTpFdbEntryKey& key) {
    return putMac(putNumber(component, key.fid().value()), key.address());
+}
+
+std::optional<KeySubIds> leastKeyAtOrAfter(const oid* index, std::size_t length,
+                                           std::span<const IndexPart> shape) {
+   // The largest value of each sub-identifier of the key, in order.
+   std::array<std::uint32_t, KeySubIds{}.at.size()> max{};
+   std::size_t width = 0;
+   for (const IndexPart& part : shape) {
+      for (std::size_t i = 0; i < (part.mac ? 6u : 1u); ++i) {
+         max.at(width++) = part.max;
+      }
+   }
+   KeySubIds key;
+   // The least key after every key that shares the first `prefix` sub-identifiers with
+   // `key`: the prefix's last sub-identifier that can grow one higher, and zeros after it.
+   const auto after = [&](std::size_t prefix) -> std::optional<KeySubIds> {
+      for (std::size_t q = prefix; q-- > 0;) {
+         if (key.at[q] < max[q]) {
+            ++key.at[q];
+            std::fill(key.at.begin() + static_cast<std::ptrdiff_t>(q) + 1, key.at.end(), 0u);
+            return key;
+         }
+      }
+      return std::nullopt;
+   };
+   for (std::size_t p = 0; p < width && p < length; ++p) {
+      if (index[p] > max[p]) {
+         return after(p);  // every key with this prefix lies before the index
+      }
+      key.at[p] = static_cast<std::uint32_t>(index[p]);
+   }
+   // An index longer than a key follows the key it begins with.
+   return length > width ? after(width) : std::optional<KeySubIds>(key);
+}
+
+Velnet::EthAddr macAt(const KeySubIds& s, std::size_t first) {
+   std::array<std::uint8_t, 6> octets{};
+   for (std::size_t i = 0; i < octets.size(); ++i) {
+      octets[i] = static_cast<std::uint8_t>(s.at[first + i]);
+   }
+   return Velnet::EthAddr(octets);
 }
 
 std::size_t wholeIndexLength(const netsnmp_table_registration_info* table) {

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
+#include <span>
 
 #include "model/Dot1qTpFdbEntryKey.h"
+#include "platform/interface/EthPortId.h"
 #include "platform/velnet/EthAddr.h"
 #include "snmp/NetSnmp.h"
 
@@ -29,6 +33,63 @@ netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long
 netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::EthAddr& address);
 netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
                                       const BridgeSnmp::Dot1qTpFdbEntryKey& key);
+
+// One part of a table key as it stands in the index: a number (one sub-identifier, 0 to
+// `max`) or a MAC address (six sub-identifiers, each an octet).
+struct IndexPart {
+   bool mac;
+   std::uint32_t max;
+};
+
+// A key's sub-identifiers, in the shape of its parts.
+struct KeySubIds {
+   std::array<std::uint32_t, 8> at{};
+};
+
+// Where a request that names `index` (the sub-identifiers after the column, of any length
+// and any values) stands among the keys of `shape`: the least key whose index is at or
+// after it. A short index is padded with zeros; a sub-identifier beyond its part, and an
+// index longer than a key, carry into the sub-identifiers before (every key with that
+// prefix lies before the index). Nothing when every key lies before the index.
+std::optional<KeySubIds> leastKeyAtOrAfter(const oid* index, std::size_t length,
+                                           std::span<const IndexPart> shape);
+
+// Each key type's index shape, and the key made from its sub-identifiers.
+template <class Key>
+struct KeyIndex;
+template <>
+struct KeyIndex<std::uint32_t> {
+   static constexpr IndexPart shape[] = {{false, 0xffffffffu}};
+   static std::uint32_t make(const KeySubIds& s) { return s.at[0]; }
+};
+template <>
+struct KeyIndex<std::int32_t> {
+   static constexpr IndexPart shape[] = {{false, std::numeric_limits<std::int32_t>::max()}};
+   static std::int32_t make(const KeySubIds& s) { return static_cast<std::int32_t>(s.at[0]); }
+};
+template <>
+struct KeyIndex<Interface::EthPortId> {
+   static constexpr IndexPart shape[] = {{false, Interface::EthPortId::max}};
+   static Interface::EthPortId make(const KeySubIds& s) { return Interface::EthPortId(s.at[0]); }
+};
+template <>
+struct KeyIndex<Bridging::Fid> {
+   static constexpr IndexPart shape[] = {{false, Bridging::Fid::max}};
+   static Bridging::Fid make(const KeySubIds& s) { return Bridging::Fid(s.at[0]); }
+};
+Velnet::EthAddr macAt(const KeySubIds& s, std::size_t first);
+template <>
+struct KeyIndex<Velnet::EthAddr> {
+   static constexpr IndexPart shape[] = {{true, 255}};
+   static Velnet::EthAddr make(const KeySubIds& s) { return macAt(s, 0); }
+};
+template <>
+struct KeyIndex<BridgeSnmp::Dot1qTpFdbEntryKey> {
+   static constexpr IndexPart shape[] = {{false, Bridging::Fid::max}, {true, 255}};
+   static BridgeSnmp::Dot1qTpFdbEntryKey make(const KeySubIds& s) {
+      return {Bridging::Fid(s.at[0]), macAt(s, 1)};
+   }
+};
 
 // The number of sub-identifiers of one whole index of a registered table, or 0 when the
 // length varies (or there is no registration to read it from).

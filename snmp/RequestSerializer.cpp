@@ -6,8 +6,13 @@ namespace {
 // Sets CurrentRequest for one varbind's trip and clears it however the trip ends.
 class SearchScope {
  public:
-   explicit SearchScope(bool searchingNext) { CurrentRequest::searchingNext = searchingNext; }
-   ~SearchScope() { CurrentRequest::searchingNext = false; }
+   explicit SearchScope(int mode) {
+      CurrentRequest::search =
+          mode == MODE_GETNEXT || mode == MODE_GETBULK    ? CurrentRequest::Search::next
+          : mode == MODE_GET || mode == MODE_SET_RESERVE1 ? CurrentRequest::Search::exact
+                                                          : CurrentRequest::Search::unknown;
+   }
+   ~SearchScope() { CurrentRequest::search = CurrentRequest::Search::unknown; }
    SearchScope(const SearchScope&) = delete;
    SearchScope& operator=(const SearchScope&) = delete;
 };
@@ -21,7 +26,7 @@ int serializeRequests(netsnmp_mib_handler* handler, netsnmp_handler_registration
       int status = SNMP_ERR_NOERROR;
       {
          // Read per varbind: a helper below may change the mode for its own trip.
-         const SearchScope scope(reqinfo->mode == MODE_GETNEXT || reqinfo->mode == MODE_GETBULK);
+         const SearchScope scope(reqinfo->mode);
          status = netsnmp_call_next_handler(handler, reginfo, reqinfo, request);
       }
       request->next = following;

@@ -8,9 +8,16 @@ namespace Snmp {
 // sets it for the length of that one trip; anything else that reaches a table (a test, a
 // fuzz target calling the callbacks) sees the default.
 struct CurrentRequest {
-   // A GETNEXT, or one repetition of a GETBULK, for this varbind alone. Its answer lies
-   // strictly after the index it names, so the row of that index is never the answer.
-   static inline bool searchingNext = false;
+   enum class Search {
+      unknown,
+      // A GET, or a SET's first check: only the row the index names can answer.
+      exact,
+      // A GETNEXT, or one repetition of a GETBULK: the answer lies strictly after the index
+      // it names, so the row of that index is never the answer.
+      next,
+   };
+   static inline Search search = Search::unknown;
+   static bool searchingNext() { return search == Search::next; }
 };
 
 // The handler at the top of every table: passes the varbinds down the chain one at a time

@@ -76,6 +76,8 @@ struct TableFrame {
       Kel::Ptr<const Entity> entity;
       Iterator it;
       std::uint32_t timeMark = 0;
+      // A GET's walk offers the one row its index names, or none.
+      bool exactOnly = false;
    };
 
    // The row net-snmp stopped at; counted, so it outlives its deletion from the cache.
@@ -108,7 +110,7 @@ struct TableFrame {
                     fn("_get_next_data_point") << " - advancing loop context " << loop
                                                << "; data context " << *dataContext);
          *dataContext = nullptr;
-         if (!loop) {
+         if (!loop || loop->exactOnly) {
             return nullptr;
          }
          ++loop->it;
@@ -176,8 +178,10 @@ struct TableFrame {
       return step(*loop, putIndexData, "_get_first_data_point");
    }
 
-   // Moves the loop to the hinted row when the hint names one; otherwise it stays at the
-   // first row. Every bad hint is traced and falls back to the first row.
+   // Moves the loop to the hinted row when the hint names one. Otherwise a GET ends (no row
+   // can answer it) and a GETNEXT starts at the first row at or after the index it names,
+   // however short, long or out of range: either way a request costs a lookup, never a walk.
+   // Every bad hint is traced, with where the loop starts.
    static void seek(LoopContext& loop, const netsnmp_table_request_info& hint) {
       netsnmp_variable_list* components = hint.indexes;
       if constexpr (Policy::timeFiltered) {
@@ -187,11 +191,13 @@ struct TableFrame {
             loop.timeMark = static_cast<std::uint32_t>(*components->val.integer);
          }
       }
+      loop.exactOnly = CurrentRequest::search == CurrentRequest::Search::exact;
       if (hint.number_indexes != Policy::indexCount) {
          SNMP_TRACE(2, Policy::unit,
                     fn("_get_first_data_point")
                         << " - needed " << Policy::indexCount << " components, found only "
                         << hint.number_indexes);
+         startAtOrAfter(loop, hint);
          return;
       }
       if constexpr (Policy::timeFiltered) {
@@ -208,27 +214,58 @@ struct TableFrame {
                                        << " ctor threw exception: " << e.what());
          }
       }
-      bool matched = false;
       if (key) {
          Iterator found = Policy::collection(*loop.entity).iteratorAt(*key);
          if (found) {
             loop.it = found;
-            matched = true;
-            if (CurrentRequest::searchingNext && namesWholeIndex(hint)) {
+            if (CurrentRequest::searchingNext() && namesWholeIndex(hint)) {
                // The request names this row or an object after it, so the row is not the
                // answer: start after it, and neither the filters nor net-snmp's comparison
                // need to see it. (A shorter index, padded to this key, comes before it.)
                ++loop.it;
             }
-         } else {
-            std::ostringstream text;
-            Policy::printKey(text, *key);
-            SNMP_TRACE(2, Policy::unit,
-                       fn("_get_first_data_point")
-                           << " - key '" << text.str() << "' not found in table");
+            SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=1");
+            return;
          }
+         std::ostringstream text;
+         Policy::printKey(text, *key);
+         SNMP_TRACE(2, Policy::unit,
+                    fn("_get_first_data_point")
+                        << " - key '" << text.str() << "' not found in table");
       }
-      SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=" << matched);
+      SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=0");
+      startAtOrAfter(loop, hint);
+   }
+
+   // A hint that names no row: a GET's loop ends; another starts at the least row whose
+   // index is at or after the hint's (net-snmp then picks the first row after the request
+   // from there, the same row a walk from the first row would reach).
+   static void startAtOrAfter(LoopContext& loop, const netsnmp_table_request_info& hint) {
+      const Collection& rows = Policy::collection(*loop.entity);
+      if (loop.exactOnly) {
+         loop.it = rows.end();
+         SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - starting past the end");
+         return;
+      }
+      const oid* index = hint.index_oid;
+      std::size_t length = hint.index_oid_len;
+      if constexpr (Policy::timeFiltered) {
+         // The time mark is no part of the key.
+         index += length ? 1 : 0;
+         length -= length ? 1 : 0;
+      }
+      const auto least = Index::leastKeyAtOrAfter(index, length, Index::KeyIndex<Key>::shape);
+      loop.it = least ? rows.lowerBound(Index::KeyIndex<Key>::make(*least)) : rows.end();
+      if (Snmp::snmpTrace().enabled(2)) [[unlikely]] {
+         std::ostringstream text;
+         if (loop.it) {
+            Policy::printKey(text, loop.it.key());
+         } else {
+            text << "past the end";
+         }
+         SNMP_TRACE(2, Policy::unit,
+                    fn("_get_first_data_point") << " - starting at " << text.str());
+      }
    }
 
    // Whether the request's own index sub-identifiers are at least as many as a row's whole
@@ -242,6 +279,9 @@ struct TableFrame {
    static netsnmp_variable_list* step(LoopContext& loop, netsnmp_variable_list* vars,
                                       const char* caller) {
       while (loop.it && !accepted(loop, caller)) {
+         if (loop.exactOnly) {
+            return nullptr;  // the one row a GET may answer is filtered out
+         }
          ++loop.it;
       }
       return iterationHelper(loop, vars);

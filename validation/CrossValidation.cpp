@@ -230,14 +230,15 @@ void recordSetActions(const Request& request) {
 bool untaggedMatchesNewPvid(const Request& request, const Fault& fault) {
    return everyPort(request, [&](const Dot1dBasePortEntry& row) {
       const PortRequest& port = request.of(row);
-      for (const auto& [u, at] : port.untaggedIn) {
+      for (const auto& untagged : port.untaggedIn) {
+         const std::uint32_t u = untagged.first;
          if (port.pvid && port.pvid->value() != u) {
             SET_TRACE(3, "The untagged interface "
                              << row.intf()
                              << " in dot1qVlanStaticUntaggedPorts does not have the right "
                                 "dot1qPvid binding i.e. "
                              << *port.pvid << " but it should have been " << u);
-            return fault.at(BindingColumn::untagged, at);
+            return fault.at(BindingColumn::untagged, untagged.second);
          }
       }
       return true;
@@ -352,13 +353,14 @@ bool untaggedMatchesExistingNative(const Request& request, const Fault& fault) {
          return true;
       }
       const Bridging::VlanIdOrNone native = nativeAfter(request, row);
-      for (const auto& [u, at] : port.untaggedIn) {
+      for (const auto& untagged : port.untaggedIn) {
+         const std::uint32_t u = untagged.first;
          if (native.value() != u) {
             SET_TRACE(3, "There does not exist a dot1qPvid binding for "
                              << row.intf()
                              << " and the untagged vlan in dot1qVlanUntaggedPorts bindings i.e. "
                              << u << " do not match with the existing native vlan " << native);
-            return fault.at(BindingColumn::untagged, at);
+            return fault.at(BindingColumn::untagged, untagged.second);
          }
       }
       return true;

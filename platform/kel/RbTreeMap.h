@@ -184,6 +184,8 @@ class RbTreeMap {
 
    // The first row, or an exhausted iterator.
    IteratorConst begin() const { return IteratorConst(this, map_.begin()); }
+   // An exhausted iterator.
+   IteratorConst end() const { return IteratorConst(this, map_.end()); }
    // The row of `key` exactly, or an exhausted iterator.
    IteratorConst iteratorAt(const K& key) const { return IteratorConst(this, exact(key)); }
    // The first row whose key is not less than `key`.

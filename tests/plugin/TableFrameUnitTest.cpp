@@ -3,11 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <set>
 #include <vector>
 
 #include "model/QBridgeMib.h"
 #include "platform/snmputil/Converters.h"
 #include "snmp/IndexCodec.h"
+#include "snmp/RequestSerializer.h"
 #include "snmp/TableFrame.h"
 
 namespace {
@@ -143,38 +146,98 @@ TEST_F(TableFrameUnitTest, HintStartsAtTheRequestedRow) {
    EXPECT_EQ(walker.pass(&hint, put), (Rows{{9}, {12}}));
 }
 
-TEST_F(TableFrameUnitTest, BadHintsFallBackToTheFirstRow) {
+// A hint that names no row starts a GETNEXT's pass at the first row at or after its index,
+// and a GET's nowhere: a lookup, not a walk from the first row.
+TEST_F(TableFrameUnitTest, HintsNamingNoRowStartAtOrAfterTheirIndex) {
    Walker<PortTable> walker(*mib);
    IndexList put{ASN_INTEGER};
-   const Rows all{{2}, {5}, {9}, {12}};
-   {
-      IndexList absent{ASN_INTEGER};
-      Snmp::Index::putNumber(absent.get(), 7);
-      netsnmp_table_request_info hint{};
-      hint.indexes = absent.get();
-      hint.number_indexes = 1;
-      EXPECT_EQ(walker.pass(&hint, put), all) << "a key not in the table";
+   struct Case {
+      const char* name;
+      std::vector<oid> index;  // as the request names it
+      u_char parsedType;       // what net-snmp parsed of it, 0 for nothing
+      Rows next;
+   };
+   const std::vector<Case> cases = {
+       {"a key not in the table", {7}, ASN_INTEGER, {{9}, {12}}},
+       {"out of range", {70000}, 0, {}},
+       {"wrong type", {9}, ASN_OCTET_STR, {{9}, {12}}},
+       {"too long", {5, 1}, 0, {{9}, {12}}},
+       {"no components", {}, 0, {{2}, {5}, {9}, {12}}},
+   };
+   for (const Case& c : cases) {
+      for (const auto search :
+           {Snmp::CurrentRequest::Search::next, Snmp::CurrentRequest::Search::exact}) {
+         IndexList parsed{static_cast<u_char>(c.parsedType ? c.parsedType : ASN_INTEGER)};
+         if (c.parsedType == ASN_INTEGER) {
+            Snmp::Index::putNumber(parsed.get(), c.index.at(0));
+         }
+         netsnmp_table_request_info hint{};
+         hint.indexes = parsed.get();
+         hint.number_indexes = c.parsedType ? 1 : 0;
+         std::copy(c.index.begin(), c.index.end(), hint.index_oid);
+         hint.index_oid_len = c.index.size();
+         Snmp::CurrentRequest::search = search;
+         const Rows offered = walker.pass(&hint, put);
+         Snmp::CurrentRequest::search = Snmp::CurrentRequest::Search::unknown;
+         const bool next = search == Snmp::CurrentRequest::Search::next;
+         // "too long" names 5.1, after row 5: a GETNEXT skips the row it names or passes.
+         EXPECT_EQ(offered, next ? c.next : Rows{}) << c.name << (next ? " (GETNEXT)" : " (GET)");
+      }
    }
-   {
-      IndexList tooBig{ASN_INTEGER};
-      Snmp::Index::putNumber(tooBig.get(), 70000);
-      netsnmp_table_request_info hint{};
-      hint.indexes = tooBig.get();
-      hint.number_indexes = 1;
-      EXPECT_EQ(walker.pass(&hint, put), all) << "out of range";
+}
+
+// For every key type of the tables: from any index a request may name (any length, values
+// at and beyond each part's bounds), the start is the least key whose index is at or after
+// it, as a search of every key's index in OID order finds it.
+template <class Key>
+void expectLeastKeyAtOrAfterAsASearchFinds(std::mt19937& random) {
+   using Shape = Snmp::Index::KeyIndex<Key>;
+   std::vector<std::uint32_t> max;
+   for (const auto& part : Shape::shape) {
+      max.insert(max.end(), part.mac ? 6 : 1, part.max);
    }
-   {
-      IndexList wrongType{ASN_OCTET_STR};
-      netsnmp_table_request_info hint{};
-      hint.indexes = wrongType.get();
-      hint.number_indexes = 1;
-      EXPECT_EQ(walker.pass(&hint, put), all) << "wrong type";
+   const auto pick = [&](std::uint32_t top, bool beyond) -> std::uint32_t {
+      const std::uint32_t values[] = {0, 1, 2, top - 1, top, top / 2};
+      if (beyond && top < 0xffffffffu && random() % 4 == 0) {
+         return random() % 2 ? top + 1 : 0xffffffffu;
+      }
+      return values[random() % 6];
+   };
+   std::set<std::vector<std::uint32_t>> indexes;  // OID order: std::vector compares so
+   std::set<Key> keys;
+   for (int i = 0; i < 40; ++i) {
+      Snmp::Index::KeySubIds sub;
+      std::vector<std::uint32_t> index;
+      for (std::size_t p = 0; p < max.size(); ++p) {
+         index.push_back(sub.at[p] = pick(max[p], false));
+      }
+      indexes.insert(index);
+      keys.insert(Shape::make(sub));
    }
-   {
-      netsnmp_table_request_info hint{};
-      hint.number_indexes = 0;
-      EXPECT_EQ(walker.pass(&hint, put), all) << "no components";
+   ASSERT_EQ(indexes.size(), keys.size());
+   for (int i = 0; i < 400; ++i) {
+      std::vector<oid> request(random() % (max.size() + 3));
+      for (std::size_t p = 0; p < request.size(); ++p) {
+         request[p] = pick(p < max.size() ? max[p] : 255, true);
+      }
+      const std::vector<std::uint32_t> asked(request.begin(), request.end());
+      const auto expected = indexes.lower_bound(asked);
+      const auto least =
+          Snmp::Index::leastKeyAtOrAfter(request.data(), request.size(), Shape::shape);
+      const auto start = least ? keys.lower_bound(Shape::make(*least)) : keys.end();
+      ASSERT_EQ(std::distance(indexes.begin(), expected), std::distance(keys.begin(), start))
+          << ::testing::PrintToString(asked);
    }
+}
+
+TEST(IndexLowerBoundTest, EveryKeyTypeStartsWhereASearchOfTheIndexesWould) {
+   std::mt19937 random(4363);
+   expectLeastKeyAtOrAfterAsASearchFinds<std::uint32_t>(random);
+   expectLeastKeyAtOrAfterAsASearchFinds<std::int32_t>(random);
+   expectLeastKeyAtOrAfterAsASearchFinds<Interface::EthPortId>(random);
+   expectLeastKeyAtOrAfterAsASearchFinds<Bridging::Fid>(random);
+   expectLeastKeyAtOrAfterAsASearchFinds<Velnet::EthAddr>(random);
+   expectLeastKeyAtOrAfterAsASearchFinds<BridgeSnmp::Dot1qTpFdbEntryKey>(random);
 }
 
 TEST_F(TableFrameUnitTest, LaterPassIgnoresTheIndexListOfTheLastRowVisited) {
