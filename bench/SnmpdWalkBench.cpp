@@ -5,13 +5,18 @@
 //   snmpwalk of the table, timed against the same walks of a floor table (bench/floor: a
 //   plain sorted, hinted net-snmp table iterator over the same rows) loaded in the same snmpd;
 // - GET latency: GETs of one row back to back while the switch learns a paced burst of 100k
-//   hosts and the agent works it off.
+//   hosts and the agent works it off;
+// - hostile requests: PDUs of 60 varbinds that name rows that do not exist (between rows,
+//   past the last, short, over-long, out of range), as GET and as GETNEXT, against the same
+//   PDUs naming rows that exist; and the worst GET of another client while they arrive.
 //
 // The table is dot1qTpFdbTable when the plug-in serves it, else dot1dTpFdbTable; the label
 // says which (BRIDGESNMP_BENCH_TABLE=dot1dTpFdbTable picks the latter). Everything talks to
 // 127.0.0.1 only.
 
 #include <benchmark/benchmark.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -396,9 +401,128 @@ void BM_FdbGetLatencyDuringBurst(benchmark::State& state) {
    state.counters["gets"] = static_cast<double>(gets);
 }
 
+// Varbinds of one PDU: 60 objects of the forwarding tables, the move table and the small
+// tables, naming rows that exist (`hits`) or none (`misses`), the same columns in the same
+// mix.
+struct HostilePdus {
+   std::vector<Oid> hits;
+   std::vector<Oid> misses;
+};
+
+HostilePdus hostilePdus(const std::vector<Host>& hosts) {
+   const Oid dot1qPort = "1.3.6.1.2.1.17.7.1.2.2.1.2.1";
+   const Oid dot1dPort = "1.3.6.1.2.1.17.4.3.1.2";
+   const Oid moves = Oid("1.3.6.1.4.1.32473.3.2.1.1.2.0.1");
+   const auto index = [](const std::array<unsigned, 6>& mac) {
+      return Oid(std::vector<std::uint32_t>(mac.begin(), mac.end()));
+   };
+   HostilePdus pdus;
+   std::mt19937 random(7);
+   while (pdus.hits.size() < 48) {
+      const Host& h = hosts[random() % hosts.size()];
+      std::array<unsigned, 6> absent = h.mac;
+      absent[5] ^= 1;  // beside a host, almost never another one
+      for (const Oid& column : {dot1qPort, dot1dPort, moves}) {
+         pdus.hits.push_back(column + index(h.mac));
+         pdus.misses.push_back(column + index(absent));
+      }
+   }
+   // Past the last row, short, over-long and out of range, and the small tables.
+   for (const char* miss :
+        {"1.3.6.1.2.1.17.7.1.2.2.1.2.65535", "1.3.6.1.2.1.17.7.1.2.2.1.2.1.2",
+         "1.3.6.1.2.1.17.7.1.2.2.1.2.1.2.0.0.0.0.0.7", "1.3.6.1.2.1.17.4.3.1.2.2.300.0.0.0.0",
+         "1.3.6.1.2.1.17.7.1.2.2.1.2.4294967295", "1.3.6.1.2.1.17.1.4.1.2.0",
+         "1.3.6.1.2.1.17.1.4.1.2.2147483648", "1.3.6.1.2.1.17.7.1.4.3.1.2.4096",
+         "1.3.6.1.2.1.17.7.1.4.5.1.1.9", "1.3.6.1.2.1.17.7.1.4.2.1.3.0.2",
+         "1.3.6.1.2.1.17.7.1.1.4.1.2.2", "1.3.6.1.4.1.32473.3.2.1.1.2.0.1.255.255.255.255.255"}) {
+      pdus.misses.push_back(Oid(miss));
+      pdus.hits.push_back(pdus.hits[pdus.hits.size() % 48]);
+   }
+   return pdus;
+}
+
+// snmpd's CPU for `rounds` PDUs of `oids`, per varbind, in microseconds: GETs, or GETNEXTs
+// (a GETBULK whose varbinds are all non-repeaters).
+double microsecondsPerVarbind(Harness::SnmpdAgent& agent, const std::vector<Oid>& oids, bool next,
+                              int rounds) {
+   const double before = cpuSeconds(agent.pid());
+   for (int i = 0; i < rounds; ++i) {
+      const Harness::Response r =
+          next ? agent.reader().getBulk(oids, static_cast<int>(oids.size()), 0)
+               : agent.getMany(oids);
+      if (!r.ok() || r.varbinds.size() != oids.size()) {
+         throw std::runtime_error("a PDU of " + std::to_string(oids.size()) + " varbinds failed");
+      }
+   }
+   return (cpuSeconds(agent.pid()) - before) * 1e6 / (static_cast<double>(rounds) * oids.size());
+}
+
+// A child that sends the hostile PDUs back to back until it is stopped.
+pid_t startHostileClient(const Harness::SnmpdAgent& agent, const std::vector<Oid>& misses) {
+   const pid_t child = fork();
+   if (child == 0) {
+      Harness::SnmpClient client(agent.address(), "public", 5000, 0);
+      for (bool next = false;; next = !next) {
+         next ? client.getBulk(misses, static_cast<int>(misses.size()), 0) : client.getMany(misses);
+      }
+   }
+   return child;
+}
+
+void BM_HostileRequests(benchmark::State& state) {
+   constexpr int rounds = 200;
+   double hitGet = 0, missGet = 0, hitNext = 0, missNext = 0, worstMs = 0;
+   std::size_t gets = 0;
+   for (auto _ : state) {
+      try {
+         Loaded loaded;
+         load(loaded);
+         Harness::SnmpdAgent& agent = loaded.agent;
+         const std::vector<Host> hosts = makeHosts();
+         const HostilePdus pdus = hostilePdus(hosts);
+         hitGet = microsecondsPerVarbind(agent, pdus.hits, false, rounds);
+         missGet = microsecondsPerVarbind(agent, pdus.misses, false, rounds);
+         hitNext = microsecondsPerVarbind(agent, pdus.hits, true, rounds);
+         missNext = microsecondsPerVarbind(agent, pdus.misses, true, rounds);
+         // Another client's GETs while the hostile PDUs keep coming.
+         const pid_t hostile = startHostileClient(agent, pdus.misses);
+         const Oid row = Oid("1.3.6.1.2.1.17.7.1.2.2.1.2.1") +
+                         Oid(std::vector<std::uint32_t>(hosts[0].mac.begin(), hosts[0].mac.end()));
+         const auto end = Clock::now() + std::chrono::seconds(3);
+         while (Clock::now() < end) {
+            const auto start = Clock::now();
+            const Harness::GetResult result = agent.get(row);
+            worstMs = std::max(
+                worstMs, std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+            ++gets;
+            if (!result.ok() || result.integer != hosts[0].port) {
+               kill(hostile, SIGKILL);
+               waitpid(hostile, nullptr, 0);
+               throw std::runtime_error(row.str() + " answered " + result.str());
+            }
+         }
+         kill(hostile, SIGKILL);
+         waitpid(hostile, nullptr, 0);
+         agent.stop();
+      } catch (const std::exception& e) {
+         state.SkipWithError(e.what());
+         break;
+      }
+   }
+   state.counters["hit_get_us_per_varbind"] = hitGet;
+   state.counters["miss_get_us_per_varbind"] = missGet;
+   state.counters["get_miss_ratio"] = hitGet > 0 ? missGet / hitGet : 0;
+   state.counters["hit_next_us_per_varbind"] = hitNext;
+   state.counters["miss_next_us_per_varbind"] = missNext;
+   state.counters["next_miss_ratio"] = hitNext > 0 ? missNext / hitNext : 0;
+   state.counters["worst_other_get_ms"] = worstMs;
+   state.counters["other_gets"] = static_cast<double>(gets);
+}
+
 BENCHMARK(BM_FdbBulkWalkCost)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_FdbWalkCost)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_FdbGetLatencyDuringBurst)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_HostileRequests)->Iterations(1)->Unit(benchmark::kSecond);
 
 }  // namespace
 

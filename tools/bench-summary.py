@@ -32,6 +32,12 @@ AIMS = {
          "BM_SnmpdBurstGetLatency", "longest_loop_pass_ms", "<=", 12, "ms"),
         ("longest plug-in pass on the CPU during the burst", "100k", "BM_SnmpdBurstGetLatency",
          "longest_loop_pass_cpu_ms", "<=", 12, "ms"),
+        ("GET of a missing row / of a row, snmpd CPU per varbind", "100k", "BM_HostileRequests",
+         "get_miss_ratio", "<=", 2, ""),
+        ("GETNEXT from a missing row / from a row, same", "100k", "BM_HostileRequests",
+         "next_miss_ratio", "<=", 2, ""),
+        ("worst GET of another client during hostile PDUs", "100k", "BM_HostileRequests",
+         "worst_other_get_ms", "<=", 12, "ms"),
     ],
     "1m": [
         ("walk CPU per object, 1M / 10k hosts", None, None,
@@ -51,6 +57,12 @@ AIMS = {
          "longest_loop_pass_cpu_ms", "<=", 12, "ms"),
         ("snmpd peak RSS with 1M learned hosts", "1m", "BM_SnmpdBurstGetLatency", "peak_rss_mb",
          "<=", 1024, "MB"),
+        ("GET of a missing row / of a row at 1M, snmpd CPU per varbind", "1m",
+         "BM_HostileRequests", "get_miss_ratio", "<=", 2, ""),
+        ("GETNEXT from a missing row / from a row at 1M, same", "1m", "BM_HostileRequests",
+         "next_miss_ratio", "<=", 2, ""),
+        ("worst GET of another client during hostile PDUs at 1M", "1m", "BM_HostileRequests",
+         "worst_other_get_ms", "<=", 12, "ms"),
     ],
 }
 
