@@ -88,8 +88,16 @@ TEST_P(IfMibTest, EveryPortWithAnIfIndexIsNamedAndEveryBridgePortPointsAtOne) {
           [&](const Port& p) { return vb == value(vb.oid, AsnType::Integer, p.ifIndex); }))
           << vb << " names no ifTable row";
    }
-   // A column the switch has no value for: the traffic counters.
-   EXPECT_EQ(snmpd().get(ifEntry.child(10).child(101)).type, AsnType::NoSuchObject);
+   // Columns the switch has no value for (the traffic counters, ifHC*), and past the last:
+   // noSuchObject under the very name asked for, as pollers match answers by name.
+   for (const auto& [entry, columns] :
+        {std::pair(ifEntry, std::vector<std::uint32_t>{10, 16, 23}),
+         std::pair(ifXEntry, std::vector<std::uint32_t>{2, 6, 14, 16, 17, 19})}) {
+      for (const std::uint32_t column : columns) {
+         const Oid asked = entry.child(column).child(101);
+         EXPECT_EQ(snmpd().get(asked), value(asked, AsnType::NoSuchObject, 0));
+      }
+   }
 }
 
 // Ethernet2's link going down and up, then the port shut down and brought back.
