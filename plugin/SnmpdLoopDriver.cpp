@@ -31,8 +31,10 @@ SnmpdLoopDriver::SnmpdLoopDriver(Kel::ActivityManager& manager) : manager_(manag
    wakeFd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
    if (wakeFd_ < 0) {
       KEL_TRACE(kelTrace, 0, "eventfd failed: " << std::strerror(errno));
-   } else {
-      register_readfd(wakeFd_, &SnmpdLoopDriver::onWakeFd, this);
+   } else if (register_readfd(wakeFd_, &SnmpdLoopDriver::onWakeFd, this) != FD_REGISTERED_OK) {
+      KEL_TRACE(kelTrace, 0, "snmpd refused to watch the wake-up fd; waking on alarms only");
+      ::close(wakeFd_);
+      wakeFd_ = -1;
    }
    manager_.driverIs(this);
 }
@@ -71,8 +73,20 @@ void SnmpdLoopDriver::nextWakeIs(double when) {
    }
 }
 
-void SnmpdLoopDriver::fdAdded(int fd) {
-   register_readfd(fd, &SnmpdLoopDriver::onFd, this);
+bool SnmpdLoopDriver::fdAdded(int fd) {
+   if (register_readfd(fd, &SnmpdLoopDriver::onFd, this) != FD_REGISTERED_OK) {
+      KEL_TRACE(kelTrace, 0,
+                "snmpd refused to watch fd " << fd << ": it watches " << NUM_EXTERNAL_FDS
+                                             << " other descriptors at most");
+      return false;
+   }
+   return true;
+}
+
+std::size_t SnmpdLoopDriver::fdRoom() const {
+   return external_readfdlen < NUM_EXTERNAL_FDS
+              ? static_cast<std::size_t>(NUM_EXTERNAL_FDS - external_readfdlen)
+              : 0;
 }
 
 void SnmpdLoopDriver::fdRemoved(int fd) {

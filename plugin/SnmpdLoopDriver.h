@@ -34,7 +34,9 @@ class SnmpdLoopDriver : public Kel::ActivityManager::Driver {
    // "loop: <n> passes, longest <ms> ms (<work>), longest on the CPU <ms> ms (<work>)", for
    // the status report; <work> names the clock reactor's type, or "fd <n>".
    std::string statusLine() const;
-   void fdAdded(int fd) override;
+   // snmpd watches at most NUM_EXTERNAL_FDS descriptors besides its own, for everyone.
+   bool fdAdded(int fd) override;
+   std::size_t fdRoom() const override;
    void fdRemoved(int fd) override;
 
  private:

@@ -6,6 +6,7 @@
 // bad command line (nothing is sent), 3 when the control socket cannot be reached or does
 // not answer.
 
+#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -92,6 +93,16 @@ struct Failure {
    std::string message;
 };
 
+// Whether a server running as `uid` may hear our commands: root, ourselves, or the user
+// Debian's snmpd runs as. Anyone else listening on the path got there first to read them.
+bool trustedServer(uid_t uid) {
+   if (uid == 0 || uid == ::geteuid()) {
+      return true;
+   }
+   const passwd* snmpd = ::getpwnam("Debian-snmp");
+   return snmpd && snmpd->pw_uid == uid;
+}
+
 // Sends `line` to the control socket and returns the whole reply.
 std::string sendCommand(const std::string& path, const std::string& line) {
    sockaddr_un address{};
@@ -116,6 +127,13 @@ std::string sendCommand(const std::string& path, const std::string& line) {
                         "\n(bridgectl drives the simulated switch only; a plug-in configured with "
                         "'bridgesnmpPlatform linux <bridge>' has no control socket: change that "
                         "bridge with ip and bridge)"};
+   }
+   ucred server{};
+   socklen_t length = sizeof server;
+   if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &server, &length) != 0 ||
+       length != sizeof server || !trustedServer(server.uid)) {
+      throw Failure{exitUnreachable, path + " is served by uid " + std::to_string(server.uid) +
+                                         ", neither root nor snmpd's user: nothing sent"};
    }
    const timeval timeout{replyTimeoutSeconds, 0};
    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
@@ -191,7 +209,8 @@ int main(int argc, char** argv) {
    std::string socketPath = defaultSocket();
    app.add_option("-s,--socket", socketPath,
                   "the control socket (default: $BRIDGESNMP_CONTROL_SOCKET, else "
-                  "$XDG_RUNTIME_DIR/bridgesnmp.sock, else /tmp/bridgesnmp-<uid>.sock)")
+                  "$XDG_RUNTIME_DIR/bridgesnmp.sock, else /run/bridgesnmp.sock for root, else "
+                  "/tmp/bridgesnmp-<uid>/control.sock)")
        ->capture_default_str();
    app.require_subcommand(1);
 

@@ -41,12 +41,14 @@ Activity::Ptr ActivityManager::activityIs(const Name& name) {
    return slot;
 }
 
-void ActivityManager::fdReactorIs(int fd, FdReactor* reactor) {
+bool ActivityManager::fdReactorIs(int fd, FdReactor* reactor) {
    const bool added = fds_.find(fd) == fds_.end();
    fds_[fd] = reactor;
-   if (added && driver_) {
-      driver_->fdAdded(fd);
+   if (added && driver_ && !driver_->fdAdded(fd)) {
+      fds_.erase(fd);
+      return false;
    }
+   return true;
 }
 
 void ActivityManager::fdReactorDel(int fd) {
@@ -67,8 +69,9 @@ void ActivityManager::driverIs(Driver* driver) {
    driver_ = driver;
    announcedWake_ = timeNever;
    if (driver_) {
-      for (const auto& [fd, reactor] : fds_) {
-         driver_->fdAdded(fd);
+      for (auto it = fds_.begin(); it != fds_.end();) {
+         // One the new driver cannot watch is dropped, as if it had been refused first.
+         it = driver_->fdAdded(it->first) ? std::next(it) : fds_.erase(it);
       }
       scheduleChanged();
    }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <limits>
 #include <map>
 
 #include "platform/kel/Clock.h"
@@ -49,8 +51,11 @@ class ActivityManager {
       virtual ~Driver() = default;
       // The earliest wake-up wanted changed (timeNever: none).
       virtual void nextWakeIs(double when) = 0;
-      virtual void fdAdded(int fd) = 0;
+      // Starts watching `fd`; false when the driver has no room to watch another.
+      virtual bool fdAdded(int fd) = 0;
       virtual void fdRemoved(int fd) = 0;
+      // How many more fds the driver could watch now.
+      virtual std::size_t fdRoom() const { return std::numeric_limits<std::size_t>::max(); }
    };
 
    ActivityManager();
@@ -65,9 +70,15 @@ class ActivityManager {
    Clock::Ptr clock() const { return clock_; }
 
    // Watches `fd` for input; `reactor` (not owned) is called while the fd is readable.
-   void fdReactorIs(int fd, FdReactor* reactor);
+   // False, watching nothing, when the driver has no room for another fd (snmpd watches a
+   // fixed number of other descriptors).
+   [[nodiscard]] bool fdReactorIs(int fd, FdReactor* reactor);
    void fdReactorDel(int fd);
    const std::map<int, FdReactor*>& fdReactors() const { return fds_; }
+   // How many more fds may be watched now.
+   std::size_t fdRoom() const {
+      return driver_ ? driver_->fdRoom() : std::numeric_limits<std::size_t>::max();
+   }
 
    // Installs the driver (not owned) and tells it the current schedule; nullptr removes it.
    void driverIs(Driver* driver);

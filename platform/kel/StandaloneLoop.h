@@ -24,7 +24,7 @@ class StandaloneLoop : public ActivityManager::Driver {
    double nextWake() const { return nextWake_; }
 
    void nextWakeIs(double when) override { nextWake_ = when; }
-   void fdAdded(int fd) override { fds_.insert(fd); }
+   bool fdAdded(int fd) override { return fds_.insert(fd), true; }
    void fdRemoved(int fd) override { fds_.erase(fd); }
 
  private:

@@ -1,5 +1,7 @@
 #include "platform/linux/BridgeMonitor.h"
 
+#include <stdexcept>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -26,7 +28,11 @@ bool wouldBlock(long n) {
 BridgeMonitor::BridgeMonitor(BridgeMirror& mirror, Kel::ActivityManager& manager)
     : mirror_(mirror), manager_(manager) {
    publisher_.notifierIs(manager_.clock());
-   manager_.fdReactorIs(dumps_.fd(), this);
+   if (!manager_.fdReactorIs(dumps_.fd(), this)) {
+      publisher_.notifierIs(nullptr);
+      throw std::runtime_error("bridge " + mirror_.bridge().name() +
+                               ": the loop has no room to watch a netlink socket");
+   }
    resync();
 }
 
@@ -77,7 +83,14 @@ void BridgeMonitor::finishResync(bool dumped) {
       }
    }
    fresh_.reset();
-   manager_.fdReactorIs(events_->fd(), this);
+   if (!manager_.fdReactorIs(events_->fd(), this)) {
+      // Its slot went to another descriptor during the dump: the bridge's changes are seen
+      // again at the next resync.
+      KEL_TRACE(linuxTrace, 0,
+                "bridge " << mirror_.bridge().name()
+                          << ": the loop has no room to watch its notifications");
+      events_.reset();
+   }
 }
 
 void BridgeMonitor::publishSlice() {

@@ -89,7 +89,10 @@ std::string defaultControlSocketPath() {
    if (runtimeDir && *runtimeDir) {
       return std::string(runtimeDir) + "/bridgesnmp.sock";
    }
-   return "/tmp/bridgesnmp-" + std::to_string(::getuid()) + ".sock";
+   if (::geteuid() == 0) {
+      return "/run/bridgesnmp.sock";
+   }
+   return "/tmp/bridgesnmp-" + std::to_string(::geteuid()) + "/control.sock";
 }
 
 class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
@@ -101,7 +104,11 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
          limits_(limits),
          timer_(this) {
       open();
-      manager_.fdReactorIs(listenFd_, this);
+      if (!manager_.fdReactorIs(listenFd_, this)) {
+         ::close(listenFd_);
+         ::unlink(path_.c_str());
+         fail(path_, "the loop has no room to watch another descriptor");
+      }
       timer_.notifierIs(manager_.clock());
       KEL_TRACE(controlTrace(), 1, "listening on " << path_);
    }
@@ -151,6 +158,32 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
       Impl* impl_;
    };
 
+   // The socket's directory must be one where no other user can put a socket of their own
+   // in its place: ours or root's, and writable by others only if sticky (as /tmp is). A
+   // missing directory is made, for this user alone.
+   void secureDirectory() const {
+      const std::string dir = path_.find('/') == std::string::npos
+                                  ? std::string(".")
+                                  : path_.substr(0, std::max<std::size_t>(path_.rfind('/'), 1));
+      if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
+         fail(path_, "cannot make its directory: " + std::string(std::strerror(errno)));
+      }
+      struct stat st {};
+      if (::lstat(dir.c_str(), &st) != 0) {
+         failErrno(path_, errno);
+      }
+      if (!S_ISDIR(st.st_mode)) {
+         fail(path_, dir + " is not a directory");
+      }
+      if (st.st_uid != ::geteuid() && st.st_uid != 0) {
+         fail(path_, dir + " belongs to uid " + std::to_string(st.st_uid) +
+                         ", who could put another socket in its place");
+      }
+      if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (st.st_mode & S_ISVTX) == 0) {
+         fail(path_, dir + " is writable by other users");
+      }
+   }
+
    void open() {
       if (path_.empty()) {
          fail(path_, "empty path");
@@ -159,6 +192,7 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
          fail(path_,
               "path longer than " + std::to_string(sizeof(sockaddr_un{}.sun_path) - 1) + " bytes");
       }
+      secureDirectory();
       struct stat st {};
       if (::lstat(path_.c_str(), &st) == 0) {
          if (!S_ISSOCK(st.st_mode)) {
@@ -212,11 +246,13 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
             }
             break;
          }
-         if (connections_.size() >= limits_.maxConnections) {
+         if (reading() >= limits_.maxConnections || manager_.fdRoom() <= limits_.spareFds ||
+             !manager_.fdReactorIs(fd, this)) {
             static const char busy[] = "error: too many control connections\n";
             [[maybe_unused]] const ssize_t n =
                 ::send(fd, busy, sizeof busy - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
             ::close(fd);
+            KEL_TRACE(controlTrace(), 1, "turned a client away: too many control connections");
             continue;
          }
          Connection& c = connections_[fd];
@@ -228,7 +264,6 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
             c.authorised = ControlServer::authorised(credentials.uid, ::geteuid());
          }
          c.deadline = Kel::now() + limits_.idleTimeout;
-         manager_.fdReactorIs(fd, this);
          KEL_TRACE(controlTrace(), 5, "client fd " << fd << " uid " << c.uid);
       }
       reschedule();
@@ -288,6 +323,10 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
          return;
       }
       KEL_TRACE(controlTrace(), 3, "command: " << line);
+      if (unsent_ > 0 && unsent_ >= limits_.maxUnsentBytes) {
+         respond(fd, "error: earlier replies are still waiting to be read; try again\n");
+         return;
+      }
       std::string reply = interpreter_.execute(line);
       KEL_TRACE(controlTrace(), 4, "reply: " << reply.substr(0, reply.find('\n')));
       respond(fd, std::move(reply));
@@ -301,6 +340,7 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
       c.replying = true;
       c.reply = std::move(reply);
       c.sent = 0;
+      unsent_ += c.reply.size();
       c.deadline = Kel::now() + limits_.idleTimeout;
       if (sendSome(fd, c)) {
          closeConnection(fd);
@@ -310,7 +350,7 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
 
    // Sends what it can of the reply; true when the connection is done with (all sent, or
    // the client went away).
-   static bool sendSome(int fd, Connection& c) {
+   bool sendSome(int fd, Connection& c) {
       while (c.sent < c.reply.size()) {
          const ssize_t n = ::send(fd, c.reply.data() + c.sent, c.reply.size() - c.sent,
                                   MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -321,8 +361,16 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
             return errno != EAGAIN && errno != EWOULDBLOCK;
          }
          c.sent += static_cast<std::size_t>(n);
+         unsent_ -= static_cast<std::size_t>(n);
       }
       return true;
+   }
+
+   // Connections still sending their command line: the ones the loop watches.
+   std::size_t reading() const {
+      return static_cast<std::size_t>(
+          std::count_if(connections_.begin(), connections_.end(),
+                        [](const auto& c) { return !c.second.replying; }));
    }
 
    void closeConnection(int fd) {
@@ -344,6 +392,9 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
          drained += static_cast<std::size_t>(n);
       }
       ::close(fd);
+      if (found->second.replying) {
+         unsent_ -= found->second.reply.size() - found->second.sent;
+      }
       connections_.erase(found);
    }
 
@@ -385,6 +436,7 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
    dev_t socketDev_ = 0;
    ino_t socketIno_ = 0;
    std::map<int, Connection> connections_;
+   std::size_t unsent_ = 0;  // reply bytes not yet taken, over every connection
    Timer timer_;
 };
 

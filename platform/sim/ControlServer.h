@@ -11,16 +11,25 @@
 
 namespace Sim {
 
-// Where the control socket is when nothing says otherwise: $XDG_RUNTIME_DIR/bridgesnmp.sock
-// when XDG_RUNTIME_DIR is set (and not empty), else /tmp/bridgesnmp-<uid>.sock.
+// Where the control socket is when nothing says otherwise, a directory only its user (or
+// root) may write: $XDG_RUNTIME_DIR/bridgesnmp.sock when XDG_RUNTIME_DIR is set (and not
+// empty), else /run/bridgesnmp.sock for root, else /tmp/bridgesnmp-<uid>/control.sock (the
+// directory made with mode 0700).
 std::string defaultControlSocketPath();
 
 // Limits of the control server.
 struct ControlServerLimits {
    // Longest command line accepted, without its newline.
    std::size_t maxLineLength = 4096;
-   // Connections served at once; further ones are answered with an error and closed.
+   // Connections read from at once; further ones are answered with an error and closed.
+   // Fewer where the loop cannot watch as many more descriptors: snmpd watches 32 besides
+   // its own, for every module, and `spareFds` of them are left to others.
    std::size_t maxConnections = 32;
+   std::size_t spareFds = 2;
+   // Bytes of replies that clients have not taken yet, for all of them together. A reply
+   // that would go past it while others wait is refused with an error line; one reply alone
+   // may be larger (the whole forwarding table of a large switch).
+   std::size_t maxUnsentBytes = 32u << 20;
    // Seconds a client may take to send its line, and then to take its reply.
    double idleTimeout = 10.0;
 };
@@ -30,7 +39,9 @@ struct ControlServerLimits {
 // after which the server closes it (see CommandInterpreter.h for the commands and the
 // reply).
 //
-// The socket file is created with mode 0600. A stale socket file at the path is replaced;
+// The socket file is created with mode 0600, in a directory that only the server's user or
+// root owns and that others may not write (unless sticky, as /tmp); a missing directory is
+// made with mode 0700. A stale socket file at the path is replaced;
 // one that a process still listens on, or a file that is not a socket, is not. Only root
 // and the server's own effective user may issue commands (checked with SO_PEERCRED);
 // anyone else gets "error: not authorised" and nothing changes.
@@ -38,7 +49,9 @@ struct ControlServerLimits {
 // Everything runs on the manager's thread through its fd reactors and clock; nothing
 // blocks. A client that sends part of a line and stalls holds only its own buffer, and is
 // closed after limits.idleTimeout seconds; a line longer than limits.maxLineLength is
-// refused. A reply the client does not take at once is sent as the socket drains.
+// refused. A reply the client does not take at once is sent as the socket drains, within
+// limits.maxUnsentBytes for all clients together. A client the loop has no room to watch is
+// told so in a line and closed.
 class ControlServer {
  public:
    // Raises std::runtime_error("control socket <path>: <reason>") when the socket cannot

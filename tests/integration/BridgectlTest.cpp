@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -103,17 +104,78 @@ TEST_F(BridgectlTest, SocketHasMode0600AndMayComeFromTheEnvironment) {
    EXPECT_EQ(result.out, "learned\n") << result.err;
 }
 
-TEST_F(BridgectlTest, StalledClientHoldsUpNeitherSnmpNorOtherCommands) {
-   const int stalled = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   std::strncpy(address.sun_path, socketPath().c_str(), sizeof address.sun_path - 1);
-   ASSERT_EQ(::connect(stalled, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-   ASSERT_EQ(::send(stalled, "learn 10 ", 9, MSG_NOSIGNAL), 9);
-
+TEST_F(BridgectlTest, StalledClientsHoldUpNeitherSnmpNorOtherCommands) {
+   // More idle clients than snmpd can watch descriptors besides its own (32 for everyone):
+   // those it cannot watch are told so at once instead of being accepted and never read.
+   std::vector<int> stalled;
+   for (int i = 0; i < 40; ++i) {
+      const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::strncpy(address.sun_path, socketPath().c_str(), sizeof address.sun_path - 1);
+      ASSERT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+      stalled.push_back(fd);
+   }
    EXPECT_EQ(snmpd().get("1.3.6.1.2.1.17.1.3.0").integer, 2);
-   EXPECT_EQ(ok({"learn", "10", host, "Ethernet1"}), "learned\n");
-   ::close(stalled);
+   const CommandResult status = bridgectl({"status"});
+   EXPECT_EQ(status.err, "bridgectl: too many control connections\n");
+   int refused = 0;
+   for (const int fd : stalled) {
+      // Answered before bridgectl's own connection was, if at all.
+      char line[64] = {};
+      refused += ::recv(fd, line, sizeof line - 1, MSG_DONTWAIT) > 0 &&
+                 std::string(line) == "error: too many control connections\n";
+   }
+   EXPECT_GE(refused, 40 - 29) << "watched clients and refused ones cannot exceed snmpd's slots";
+   EXPECT_LT(refused, 40) << "some are watched";
+   for (const int fd : stalled) {
+      ::close(fd);
+   }
+   EXPECT_TRUE(eventually([&] {
+      return bridgectl({"learn", "10", host, "Ethernet1"}).out == "learned\n";
+   }));
+}
+
+// Another user listens on a socket path first: bridgectl sends it nothing.
+TEST_F(BridgectlTest, ASocketAnotherUserServesHearsNothing) {
+   if (::geteuid() != 0) {
+      GTEST_SKIP() << "needs root to listen as another user";
+   }
+   char pattern[] = "/tmp/bridgectl-squat-XXXXXX";
+   ASSERT_NE(::mkdtemp(pattern), nullptr);
+   ::chmod(pattern, 0777);
+   const std::string path = std::string(pattern) + "/control.sock";
+   int ready[2];
+   ASSERT_EQ(::pipe(ready), 0);
+   const pid_t squatter = ::fork();
+   if (squatter == 0) {
+      // As nobody: listen, and exit 1 if anything at all is received.
+      const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+      if (::setuid(65534) != 0 ||
+          ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+          ::listen(fd, 4) != 0) {
+         ::_exit(2);
+      }
+      [[maybe_unused]] const ssize_t n = ::write(ready[1], "r", 1);
+      const int client = ::accept(fd, nullptr, nullptr);
+      char byte;
+      ::_exit(client >= 0 && ::recv(client, &byte, 1, 0) > 0 ? 1 : 0);
+   }
+   char byte;
+   ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+
+   const CommandResult result = runCommand({BRIDGESNMP_BRIDGECTL_PATH, "--socket", path, "show"});
+   EXPECT_EQ(result.status.exitCode(), 3);
+   EXPECT_EQ(result.err,
+             "bridgectl: " + path +
+                 " is served by uid 65534, neither root nor snmpd's user: nothing sent\n");
+   int status = 0;
+   ::waitpid(squatter, &status, 0);
+   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the squatter heard something";
+   std::filesystem::remove_all(pattern);
 }
 
 TEST_F(BridgectlTest, SocketGoesWithSnmpdAndBridgectlThenExitsThree) {

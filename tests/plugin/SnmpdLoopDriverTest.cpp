@@ -82,7 +82,7 @@ class SnmpdLoopDriverTest : public ::testing::Test {
 TEST_F(SnmpdLoopDriverTest, SliceThatWantsMoreLeavesRoomForRequestsInBetween) {
    Plugin::SnmpdLoopDriver driver(manager);
    TestSupport::PipeInput requests(&log, "request");
-   manager.fdReactorIs(requests.readFd(), &requests);
+   ASSERT_TRUE(manager.fdReactorIs(requests.readFd(), &requests));
    Slice slice(&log);
    slice.keepGoing = true;
    slice.notifierIs(manager.clock());
@@ -120,7 +120,7 @@ TEST_F(SnmpdLoopDriverTest, LaterWakeUpComesThroughAOneShotAlarm) {
 
 TEST_F(SnmpdLoopDriverTest, RemovingTheDriverUnregistersItsAlarmAndFds) {
    TestSupport::PipeInput requests(&log, "request");
-   manager.fdReactorIs(requests.readFd(), &requests);
+   ASSERT_TRUE(manager.fdReactorIs(requests.readFd(), &requests));
    Slice slice(&log);
    slice.notifierIs(manager.clock());
    {

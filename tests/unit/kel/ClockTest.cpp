@@ -53,7 +53,7 @@ TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
 
 TEST_F(ClockTest, AsapRunsAfterPendingInput) {
    TestSupport::PipeInput input(&log, "input");
-   manager.fdReactorIs(input.readFd(), &input);
+   ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
    Wakee w(&log, "w");
    w.notifierIs(manager.clock());
    input.arrive();
@@ -65,7 +65,7 @@ TEST_F(ClockTest, AsapRunsAfterPendingInput) {
 
 TEST_F(ClockTest, ReactorThatRearmsAsapRunsOncePerPass) {
    TestSupport::PipeInput input(&log, "input");
-   manager.fdReactorIs(input.readFd(), &input);
+   ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
    Wakee w(&log, "w");
    w.rearmTo = Kel::timeAsap;
    w.notifierIs(manager.clock());
@@ -113,7 +113,7 @@ class ClockRotationTest : public ::testing::Test {
 
 TEST_F(ClockRotationTest, OneReactorAPassInTurnWithInputBetween) {
    TestSupport::PipeInput input(&log, "input");
-   manager.fdReactorIs(input.readFd(), &input);
+   ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
    Wakee a(&log, "a");
    Wakee b(&log, "b");
    a.rearmTo = Kel::timeAsap;

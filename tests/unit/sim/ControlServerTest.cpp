@@ -257,8 +257,10 @@ TEST_F(ControlServerTest, ConnectionsBeyondTheLimitAreTurnedAway) {
    EXPECT_EQ(await(first), "ok\n" + sw.show("summary"));
 }
 
+// A reply a client does not take is held, within the bytes allowed for all clients: while it
+// waits, another client's command is refused in a line instead of piling up more.
 TEST_F(ControlServerTest, LargeReplyIsSentAsTheClientTakesIt) {
-   start();
+   start({.maxUnsentBytes = 1000});
    ASSERT_GT(sw.burst(30000, 2, 3), 29000u);
    const std::string expected = "ok\n" + sw.show("fdb");
    ASSERT_GT(expected.size(), 1000000u);
@@ -268,6 +270,8 @@ TEST_F(ControlServerTest, LargeReplyIsSentAsTheClientTakesIt) {
    runPasses(3);
    // Not all of it fits in the socket at once: the server still holds the rest.
    ASSERT_EQ(server->connections(), 1u);
+   EXPECT_EQ(roundTrip("show\n"),
+             "error: earlier replies are still waiting to be read; try again\n");
    // The reply is larger than the socket buffers: the server sends it in pieces as the
    // client drains the socket, on its resend wake-ups.
    for (int i = 0; i < 20000 && !client.closed(); ++i) {
@@ -280,6 +284,7 @@ TEST_F(ControlServerTest, LargeReplyIsSentAsTheClientTakesIt) {
    EXPECT_EQ(client.reply().size(), expected.size());
    EXPECT_TRUE(client.reply() == expected);
    EXPECT_EQ(server->connections(), 0u);
+   EXPECT_EQ(roundTrip("show\n"), "ok\n" + sw.show("summary"));
 }
 
 TEST_F(ControlServerTest, SocketAnotherServerListensOnIsLeftAlone) {
@@ -312,6 +317,26 @@ TEST_F(ControlServerTest, FileThatIsNotASocketIsRefused) {
    std::getline(in, content);
    EXPECT_EQ(content, "precious");
    EXPECT_TRUE(manager.fdReactors().empty());
+}
+
+// Where another user could put a socket of their own, the server does not listen; a missing
+// directory is made for its user alone.
+TEST_F(ControlServerTest, DirectoryOthersMayWriteIsRefusedAndAMissingOneMadePrivate) {
+   ::chmod(dir.c_str(), 0777);
+   try {
+      start();
+      ADD_FAILURE() << "listening in a directory anyone may write";
+   } catch (const std::runtime_error& e) {
+      EXPECT_EQ(std::string(e.what()), "control socket " + socketPath + ": " + dir.string() +
+                                           " is writable by other users");
+   }
+   ::chmod(dir.c_str(), 0700);
+   socketPath = (dir / "private" / "control.sock").string();
+   start();
+   struct stat st {};
+   ASSERT_EQ(::stat((dir / "private").c_str(), &st), 0);
+   EXPECT_EQ(st.st_mode & 0777, 0700u);
+   EXPECT_EQ(roundTrip("show\n"), "ok\n" + sw.show("summary"));
 }
 
 TEST_F(ControlServerTest, DestructorRemovesTheSocketFileAndItsReactors) {
