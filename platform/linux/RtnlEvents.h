@@ -64,8 +64,9 @@ struct Ack {
 
 using RtnlEvent = std::variant<LinkEvent, NeighEvent, DumpDone, Ack>;
 
-// Decodes a buffer of netlink messages as read from the socket. Messages of other types or
-// families, and malformed ones, are skipped; `skipped` counts them when given.
+// Decodes a buffer of netlink messages as read from the socket, which aligns it for the
+// message headers (4 bytes). Messages of other types or families, and malformed ones, are
+// skipped; `skipped` counts them when given.
 std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
                                          std::size_t* skipped = nullptr);
 
