@@ -81,12 +81,13 @@ def read_oid(buf, start, end):
     return tuple(subids)
 
 
-def message(community, command, reqid, field1, field2, varbinds):
-    """A v2c message. reqid is always four octets, so that a template can be re-numbered."""
+def message(community, command, reqid, field1, field2, varbinds, version=1):
+    """A v2c message (version 0: SNMPv1). reqid is always four octets, so that a template can
+    be re-numbered."""
     body = b"".join(tlv(SEQUENCE, oid_bytes(name) + value) for name, value in varbinds)
     pdu = (tlv(INTEGER, reqid.to_bytes(4, "big")) + integer(field1) + integer(field2) +
            tlv(SEQUENCE, body))
-    return tlv(SEQUENCE, integer(1) + tlv(OCTETS, community) + tlv(command, pdu))
+    return tlv(SEQUENCE, integer(version) + tlv(OCTETS, community) + tlv(command, pdu))
 
 
 def parse_message(buf):

@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
 """Robustness runs of the plug-in inside a real snmpd, from loopback.
 
-storm: random and mutated GET, GETNEXT, GETBULK and SET PDUs mixing the module's tables,
-       while the switch learns, moves, ages and flaps links. Fails on a dead snmpd, a
-       sanitizer report, a malformed or wrong answer, a refused SET that changed the input
-       configuration, or a walk that is incomplete or not strictly increasing.
+storm: random and mutated GET, GETNEXT, GETBULK and SET PDUs (SNMPv2c and SNMPv1, SETs with
+       the write community so that they reach the tables) mixing the module's tables, while
+       the switch learns, moves, ages and flaps links, and hostile GETs and GETNEXTs that
+       name missing rows of a 100k-row forwarding table, each held to a time budget. Fails
+       on a dead snmpd, a sanitizer report, a malformed or wrong answer, a refused SET that
+       changed the input configuration, a walk that is incomplete or not strictly
+       increasing, or a hostile request over its budget.
 soak:  steady churn (learn, move, age, flush, link flaps, VLAN changes) of about 10,000
        changes a second, continuous walks and SETs; samples snmpd's RSS and fails when it
        leaves a 5 % band after warm-up or a walk does not finish.
@@ -96,12 +99,16 @@ def random_request(r):
     return command, f1, f2, [(random_name(r), tlv(NULL, b"")) for _ in range(count)]
 
 
-def check_answer(request, answer):
-    """Raises Malformed unless `answer` answers `request` by the protocol's rules."""
+def check_answer(request, answer, v1=False):
+    """Raises Malformed unless `answer` answers `request` by the protocol's rules (SNMPv1's:
+    errors up to genErr, and no exception values)."""
     command, f1, f2, asked = request
     got_command, _, errstat, errindex, got = answer
-    if got_command != RESPONSE or not 0 <= errstat <= 18 or not 0 <= errindex <= len(asked):
+    if got_command != RESPONSE or not 0 <= errstat <= (5 if v1 else 18) or \
+            not 0 <= errindex <= len(asked):
         raise Malformed("bad response header")
+    if v1 and any(g[1] in (NO_SUCH_OBJECT, NO_SUCH_INSTANCE, END_OF_MIB_VIEW) for g in got):
+        raise Malformed("an exception value in an SNMPv1 answer")
     if errstat == TOO_BIG:
         return
     names = [name for name, _ in asked]
@@ -220,6 +227,10 @@ class Run:
 
     def __init__(self):
         self.lock = threading.Lock()
+        # Held by whoever may change the switch's configuration with a SET, from before it
+        # is sent until its answer is in: the set lane compares the configuration around
+        # each of its SETs.
+        self.config_lock = threading.Lock()
         self.counts = {}
         self.failure = None
         self.stop = threading.Event()
@@ -279,20 +290,22 @@ def set_lane(run, port, switch, seed, check_config):
         s.connect(("127.0.0.1", port))
         while not run.stop.is_set():
             request = (SET, 0, 0, [random_set_value(rng) for _ in range(rng.randrange(1, 5))])
-            before = switch.input_config() if check_config else None
             reqid = rng.randrange(1 << 24, 1 << 31)
-            try:
-                answer = parse_message(exchange(s, message(b"private", SET, reqid, 0, 0,
-                                                           request[3])))
-                check_answer(request, answer)
-            except (socket.timeout, Malformed) as e:
-                return run.fail("SET %r: %r" % (request[3], e))
+            with run.config_lock:
+                before = switch.input_config() if check_config else None
+                try:
+                    answer = parse_message(exchange(s, message(b"private", SET, reqid, 0, 0,
+                                                               request[3])))
+                    check_answer(request, answer)
+                except (socket.timeout, Malformed) as e:
+                    return run.fail("SET %r: %r" % (request[3], e))
+                changed = check_config and answer[2] != 0 and switch.input_config() != before
             run.count("set lane SETs")
             if answer[2] == 0:
                 run.count("accepted SETs")
             else:
                 run.count("refused SETs")
-                if check_config and switch.input_config() != before:
+                if changed:
                     return run.fail("refused SET %r changed the configuration" % (request[3],))
 
 
@@ -338,19 +351,43 @@ def churn_lane(run, switch, seed, soak):
 
 
 def request_lane(run, port, seed, pdus, window=64):
-    """Random requests (every answer checked) and mutated ones (any answer well-formed)."""
+    """Random requests (every answer checked) and mutated ones (any answer well-formed), in
+    SNMPv2c and SNMPv1. GETs go many at a time; SETs, with the write community so that they
+    reach the tables, one at a time under the configuration lock."""
     rng = random.Random(seed)
     templates = []
     for _ in range(4000):
         request = random_request(rng)
-        # Every PDU of this lane, SETs too, goes with the read community: net-snmp refuses
-        # its SETs before the tables see them. A SET that the tables might take would change
-        # the configuration under the set lane's before-and-after comparison; SETs that reach
-        # the tables go one at a time in the set lane.
-        community = b"public"
-        data = bytearray(message(community, request[0], 1 << 24, request[1], request[2],
-                                 request[3]))
-        templates.append((request, data, data.index(b"\x02\x04\x01\x00\x00\x00") + 2))
+        version = 0 if request[0] != GETBULK and rng.random() < 0.15 else 1
+        data = bytearray(message(b"public", request[0], 1 << 24, request[1], request[2],
+                                 request[3], version))
+        # A SET as it is sent unmutated: with the write community, so that it reaches the
+        # tables. Mutated PDUs keep the read community: one that a mutation left a valid SET
+        # must not change the configuration outside the lock.
+        writable = message(b"private", request[0], 1 << 24, request[1], request[2], request[3],
+                           version) if request[0] == SET else None
+        templates.append((request, data, data.index(b"\x02\x04\x01\x00\x00\x00") + 2,
+                          version == 0, writable))
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as setter:
+        setter.connect(("127.0.0.1", port))
+        _request_lane(run, port, rng, templates, setter, pdus, window)
+
+
+def set_through_lock(run, setter, request, data, v1):
+    """Sends one SET and waits for its answer, holding the configuration lock."""
+    with run.config_lock:
+        try:
+            answer = parse_message(exchange(setter, bytes(data), timeout=10.0))
+            check_answer(request, answer, v1)
+        except (socket.timeout, Malformed) as e:
+            run.fail("SET %r: %r" % (request[3], e))
+            return False
+    run.count("answers checked")
+    run.count("accepted SETs" if answer[2] == 0 else "refused SETs")
+    return True
+
+
+def _request_lane(run, port, rng, templates, setter, pdus, window):
     sockets = []
     for _ in range(2):
         s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
@@ -366,18 +403,24 @@ def request_lane(run, port, seed, pdus, window=64):
     last_answer = time.monotonic()
     while not run.stop.is_set() and sent < pdus:
         while len(pending) < window and sent < pdus:
-            request, data, at = rng.choice(templates)
-            if rng.random() < 0.2:
+            request, data, at, v1, writable = rng.choice(templates)
+            mutate = rng.random() < 0.2
+            if mutate:
                 data = bytearray(data)
                 for _ in range(rng.randrange(1, 4)):
                     data[rng.randrange(len(data))] = rng.randrange(256)
-                mutated.send(data)
                 run.count("mutated PDUs")
+            if writable and not mutate:
+                if not set_through_lock(run, setter, request, writable, v1):
+                    return
+            elif mutate:
+                mutated.send(data)
             else:
                 next_id = next_id + 1 if next_id < (1 << 31) - 1 else 1 << 24
                 data[at:at + 4] = next_id.to_bytes(4, "big")
                 checked.send(data)
-                pending[next_id] = (request, time.monotonic())
+                pending[next_id] = (request, v1, time.monotonic())
+            run.count("SNMPv1 PDUs" if v1 else "SNMPv2c PDUs")
             sent += 1
         for key, _ in selector.select(0.5):
             while True:
@@ -389,22 +432,58 @@ def request_lane(run, port, seed, pdus, window=64):
                 try:
                     answer = parse_message(datagram)
                     if key.fileobj is checked:
-                        request, _ = pending.pop(answer[1])
-                        check_answer(request, answer)
+                        request, v1, _ = pending.pop(answer[1])
+                        check_answer(request, answer, v1)
                         run.count("answers checked")
-                        if request[0] == SET and answer[2] == 0:
-                            run.count("accepted SETs")
                     else:
                         run.count("mutated answers")
                 except (Malformed, KeyError) as e:
                     return run.fail("answer %r: %r" % (bytes(datagram[:64]), e))
         now = time.monotonic()
-        for reqid in [k for k, (_, t) in pending.items() if now - t > 10]:
+        for reqid in [k for k, (_, _, t) in pending.items() if now - t > 10]:
             del pending[reqid]
             run.count("unanswered")
         if now - last_answer > 20:
             return run.fail("no answer for 20 s")
     run.count("request lane PDUs", sent)
+
+
+def hostile_lane(run, port, switch, seed, budget):
+    """After a burst of 100,000 hosts: GETs and GETNEXTs of 60 varbinds naming rows of the
+    forwarding tables that do not exist (between rows, short, over-long, out of range), each
+    answered within `budget` seconds."""
+    rng = random.Random(seed)
+    try:
+        switch.run("burst 100000 8 seed %d" % seed)
+    except OSError as e:
+        return run.fail("control socket: %r" % e)
+    columns = [(1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 2, 1, 2, 1), (1, 3, 6, 1, 2, 1, 17, 4, 3, 1, 2),
+               (1, 3, 6, 1, 4, 1, 32473, 3, 2, 1, 1, 2, 0, 1)]
+    suffixes = [lambda: MAC_INDEX(rng), lambda: MAC_INDEX(rng)[:rng.randrange(6)],
+                lambda: MAC_INDEX(rng) + (rng.randrange(9),),
+                lambda: (rng.randrange(256), 2**32 - 1, 300, 0)]
+    worst = 0.0
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.connect(("127.0.0.1", port))
+        while not run.stop.is_set():
+            names = [rng.choice(columns) + rng.choice(suffixes)() for _ in range(60)]
+            command = rng.choice([GET, GETNEXT])
+            request = (command, 0, 0, [(name, tlv(NULL, b"")) for name in names])
+            started = time.monotonic()
+            try:
+                answer = parse_message(exchange(s, message(b"public", command,
+                                                           rng.randrange(1 << 24, 1 << 31), 0,
+                                                           0, request[3])))
+                check_answer(request, answer)
+            except (socket.timeout, Malformed) as e:
+                return run.fail("hostile request: %r" % e)
+            took = time.monotonic() - started
+            worst = max(worst, took)
+            run.count("hostile PDUs")
+            run.counts["hostile worst ms"] = int(worst * 1000)
+            if took > budget:
+                return run.fail("a hostile %s of 60 varbinds took %.3f s (budget %.3f s)" %
+                                ("GET" if command == GET else "GETNEXT", took, budget))
 
 
 # ---- the runs ---------------------------------------------------------------------------
@@ -452,6 +531,8 @@ def storm(args, workdir):
     start_lanes(run, args, snmpd, switch, soak=False)
     requests = threading.Thread(target=request_lane, args=(run, args.port, 14, args.pdus))
     requests.start()
+    threading.Thread(target=hostile_lane, args=(run, args.port, switch, 15, args.budget),
+                     daemon=True).start()
     started = time.monotonic()
     watch(run, snmpd, lambda: not requests.is_alive())
     seconds = time.monotonic() - started
@@ -511,6 +592,8 @@ def main():
     parser.add_argument("--preload", default="", help="sanitizer runtime for LD_PRELOAD")
     parser.add_argument("--port", type=int, default=0, help="UDP port (default: a free one)")
     parser.add_argument("--pdus", type=int, default=1000000, help="storm: PDUs to send")
+    parser.add_argument("--budget", type=float, default=0.5,
+                        help="storm: seconds a hostile request of 60 varbinds may take")
     parser.add_argument("--duration", type=seconds, default=600, help="soak: 600, 10m, 1h")
     parser.add_argument("--warmup", type=seconds, default=None,
                         help="soak: time not judged (default a fifth, at most 5m)")
