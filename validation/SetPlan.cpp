@@ -213,7 +213,7 @@ std::optional<SetPlan> SetPlan::make(const SetBindings& bindings, BindingFault* 
          return std::nullopt;
       }
       if (planner.askOf(row) || !sameSwitchport(start, port)) {
-         plan.ports_.push_back({*it, start, port});
+         plan.ports_.push_back({*it, port});
       }
       after.emplace(&row, port);
    }

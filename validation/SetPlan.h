@@ -25,7 +25,6 @@ class SetPlan {
  public:
    struct PortChange {
       Dot1dBasePortEntry::PtrConst row;
-      Switchport before;
       Switchport after;
    };
 
