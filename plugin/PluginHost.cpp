@@ -34,8 +34,11 @@ std::string trimmed(const char* line) {
 }  // namespace
 
 PluginHost& PluginHost::instance() {
-   static PluginHost host;
-   return host;
+   // Never destroyed: snmpd's deinit unloads it. A daemonizing snmpd forks after loading us
+   // and its parent leaves through exit(); destroying the host there would take the control
+   // socket's file away from the child that goes on serving it.
+   static PluginHost* const host = new PluginHost();
+   return *host;
 }
 
 void PluginHost::load() {
