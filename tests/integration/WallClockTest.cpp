@@ -31,20 +31,6 @@ class WallClockTest : public BothFormsTest {
    // How far the agent's wall clock is from the real one, "+3600" or "-3600".
    void wallClockIs(const std::string& offset) { std::ofstream(offsetFile_) << offset << "\n"; }
 
-   // The TimeTicks `read` gives for a change `change` makes, and sysUpTime around it.
-   struct Stamped {
-      std::int64_t before, stamp, after;
-   };
-   template <class Change>
-   Stamped stamped(Change&& change, const Oid& read) {
-      Stamped s{};
-      s.before = snmpd().get(sysUpTime).integer;
-      change();
-      s.after = snmpd().get(sysUpTime).integer;
-      s.stamp = snmpd().get(read).integer;
-      return s;
-   }
-
    std::string offsetFile_ = (std::filesystem::temp_directory_path() /
                               ("bridgesnmp-wallclock-" + std::to_string(::getpid())))
                                  .string();
@@ -59,8 +45,7 @@ TEST_P(WallClockTest, StampsAndAgeingFollowTheMonotonicClock) {
    options.extraEnvironment = {{"LD_PRELOAD", libfaketime},
                                {"FAKETIME_TIMESTAMP_FILE", offsetFile_},
                                {"FAKETIME_NO_CACHE", "1"},
-                               {"FAKETIME_DONT_FAKE_MONOTONIC", "1"},
-                               {"DONT_FAKE_MONOTONIC", "1"}};
+                               {"FAKETIME_DONT_FAKE_MONOTONIC", "1"}};
    startAgent(Topology()
                   .ports("Ethernet1-3", 1)
                   .vlan(10, "ten")
@@ -74,24 +59,24 @@ TEST_P(WallClockTest, StampsAndAgeingFollowTheMonotonicClock) {
    for (const std::string offset : {"+3600", "-3600"}) {
       SCOPED_TRACE("wall clock " + offset + " s");
       wallClockIs(offset);
-      const Stamped link = stamped(
-          [&] {
-             ok({"link", "Ethernet3", offset[0] == '+' ? "down" : "up"});
-          },
-          ethernet3);
-      EXPECT_GE(link.stamp, link.before);
-      EXPECT_LE(link.stamp, link.after);
-      const Stamped move = stamped(
-          [&] {
-             ok({"move", "10", host, offset[0] == '+' ? "Ethernet2" : "Ethernet1"});
-          },
-          lastMove + macIndex(host));
-      EXPECT_GE(move.stamp, move.before);
-      EXPECT_LE(move.stamp, move.after);
+      const bool forward = offset[0] == '+';
+      // Each change is stamped between the reads of sysUpTime around it.
+      for (const auto& [change, stamp] :
+           {std::pair(std::vector<std::string>{"link", "Ethernet3", forward ? "down" : "up"},
+                      ethernet3),
+            std::pair(
+                std::vector<std::string>{"move", "10", host, forward ? "Ethernet2" : "Ethernet1"},
+                lastMove + macIndex(host))}) {
+         const std::int64_t before = snmpd().get(sysUpTime).integer;
+         ok(change);
+         const std::int64_t after = snmpd().get(sysUpTime).integer;
+         const std::int64_t stamped = snmpd().get(stamp).integer;
+         EXPECT_GE(stamped, before) << change.front();
+         EXPECT_LE(stamped, after) << change.front();
+      }
    }
    // An hour's step ages out nothing that was learned a moment ago (ageing: 300 s).
    EXPECT_EQ(snmpd().walk(fdbPort).size(), 20u);
-   EXPECT_NE(ok({"show", "summary"}).find("20 learned hosts"), std::string::npos);
 }
 
 SWITCH_AGENT_FORMS(WallClockTest);
