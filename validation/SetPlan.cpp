@@ -29,6 +29,14 @@ QBridgeMib* mibOf(const SetBindings& b) {
    return b.untagged.empty() ? nullptr : b.untagged.front().first->parent();
 }
 
+// The column of a request's first binding, in column order.
+BindingColumn firstColumn(const SetBindings& b) {
+   return !b.pvid.empty()     ? BindingColumn::pvid
+          : !b.aft.empty()    ? BindingColumn::aft
+          : !b.egress.empty() ? BindingColumn::egress
+                              : BindingColumn::untagged;
+}
+
 bool refused(BindingFault* out, BindingColumn column, std::size_t position) {
    if (out) {
       *out = {column, position};
@@ -220,7 +228,19 @@ std::optional<SetPlan> SetPlan::make(const SetBindings& bindings, BindingFault* 
    if (!untaggedReadsBack(bindings, mib, after, fault)) {
       return std::nullopt;
    }
+   const Kel::String8& refusal = mib.config()->vlanChangeRefusal();
+   if (!refusal.empty() && plan.changes()) {
+      SET_TRACE(3, "VLAN changes cannot be applied now: " << refusal);
+      refused(fault, firstColumn(bindings), 0);
+      return std::nullopt;
+   }
    return plan;
+}
+
+bool SetPlan::changes() const {
+   return !created_.empty() || std::any_of(ports_.begin(), ports_.end(), [&](const PortChange& c) {
+      return !sameSwitchport(c.after, startingSwitchport(*mib_, c.row->intf()));
+   });
 }
 
 void SetPlan::apply() const {

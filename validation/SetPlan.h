@@ -29,9 +29,10 @@ class SetPlan {
    };
 
    // Works out what the request leaves and checks it: a trunk's native VLAN exists and is
-   // one the trunk carries, a port keeps a VLAN, and every untagged binding reads back as
-   // written. Returns nothing when that fails, after tracing why (level 3) and naming the
-   // binding at fault. Call after validateVlansAndPorts has passed the same bindings.
+   // one the trunk carries, a port keeps a VLAN, every untagged binding reads back as
+   // written, and a change is one the platform applies now (Config::vlanChangeRefusal). Returns
+   // nothing when that fails, after tracing why (level 3) and naming the binding at fault. Call
+   // after validateVlansAndPorts has passed the same bindings.
    static std::optional<SetPlan> make(const SetBindings& bindings, BindingFault* fault);
 
    // Writes the input configuration, each changed switchport once and the VLANs to create
@@ -39,6 +40,8 @@ class SetPlan {
    void apply() const;
 
    const std::vector<PortChange>& ports() const { return ports_; }
+   // Whether applying it changes the input configuration at all.
+   bool changes() const;
    const std::vector<Bridging::VlanId>& createdVlans() const { return created_; }
 
  private:

@@ -85,6 +85,9 @@ class Config : public Kel::Entity {
    ATTRIBUTE(bridgeMacAddr, BridgeMacAddr, Velnet::EthAddr, Velnet::EthAddr())    \
    /* seconds a learned host lives without being seen; 0 disables aging */        \
    ATTRIBUTE(hostAgingTime, HostAgingTime, double, 300.0)                         \
+   /* why VLAN settings written to the input would not be applied now; empty when \
+      they would */                                                               \
+   ATTRIBUTE(vlanChangeRefusal, VlanChangeRefusal, Kel::String8, "")              \
    COLLECTION(vlanConfig, VlanConfig, VlanConfigMap)                              \
    COLLECTION(switchIntfConfig, SwitchIntfConfig, SwitchIntfConfigMap)            \
    COLLECTION(fdbConfig, FdbConfig, FdbConfigMap)

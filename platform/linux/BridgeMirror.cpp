@@ -82,6 +82,13 @@ std::vector<Bridging::HostKey> BridgeMirror::resyncTo(KernelBridge fresh) {
 void BridgeMirror::publishBridge() {
    e_.config->bridgeMacAddrIs(bridge_.exists() ? bridge_.address() : Velnet::EthAddr());
    e_.config->hostAgingTimeIs(bridge_.ageingCentis() / 100.0);
+   // The VLAN writer applies nothing to a bridge that does not filter VLANs: a SET learns
+   // it before it is answered.
+   e_.config->vlanChangeRefusalIs(!bridge_.exists() ? "bridge " + bridge_.name() + " does not exist"
+                                  : bridge_.vlanFiltering()
+                                      ? std::string()
+                                      : "bridge " + bridge_.name() +
+                                            " has no VLAN filtering (vlan_filtering 0)");
 }
 
 void BridgeMirror::publishPorts() {
