@@ -114,6 +114,45 @@ class LinuxBridgeTest : public ::testing::Test {
    std::vector<std::string> created_;
 };
 
+// A bridge that filters VLANs, as the switches that run Linux do (where this machine's kernel
+// cannot, `ctest -L kernel` runs it under user-mode Linux): a PVID SET moves an access port
+// in the kernel and touches no other port; a refused SET leaves the kernel as it was.
+TEST_F(LinuxBridgeTest, VlanSetsReachAFilteringBridge) {
+   if (!runCommand({"ip", "link", "set", "br0", "type", "bridge", "vlan_filtering", "1"})
+            .succeeded()) {
+      GTEST_SKIP() << "no bridge VLAN filtering in this kernel; ctest -L kernel runs this under "
+                      "user-mode Linux";
+   }
+   addPort(1);
+   addPort(2);
+   for (const char* line :
+        {"bridge vlan add dev br0 vid 10 self", "bridge vlan add dev br0 vid 20 self",
+         "bridge vlan del dev p1 vid 1", "bridge vlan add dev p1 vid 10 pvid untagged",
+         "bridge vlan add dev p2 vid 10", "bridge vlan add dev p2 vid 20"}) {
+      run(line);
+   }
+   const auto vlans = [](const std::string& dev) {
+      return runCommand({"bridge", "-j", "vlan", "show", "dev", dev}).out;
+   };
+   startAgent();
+   const Oid pvid = "1.3.6.1.2.1.17.7.1.4.5.1.1";
+   ASSERT_TRUE(answers(pvid.child(1), AsnType::Gauge32, 10));
+   const std::string p1 = vlans("p1"), p2 = vlans("p2");
+
+   EXPECT_EQ(agent_->set({{pvid.child(2), 'u', 30}}).errstat, ErrStat::InconsistentValue)
+       << "no VLAN 30";
+   EXPECT_EQ(vlans("p1") + vlans("p2"), p1 + p2);
+
+   ASSERT_TRUE(agent_->set({{pvid.child(1), 'u', 20}}).ok());
+   EXPECT_TRUE(eventually([&] {
+      return vlans("p1") ==
+             R"([{"ifname":"p1","vlans":[{"vlan":20,"flags":["PVID","Egress Untagged"]}]}])"
+             "\n";
+   })) << vlans("p1");
+   EXPECT_EQ(vlans("p2"), p2) << "a port the request did not name";
+   EXPECT_TRUE(answers(pvid.child(1), AsnType::Gauge32, 20));
+}
+
 TEST_F(LinuxBridgeTest, PortsComeAndGoKeepingTheirNumbers) {
    for (int n = 1; n <= 3; ++n) {
       addPort(n);
