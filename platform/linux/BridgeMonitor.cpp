@@ -49,8 +49,18 @@ void BridgeMonitor::resync() {
    if (events_ && !resyncing()) {
       manager_.fdReactorDel(events_->fd());
    }
-   // A new socket: whatever the old one had queued happened before the dump and shows in it.
-   events_ = std::make_unique<RtnlSocket>(RtnlSocket::Role::events);
+   if (events_) {
+      // Kept, not replaced: once snmpd has dropped its privileges a new socket gets only the
+      // buffer an ordinary user may ask for. What it has queued happened before the dump
+      // and shows in it.
+      events_->drain();
+   } else {
+      events_ = std::make_unique<RtnlSocket>(RtnlSocket::Role::events);
+   }
+   KEL_TRACE(linuxTrace, 1,
+             "resynchronising bridge " << mirror_.bridge().name() << " with "
+                                       << events_->receiveBufferBytes()
+                                       << " bytes of notification buffer");
    fresh_ = std::make_unique<KernelBridge>(mirror_.bridge().name());
    dumpStep_ = 0;
    if (!sendDumpRequest()) {

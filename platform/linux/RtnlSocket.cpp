@@ -70,6 +70,28 @@ long RtnlSocket::receive(std::vector<std::uint8_t>& buffer) {
    return n;
 }
 
+std::size_t RtnlSocket::drain() {
+   const std::size_t most = 2 * static_cast<std::size_t>(receiveBufferBytes());
+   std::vector<std::uint8_t> buffer;
+   std::size_t dropped = 0;
+   while (dropped < most) {
+      const long n = receive(buffer);
+      if (n > 0) {
+         dropped += static_cast<std::size_t>(n);
+      } else if (n != -ENOBUFS && n != -EINTR) {
+         break;  // empty (EAGAIN), or an error the next read reports again
+      }
+   }
+   return dropped;
+}
+
+int RtnlSocket::receiveBufferBytes() const {
+   int bytes = 0;
+   socklen_t length = sizeof bytes;
+   ::getsockopt(mnl_socket_get_fd(socket_), SOL_SOCKET, SO_RCVBUF, &bytes, &length);
+   return bytes;
+}
+
 int RtnlSocket::send(const RtnlMessage& message) {
    return mnl_socket_sendto(socket_, message.data(), message.size()) < 0 ? -errno : 0;
 }

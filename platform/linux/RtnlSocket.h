@@ -30,6 +30,11 @@ class RtnlSocket {
    // One datagram into `buffer` (resized to what arrived): its length, or -errno (-EAGAIN
    // when nothing is queued, -ENOBUFS when the kernel dropped notifications).
    long receive(std::vector<std::uint8_t>& buffer);
+   // Reads and drops what is queued, up to twice the receive buffer (notifications keep
+   // coming); returns the bytes dropped.
+   std::size_t drain();
+   // The receive buffer the kernel gave the socket, in bytes.
+   int receiveBufferBytes() const;
    // Sends a message: 0, or -errno.
    int send(const RtnlMessage& message);
    // Sends an acknowledged request: 0, or the kernel's negative errno.

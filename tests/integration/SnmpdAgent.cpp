@@ -135,9 +135,12 @@ bool SnmpdAgent::launch() {
    environment["SNMP_PERSISTENT_DIR"] = dir_.string();
    environment["MIBS"] = "";  // loading MIB files only costs start-up time
    const int output = open((dir_ / "snmpd.out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-   pid_ = spawn({BRIDGESNMP_SNMPD_PATH, "-f", "-C", "-c", (dir_ / "snmpd.conf").string(), "-Lf",
-                 (dir_ / "snmpd.log").string(), address()},
-                environment, output, output);
+   std::vector<std::string> argv = {
+       BRIDGESNMP_SNMPD_PATH,        "-f", "-C", "-c", (dir_ / "snmpd.conf").string(), "-Lf",
+       (dir_ / "snmpd.log").string()};
+   argv.insert(argv.end(), options_.extraArguments.begin(), options_.extraArguments.end());
+   argv.push_back(address());
+   pid_ = spawn(argv, environment, output, output);
    close(output);
    SnmpClient probe(address(), "public", 100, 0);
    const auto deadline = Clock::now() + options_.startTimeout;

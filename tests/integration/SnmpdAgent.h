@@ -52,6 +52,8 @@ struct SnmpdOptions {
    std::vector<std::string> extraConfig;
    // Set in snmpd's environment.
    std::map<std::string, std::string> extraEnvironment;
+   // More of snmpd's options ("-u", "nobody").
+   std::vector<std::string> extraArguments = {};
    // How long snmpd may take to answer its first request.
    std::chrono::seconds startTimeout{10};
    // Whether snmpd loads the plug-in; a master without it serves the MIB units only through
