@@ -61,11 +61,8 @@ void BridgeMonitor::resync() {
              "resynchronising bridge " << mirror_.bridge().name() << " with "
                                        << events_->receiveBufferBytes()
                                        << " bytes of notification buffer");
-   fresh_ = std::make_unique<KernelBridge>(mirror_.bridge().name());
-   dumpStep_ = 0;
-   if (!sendDumpRequest()) {
-      finishResync(false);
-   }
+   dumpAttempts_ = 0;
+   startDump();
 }
 
 bool BridgeMonitor::sendDumpRequest() {
@@ -131,32 +128,115 @@ void BridgeMonitor::readDump(double start) {
          return;
       }
       if (n < 0) {
-         KEL_TRACE(linuxTrace, 0, "reading a dump: " << std::strerror(static_cast<int>(-n)));
-         finishResync(false);
+         dumpFailed(std::string("reading it: ") + std::strerror(static_cast<int>(-n)), false);
          return;
       }
-      for (const auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
+      for (const auto& event :
+           parseRtnlMessages(buffer.data(), buffer.size(), nullptr, &dumpInterrupted_)) {
          if (const auto* link = std::get_if<LinkEvent>(&event)) {
             fresh_->apply(*link);
          } else if (const auto* neigh = std::get_if<NeighEvent>(&event)) {
             fresh_->apply(*neigh);
          } else if (const auto* ack = std::get_if<Ack>(&event); ack && ack->error) {
-            KEL_TRACE(linuxTrace, 0, "dump refused: " << std::strerror(-ack->error));
-            finishResync(false);
+            dumpFailed(std::string("refused: ") + std::strerror(-ack->error), false);
             return;
          } else if (const auto* done = std::get_if<DumpDone>(&event);
                     done && done->seq == dumpSeq_) {
+            if (done->error) {
+               dumpFailed(std::string("it ended with: ") + std::strerror(-done->error), false);
+               return;
+            }
             if (++dumpStep_ == std::size(dumpRequests)) {
-               finishResync(true);
+               dumpRead();
                return;
             }
             if (!sendDumpRequest()) {
-               finishResync(false);
+               dumpFailed("its next part could not be asked for", false);
                return;
             }
          }
       }
    }
+}
+
+void BridgeMonitor::startDump() {
+   dumps_.drain();  // what is left of a dump given up
+   fresh_ = std::make_unique<KernelBridge>(mirror_.bridge().name());
+   dumpStep_ = 0;
+   dumpInterrupted_ = false;
+   if (!sendDumpRequest()) {
+      dumpFailed("it could not be asked for", false);
+   }
+}
+
+void BridgeMonitor::dumpRead() {
+   // The kernel resumes each part of its forwarding-database dump by counting entries from
+   // the head of a list: an entry deleted behind the count hides one ahead of it, and nothing
+   // says so. A dump stands for the kernel only if nothing went, and no notification was lost,
+   // while it was read.
+   bool lost = false;
+   std::vector<RtnlEvent> during = queuedEvents(lost);
+   const bool removed = std::any_of(during.begin(), during.end(), [](const RtnlEvent& event) {
+      const auto* link = std::get_if<LinkEvent>(&event);
+      const auto* neigh = std::get_if<NeighEvent>(&event);
+      return (link && link->removed) || (neigh && neigh->removed);
+   });
+   if (dumpInterrupted_ || removed || lost) {
+      dumpFailed(dumpInterrupted_ ? "the kernel's lists changed while it was read"
+                 : lost           ? "notifications were lost while it was read"
+                                  : "entries went while it was read",
+                 true);
+      if (resyncing()) {
+         return;
+      }
+   } else {
+      finishResync(true);
+   }
+   // What changed while the dump was read, on top of it; an entry already in it is only
+   // seen again.
+   for (const auto& event : during) {
+      mirror_.apply(event);
+   }
+}
+
+void BridgeMonitor::dumpFailed(const std::string& why, bool usable) {
+   if (++dumpAttempts_ < maxDumpAttempts) {
+      KEL_TRACE(linuxTrace, 1, "dumping bridge " << mirror_.bridge().name() << " again: " << why);
+      startDump();
+      return;
+   }
+   KEL_TRACE(linuxTrace, 0,
+             "dumping bridge " << mirror_.bridge().name() << " failed " << maxDumpAttempts
+                               << " times in a row (" << why << "); "
+                               << (usable ? "serving the last dump" : "serving as before"));
+   finishResync(usable);
+}
+
+std::vector<RtnlEvent> BridgeMonitor::queuedEvents(bool& lost) {
+   std::vector<RtnlEvent> events;
+   if (!events_) {
+      return events;
+   }
+   std::vector<std::uint8_t> buffer;
+   const double start = Kel::now();
+   for (;;) {
+      if (Kel::now() - start >= wakeQuantum) {
+         lost = true;  // more than a wake-up can read: too much changed to trust the dump
+         break;
+      }
+      const long n = events_->receive(buffer);
+      if (n == -ENOBUFS) {
+         lost = true;
+         continue;
+      }
+      if (n <= 0) {
+         break;
+      }
+      for (auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
+         events.push_back(std::move(event));
+      }
+   }
+   return events;
 }
 
 void BridgeMonitor::readEvents(double start) {

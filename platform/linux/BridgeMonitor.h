@@ -58,6 +58,15 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
    void readDump(double start);
    bool sendDumpRequest();
    void finishResync(bool dumped);
+   // A dump's life: asked for from its first part, read to its end, or given up and asked
+   // for again (at most maxDumpAttempts times in a row, then served as it is when `usable`).
+   void startDump();
+   void dumpRead();
+   void dumpFailed(const std::string& why, bool usable);
+   // The notifications queued on the event socket, read off it for at most a wake-up's
+   // quantum; `lost` when some were lost, or could not all be read in that time.
+   std::vector<RtnlEvent> queuedEvents(bool& lost);
+   static constexpr int maxDumpAttempts = 5;
 
    BridgeMirror& mirror_;
    Kel::ActivityManager& manager_;
@@ -68,6 +77,8 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
    std::unique_ptr<KernelBridge> fresh_;
    std::size_t dumpStep_ = 0;
    std::uint32_t dumpSeq_ = 0;
+   bool dumpInterrupted_ = false;
+   int dumpAttempts_ = 0;
    std::uint64_t notifications_ = 0;
    std::uint64_t resyncs_ = 0;
    double longestWake_ = 0.0;

@@ -222,8 +222,8 @@ bool NeighEvent::configured() const {
    return (state & (NUD_PERMANENT | NUD_NOARP)) != 0;
 }
 
-std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
-                                         std::size_t* skipped) {
+std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length, std::size_t* skipped,
+                                         bool* interrupted) {
    std::vector<RtnlEvent> events;
    std::size_t ignored = 0;
    // Each header's length is checked against what is left before the message is looked
@@ -237,6 +237,9 @@ std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
          break;
       }
       std::optional<RtnlEvent> event;
+      if (interrupted && (nlh->nlmsg_flags & NLM_F_DUMP_INTR) != 0) {
+         *interrupted = true;
+      }
       switch (nlh->nlmsg_type) {
          case RTM_NEWLINK:
          case RTM_DELLINK:
@@ -248,9 +251,14 @@ std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
             if (auto e = neighEvent(nlh))
                event = std::move(*e);
             break;
-         case NLMSG_DONE:
-            event = DumpDone{nlh->nlmsg_seq};
+         case NLMSG_DONE: {
+            DumpDone done{nlh->nlmsg_seq};
+            if (nlh->nlmsg_len >= NLMSG_LENGTH(sizeof(int))) {
+               std::memcpy(&done.error, NLMSG_DATA(nlh), sizeof(int));
+            }
+            event = done;
             break;
+         }
          case NLMSG_ERROR:
             if (auto e = ackOf(nlh))
                event = *e;

@@ -56,6 +56,7 @@ struct NeighEvent {
 // is an acknowledgement).
 struct DumpDone {
    std::uint32_t seq = 0;
+   int error = 0;  // a dump that failed part way ends with a negative errno
 };
 struct Ack {
    std::uint32_t seq = 0;
@@ -66,8 +67,10 @@ using RtnlEvent = std::variant<LinkEvent, NeighEvent, DumpDone, Ack>;
 
 // Decodes a buffer of netlink messages as read from the socket, which aligns it for the
 // message headers (4 bytes). Messages of other types or families, and malformed ones, are
-// skipped; `skipped` counts them when given.
+// skipped; `skipped` counts them when given. `interrupted`, when given, is set when a message
+// says that the kernel's lists changed while it dumped them (NLM_F_DUMP_INTR).
 std::vector<RtnlEvent> parseRtnlMessages(const void* data, std::size_t length,
-                                         std::size_t* skipped = nullptr);
+                                         std::size_t* skipped = nullptr,
+                                         bool* interrupted = nullptr);
 
 }  // namespace Linux
