@@ -3,8 +3,10 @@
 #include <cstring>
 
 #include "platform/bridging/SwitchportWatch.h"
+#include "platform/kel/Exception.h"
 #include "platform/kel/Trace.h"
 #include "platform/linux/PortVlans.h"
+#include "platform/swix/VlanIdSet.h"
 
 namespace Linux {
 namespace {
@@ -13,12 +15,13 @@ Kel::TraceHandle linuxTrace("LinuxBridge");
 
 }  // namespace
 
-// Keeps one reactor per port's input; a VLAN created or deleted may change every trunk.
+// Keeps one reactor per port's input; a VLAN created or deleted changes the trunks that allow
+// it.
 class VlanWriter::InputReactor : public Bridging::Input::Config::NotifieeConst {
  public:
    explicit InputReactor(VlanWriter& writer) : writer_(writer) { notifierIs(writer.e_.input); }
 
-   void onVlanConfig(const Bridging::VlanId&) override { writer_.vlansChanged(); }
+   void onVlanConfig(const Bridging::VlanId& vlan) override { writer_.vlanChanged(vlan); }
    void onSwitchIntfConfigkelImmediate() override {
       for (auto it = notifier()->switchIntfConfigIteratorConst(); it; ++it) {
          onSwitchIntfConfig(it.key());
@@ -64,12 +67,24 @@ void VlanWriter::portChanged(const std::string& name) {
    timeMinIs(Kel::timeAsap);
 }
 
-void VlanWriter::vlansChanged() {
+void VlanWriter::vlanChanged(Bridging::VlanId vlan) {
    if (mirror_.writingInput()) {
       return;
    }
+   // Only a trunk that allows the VLAN carries it or stops carrying it; every other port's
+   // VLANs in the kernel stay as they are.
    for (auto it = e_.input->switchIntfConfigIteratorConst(); it; ++it) {
-      if ((*it)->switchportMode() == Bridging::SwitchportMode::trunk) {
+      if ((*it)->switchportMode() != Bridging::SwitchportMode::trunk) {
+         continue;
+      }
+      SwixUtils::VlanIdSet allowed;
+      try {
+         Kel::Expect expect(Kel::ExceptionId::parse);
+         SwixUtils::computeVlanSet(allowed, (*it)->trunkAllowedVlans().view());
+      } catch (const Kel::Exception&) {
+         continue;  // not a VLAN list: the port is refused where it is written
+      }
+      if (allowed.contains(vlan)) {
          portChanged(it.key().stringValue().stdString());
       }
    }

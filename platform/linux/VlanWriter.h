@@ -38,7 +38,7 @@ class VlanWriter : public Kel::Clock::NotifieeConst {
  private:
    class InputReactor;
    void portChanged(const std::string& name);
-   void vlansChanged();
+   void vlanChanged(Bridging::VlanId vlan);
    void apply(const std::string& name);
    void refuse(const std::string& name, const std::string& reason);
 

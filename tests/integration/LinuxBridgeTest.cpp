@@ -125,6 +125,13 @@ TEST_F(LinuxBridgeTest, VlanSetsReachAFilteringBridge) {
    }
    addPort(1);
    addPort(2);
+   addPort(3);
+   // p3 a hybrid port: untagged in 1 (its PVID) and 30, tagged in 20.
+   for (const char* line :
+        {"bridge vlan add dev br0 vid 30 self", "bridge vlan add dev p3 vid 30 untagged",
+         "bridge vlan add dev p3 vid 20"}) {
+      run(line);
+   }
    for (const char* line :
         {"bridge vlan add dev br0 vid 10 self", "bridge vlan add dev br0 vid 20 self",
          "bridge vlan del dev p1 vid 1", "bridge vlan add dev p1 vid 10 pvid untagged",
@@ -137,10 +144,10 @@ TEST_F(LinuxBridgeTest, VlanSetsReachAFilteringBridge) {
    startAgent();
    const Oid pvid = "1.3.6.1.2.1.17.7.1.4.5.1.1";
    ASSERT_TRUE(answers(pvid.child(1), AsnType::Gauge32, 10));
-   const std::string p1 = vlans("p1"), p2 = vlans("p2");
+   const std::string p1 = vlans("p1"), p2 = vlans("p2"), p3 = vlans("p3");
 
-   EXPECT_EQ(agent_->set({{pvid.child(2), 'u', 30}}).errstat, ErrStat::InconsistentValue)
-       << "no VLAN 30";
+   EXPECT_EQ(agent_->set({{pvid.child(2), 'u', 40}}).errstat, ErrStat::InconsistentValue)
+       << "no VLAN 40";
    EXPECT_EQ(vlans("p1") + vlans("p2"), p1 + p2);
 
    ASSERT_TRUE(agent_->set({{pvid.child(1), 'u', 20}}).ok());
@@ -151,6 +158,10 @@ TEST_F(LinuxBridgeTest, VlanSetsReachAFilteringBridge) {
    })) << vlans("p1");
    EXPECT_EQ(vlans("p2"), p2) << "a port the request did not name";
    EXPECT_TRUE(answers(pvid.child(1), AsnType::Gauge32, 20));
+   // A PVID that makes a new VLAN, 50: no trunk allows it, so none is written again.
+   ASSERT_TRUE(agent_->set({{pvid.child(1), 'u', 50}}).ok());
+   EXPECT_TRUE(eventually([&] { return vlans("p1").find(R"("vlan":50)") != std::string::npos; }));
+   EXPECT_EQ(vlans("p2") + vlans("p3"), p2 + p3);
 }
 
 TEST_F(LinuxBridgeTest, PortsComeAndGoKeepingTheirNumbers) {
