@@ -15,6 +15,10 @@
 // After the agent headers, which it needs.
 #include <net-snmp/agent/agent_callbacks.h>
 
+// net-snmp's subagent session with its master, null while there is none (exported by its
+// agent library, declared in no installed header).
+extern "C" netsnmp_session* main_session;
+
 namespace {
 
 constexpr const char* appName = "bridgesnmp-agentx";
@@ -37,7 +41,14 @@ int onMasterSessionOpen(int, int, void* session, void*) {
       snmp_log(LOG_INFO, "%s: the master's sysUpTime matched to within %.2f ms (%zu pings)\n",
                appName, fit.width * 1e3, fit.pings);
    }
+   snmp_log(LOG_INFO, "%s: serving through the master agent\n", appName);
    return SNMPERR_SUCCESS;
+}
+
+// The master's AgentX socket as configured, for the log.
+std::string masterSocket() {
+   const char* socket = netsnmp_ds_get_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET);
+   return socket ? socket : "/var/agentx/master";
 }
 
 }  // namespace
@@ -93,7 +104,12 @@ int main(int argc, char** argv) {
    }
    std::signal(SIGTERM, requestStop);
    std::signal(SIGINT, requestStop);
-   snmp_log(LOG_INFO, "%s: serving through the master agent\n", appName);
+   // Serving is said when a session with the master opens (onMasterSessionOpen); until then,
+   // net-snmp retries every ping interval.
+   if (!main_session) {
+      snmp_log(LOG_WARNING, "%s: waiting for the master agent at %s\n", appName,
+               masterSocket().c_str());
+   }
    while (!stopRequested) {
       agent_check_and_process(1);
    }

@@ -1,6 +1,12 @@
 // bridgesnmp-agentx: the MIB units in a process of their own, serving through a master snmpd
 // over AgentX, and reconnecting when the master restarts.
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
 
 #include "SwitchAgentTest.h"
 
@@ -37,8 +43,36 @@ TEST_F(AgentxTest, SubagentServesThroughTheMasterAndComesBackAfterARestart) {
    EXPECT_TRUE(eventually(answers)) << "the subagent reconnects to the restarted master";
    EXPECT_EQ(snmpd().get(pvid9).integer, 20) << "with its state kept";
    EXPECT_TRUE(processRunning(subagent())) << "the subagent kept running";
+   std::ifstream out(snmpd().directory() / "subagent.out");
+   const std::string said(std::istreambuf_iterator<char>(out), {});
+   std::size_t serving = 0;
+   for (std::size_t at = 0;
+        (at = said.find("serving through the master agent", at)) != std::string::npos; ++at) {
+      ++serving;
+   }
+   EXPECT_EQ(serving, 2u) << "said once for each session with a master:\n" << said;
    const ExitStatus ended = stopSubagent();
    EXPECT_TRUE(ended.exited() && ended.exitCode() == 0) << "it ends cleanly on SIGTERM";
+}
+
+// Without a master, the subagent says it waits for one, and not that it serves.
+TEST(AgentxAloneTest, SubagentWithoutAMasterSaysItWaits) {
+   const std::filesystem::path output =
+       std::filesystem::temp_directory_path() / ("agentx-alone-" + std::to_string(::getpid()));
+   const pid_t subagent =
+       startProcess({BRIDGESNMP_AGENTX_PATH, "-L", "-x", "/nonexistent/agentx", "-c", "/dev/null"},
+                    {{"SNMPCONFPATH", "/nonexistent"}, {"SNMP_PERSISTENT_DIR", "/tmp"}}, output);
+   const auto said = [&] {
+      std::ifstream in(output);
+      return std::string(std::istreambuf_iterator<char>(in), {});
+   };
+   EXPECT_TRUE(eventually([&] {
+      return said().find("waiting for the master agent at /nonexistent/agentx") !=
+             std::string::npos;
+   })) << said();
+   stopProcess(subagent);
+   EXPECT_EQ(said().find("serving"), std::string::npos) << said();
+   std::filesystem::remove(output);
 }
 
 }  // namespace
