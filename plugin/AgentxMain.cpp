@@ -24,6 +24,8 @@ namespace {
 constexpr const char* appName = "bridgesnmp-agentx";
 
 volatile std::sig_atomic_t stopRequested = 0;
+// Whether init_snmp is done: the units' registrations went to the master with it.
+bool started = false;
 
 void requestStop(int) {
    stopRequested = 1;
@@ -41,7 +43,10 @@ int onMasterSessionOpen(int, int, void* session, void*) {
       snmp_log(LOG_INFO, "%s: the master's sysUpTime matched to within %.2f ms (%zu pings)\n",
                appName, fit.width * 1e3, fit.pings);
    }
-   snmp_log(LOG_INFO, "%s: serving through the master agent\n", appName);
+   // At start the units register after this, within init_snmp, which says so itself.
+   if (started) {
+      snmp_log(LOG_INFO, "%s: serving through the master agent\n", appName);
+   }
    return SNMPERR_SUCCESS;
 }
 
@@ -104,9 +109,12 @@ int main(int argc, char** argv) {
    }
    std::signal(SIGTERM, requestStop);
    std::signal(SIGINT, requestStop);
-   // Serving is said when a session with the master opens (onMasterSessionOpen); until then,
-   // net-snmp retries every ping interval.
-   if (!main_session) {
+   // Serving only with a session with the master; without one, net-snmp tries again every
+   // ping interval, and onMasterSessionOpen says when it serves.
+   started = true;
+   if (main_session) {
+      snmp_log(LOG_INFO, "%s: serving through the master agent\n", appName);
+   } else {
       snmp_log(LOG_WARNING, "%s: waiting for the master agent at %s\n", appName,
                masterSocket().c_str());
    }
