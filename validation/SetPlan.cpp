@@ -220,7 +220,9 @@ std::optional<SetPlan> SetPlan::make(const SetBindings& bindings, BindingFault* 
       if (!planner.nativeHolds(row, start, port, plan.created_, fault)) {
          return std::nullopt;
       }
-      if (planner.askOf(row) || !sameSwitchport(start, port)) {
+      const bool changed = !sameSwitchport(start, port);
+      plan.changes_ = plan.changes_ || changed;
+      if (planner.askOf(row) || changed) {
          plan.ports_.push_back({*it, port});
       }
       after.emplace(&row, port);
@@ -238,9 +240,7 @@ std::optional<SetPlan> SetPlan::make(const SetBindings& bindings, BindingFault* 
 }
 
 bool SetPlan::changes() const {
-   return !created_.empty() || std::any_of(ports_.begin(), ports_.end(), [&](const PortChange& c) {
-      return !sameSwitchport(c.after, startingSwitchport(*mib_, c.row->intf()));
-   });
+   return changes_ || !created_.empty();
 }
 
 void SetPlan::apply() const {

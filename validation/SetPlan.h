@@ -48,6 +48,7 @@ class SetPlan {
    QBridgeMib* mib_ = nullptr;
    std::vector<PortChange> ports_;
    std::vector<Bridging::VlanId> created_;
+   bool changes_ = false;  // some port's switchport differs from where it started
 };
 
 }  // namespace BridgeSnmp
