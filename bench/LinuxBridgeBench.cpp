@@ -272,6 +272,14 @@ void BM_LinuxBridgeDumpAndResync(benchmark::State& state) {
              (n + overrunCount) / (resyncCpu.user - startupCpu.user);
          state.counters["resync_kernel_cpu_s"] = resyncCpu.kernel - startupCpu.kernel;
          state.counters["longest_wake_ms"] = logged(log, R"(longest wake ([0-9.]+) ms)");
+         // The plug-in's longest pass of snmpd's loop, in time on the CPU (a loaded machine
+         // stretches a pass's wall time), and which work it was.
+         state.counters["longest_loop_pass_cpu_ms"] =
+             logged(log, R"(longest on the CPU ([0-9.]+) ms)");
+         std::smatch loop;
+         if (std::regex_search(log, loop, std::regex(R"(loop: [^\n]*)"))) {
+            state.SetLabel(loop[0]);
+         }
          state.counters["longest_fdb_slice_ms"] =
              logged(log, R"(fdb backlog: \d+ keys, \d+ slices, longest ([0-9.]+) ms)");
          run({"ip", "link", "del", "br0"});

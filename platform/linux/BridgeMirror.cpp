@@ -50,33 +50,53 @@ BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
    return change;
 }
 
-std::vector<Bridging::HostKey> BridgeMirror::resyncTo(KernelBridge fresh) {
+void BridgeMirror::resyncTo(KernelBridge fresh) {
    KernelBridge old = std::exchange(bridge_, std::move(fresh));
    publishBridge();
    publishPorts();
    publishVlans();
-   // Both maps are ordered by key: one merge pass finds every key that differs.
-   std::vector<Bridging::HostKey> changed;
-   auto a = old.hosts().begin();
-   auto b = bridge_.hosts().begin();
-   while (a != old.hosts().end() || b != bridge_.hosts().end()) {
-      if (b == bridge_.hosts().end() || (a != old.hosts().end() && a->first < b->first)) {
-         changed.push_back((a++)->first);
-      } else if (a == old.hosts().end() || b->first < a->first) {
-         changed.push_back((b++)->first);
-      } else {
-         if (!(a->second == b->second)) {
-            changed.push_back(b->first);
-         }
-         ++a;
-         ++b;
-      }
-   }
    KEL_TRACE(linuxTrace, 1,
              "resynchronised bridge " << bridge_.name() << ": " << bridge_.ports().size()
-                                      << " ports, " << bridge_.hosts().size() << " entries, "
-                                      << changed.size() << " to publish");
-   return changed;
+                                      << " ports, " << bridge_.hosts().size() << " entries");
+   replaced_.push_back(Replaced{old.releaseHosts(), std::nullopt});
+}
+
+std::size_t BridgeMirror::publishDifferences(const std::function<bool()>& more) {
+   std::size_t published = 0;
+   const auto& hosts = bridge_.hosts();
+   while (!replaced_.empty()) {
+      Replaced& replaced = replaced_.front();
+      auto& old = replaced.entries;
+      // Both maps are ordered by key: one merge pass finds every key that differs. The
+      // model may have changed since the last slice, so its place is found again by key.
+      auto a = old.begin();
+      auto b = replaced.compared ? hosts.upper_bound(*replaced.compared) : hosts.begin();
+      while (a != old.end() || b != hosts.end()) {
+         if (!more()) {
+            return published;
+         }
+         Bridging::HostKey key;
+         bool differs = true;
+         if (b == hosts.end() || (a != old.end() && a->first < b->first)) {
+            key = a->first;
+            a = old.erase(a);
+         } else if (a == old.end() || b->first < a->first) {
+            key = (b++)->first;
+         } else {
+            key = b->first;
+            differs = !(a->second == b->second);
+            a = old.erase(a);
+            ++b;
+         }
+         replaced.compared = key;
+         if (differs) {
+            publishHost(key);
+            ++published;
+         }
+      }
+      replaced_.pop_front();
+   }
+   return published;
 }
 
 void BridgeMirror::publishBridge() {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <deque>
 #include <functional>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -26,10 +28,15 @@ class BridgeMirror {
 
    // Returns what the event changed (BridgeChange::appeared: the bridge has just come).
    BridgeChange apply(const RtnlEvent& event);
-   // Replaces the model by `fresh` and publishes the bridge, its ports and VLANs; returns
-   // the forwarding entries that differ, for the caller to publish with publishHost (in
-   // slices: a resync can differ in many).
-   std::vector<Bridging::HostKey> resyncTo(KernelBridge fresh);
+   // Replaces the model by `fresh` and publishes the bridge, its ports and VLANs. The
+   // forwarding entries that differ from the replaced model are published afterwards, by
+   // publishDifferences, in slices: a resync can differ in millions.
+   void resyncTo(KernelBridge fresh);
+   // Compares replaced models with the model in key order, publishing each entry that
+   // differs, for as long as `more()` says (asked before every entry); returns the entries
+   // published. What has been compared of a replaced model is freed as it goes.
+   std::size_t publishDifferences(const std::function<bool()>& more);
+   bool differencesPending() const { return !replaced_.empty(); }
    // Brings one forwarding entry's entities in line with the model.
    void publishHost(const Bridging::HostKey& key);
 
@@ -52,8 +59,18 @@ class BridgeMirror {
    void publishVlans();
    void mirrorInputVlans(const std::set<Bridging::VlanId>& vlans);
 
+   // A model a resync replaced, with what is left of it to compare: the entries from
+   // `compared` on (every entry of `entries` lies beyond it).
+   struct Replaced {
+      KernelBridge::HostMap entries;
+      std::optional<Bridging::HostKey> compared;
+   };
+
    Bridging::PlatformEntities& e_;
    KernelBridge bridge_;
+   // Oldest first. Each is compared on its own: the entities show, for every entry not yet
+   // compared, what that model held, or what a notification has published since.
+   std::deque<Replaced> replaced_;
    std::set<Bridging::VlanId> mirroredVlans_;
    std::set<std::string> inputHeld_;
    bool writingInput_ = false;

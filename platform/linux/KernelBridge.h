@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/bridging/HostKey.h"
+#include "platform/kel/Pool.h"
 #include "platform/linux/RtnlEvents.h"
 
 namespace Linux {
@@ -37,6 +39,11 @@ struct BridgeChange {
 // every entry is in FID 1; with it, an entry's FID is its VLAN.
 class KernelBridge {
  public:
+   // Ordered by key, so that two models are compared in one pass; nodes from the pools, as a
+   // bridge may hold millions of entries (and a resync two models of them).
+   using HostMap = std::map<Bridging::HostKey, KernelHost, std::less<Bridging::HostKey>,
+                            Kel::PoolAllocator<std::pair<const Bridging::HostKey, KernelHost>>>;
+
    explicit KernelBridge(std::string name) : name_(std::move(name)) {}
 
    BridgeChange apply(const LinkEvent& event);
@@ -49,7 +56,9 @@ class KernelBridge {
    std::uint32_t ageingCentis() const { return ageingCentis_; }
    bool vlanFiltering() const { return vlanFiltering_; }
    const std::map<int, KernelPort>& ports() const { return ports_; }
-   const std::map<Bridging::HostKey, KernelHost>& hosts() const { return hosts_; }
+   const HostMap& hosts() const { return hosts_; }
+   // Hands the forwarding entries over, leaving none.
+   HostMap releaseHosts() { return std::exchange(hosts_, HostMap()); }
    const KernelPort* port(int ifindex) const;
 
  private:
@@ -62,7 +71,7 @@ class KernelBridge {
    std::uint32_t ageingCentis_ = 30000;  // the kernel's default, 300 s
    bool vlanFiltering_ = false;
    std::map<int, KernelPort> ports_;
-   std::map<Bridging::HostKey, KernelHost> hosts_;
+   HostMap hosts_;
 };
 
 }  // namespace Linux

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -71,15 +72,36 @@ long RtnlSocket::receive(std::vector<std::uint8_t>& buffer) {
 }
 
 std::size_t RtnlSocket::drain() {
-   const std::size_t most = 2 * static_cast<std::size_t>(receiveBufferBytes());
-   std::vector<std::uint8_t> buffer;
+   bool empty = false;
+   return drain(
+       2 * static_cast<std::size_t>(receiveBufferBytes()), [] { return true; }, empty);
+}
+
+std::size_t RtnlSocket::drain(std::size_t most, const std::function<bool()>& more, bool& empty) {
+   // Only the lengths matter: each datagram is truncated into a few bytes of scratch.
+   constexpr unsigned batch = 256;
+   std::array<char, 16> scratch;
+   std::array<iovec, batch> iov;
+   std::array<mmsghdr, batch> messages{};
+   for (unsigned i = 0; i < batch; ++i) {
+      iov[i] = {scratch.data(), scratch.size()};
+      messages[i].msg_hdr.msg_iov = &iov[i];
+      messages[i].msg_hdr.msg_iovlen = 1;
+   }
    std::size_t dropped = 0;
-   while (dropped < most) {
-      const long n = receive(buffer);
-      if (n > 0) {
-         dropped += static_cast<std::size_t>(n);
-      } else if (n != -ENOBUFS && n != -EINTR) {
-         break;  // empty (EAGAIN), or an error the next read reports again
+   empty = false;
+   while (dropped < most && more()) {
+      const int n = ::recvmmsg(fd(), messages.data(), batch, MSG_DONTWAIT | MSG_TRUNC, nullptr);
+      if (n < 0) {
+         if (errno == ENOBUFS || errno == EINTR) {
+            continue;
+         }
+         empty = true;  // EAGAIN, or an error the next read reports again
+         break;
+      }
+      // Fewer than asked may also mean an overrun, which the next call reports.
+      for (int i = 0; i < n; ++i) {
+         dropped += messages[i].msg_len;
       }
    }
    return dropped;

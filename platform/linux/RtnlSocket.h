@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +35,11 @@ class RtnlSocket {
    // Reads and drops what is queued, up to twice the receive buffer (notifications keep
    // coming); returns the bytes dropped.
    std::size_t drain();
+   // Reads and drops queued datagrams, many to a call, while `more()` says so (asked before
+   // each call) and until `most` bytes went; returns the bytes dropped. `empty` tells
+   // whether the queue was found empty (or a read failed with another error than ENOBUFS,
+   // which the next read reports again).
+   std::size_t drain(std::size_t most, const std::function<bool()>& more, bool& empty);
    // The receive buffer the kernel gave the socket, in bytes.
    int receiveBufferBytes() const;
    // Sends a message: 0, or -errno.

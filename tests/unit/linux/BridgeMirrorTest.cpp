@@ -248,9 +248,11 @@ TEST_F(BridgeMirrorTest, ResyncReportsOnlyDifferingEntries) {
    fresh.apply(std::get<LinkEvent>(portLink(11, "p1", 1, true, {})));
    fresh.apply(std::get<NeighEvent>(fdb(false, 11, 0, NUD_REACHABLE)));
    fresh.apply(std::get<NeighEvent>(fdb(false, 11, 0, NUD_REACHABLE, hostB)));
-   const auto changed = mirror.resyncTo(std::move(fresh));
-   ASSERT_EQ(changed.size(), 1u);
-   EXPECT_EQ(changed[0], Bridging::HostKey(Bridging::Fid(1), hostB));
+   mirror.resyncTo(std::move(fresh));
+   EXPECT_TRUE(mirror.differencesPending());
+   EXPECT_EQ(mirror.publishDifferences([] { return true; }), 1u);
+   EXPECT_FALSE(mirror.differencesPending());
+   EXPECT_NE(e.status->fdbStatus(Bridging::Fid(1))->learnedHostRecord(hostB), nullptr);
 }
 
 // A request the writer sent: its type and VLAN entries.
