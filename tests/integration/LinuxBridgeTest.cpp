@@ -116,7 +116,8 @@ class LinuxBridgeTest : public ::testing::Test {
 
 // A bridge that filters VLANs, as the switches that run Linux do (where this machine's kernel
 // cannot, `ctest -L kernel` runs it under user-mode Linux): a PVID SET moves an access port
-// in the kernel and touches no other port; a refused SET leaves the kernel as it was.
+// in the kernel before it is answered and touches no other port; a refused SET, or one the
+// kernel refuses, leaves the kernel as it was.
 TEST_F(LinuxBridgeTest, VlanSetsReachAFilteringBridge) {
    if (!runCommand({"ip", "link", "set", "br0", "type", "bridge", "vlan_filtering", "1"})
             .succeeded()) {
@@ -160,8 +161,32 @@ TEST_F(LinuxBridgeTest, VlanSetsReachAFilteringBridge) {
    EXPECT_TRUE(answers(pvid.child(1), AsnType::Gauge32, 20));
    // A PVID that makes a new VLAN, 50: no trunk allows it, so none is written again.
    ASSERT_TRUE(agent_->set({{pvid.child(1), 'u', 50}}).ok());
-   EXPECT_TRUE(eventually([&] { return vlans("p1").find(R"("vlan":50)") != std::string::npos; }));
+   EXPECT_NE(vlans("p1").find(R"("vlan":50)"), std::string::npos) << "written before the answer";
    EXPECT_EQ(vlans("p2") + vlans("p3"), p2 + p3);
+   // The trunk p2's PVID moves to 20: the hybrid p3, which allows 20 too, keeps its tagging.
+   ASSERT_TRUE(agent_->set({{pvid.child(2), 'u', 20}}).ok());
+   EXPECT_EQ(vlans("p3"), p3);
+
+   // A port untagged in a VLAN that is not its PVID drops untagged frames: no PVID, tagged
+   // frames only.
+   addPort(4);
+   run("bridge vlan del dev p4 vid 1");
+   run("bridge vlan add dev p4 vid 30 untagged");
+   EXPECT_TRUE(answers(pvid.child(4), AsnType::Gauge32, 1));
+   EXPECT_TRUE(answers("1.3.6.1.2.1.17.7.1.4.5.1.2.4", AsnType::Integer, 2));
+
+   // snmpd without the right to change the bridge (an ordinary user after start, as Debian's
+   // unit runs it): the kernel refuses, the SET answers commitFailed and nothing changed.
+   SnmpdOptions unprivileged;
+   unprivileged.extraArguments = {"-u", "nobody", "-g", "nogroup"};
+   startAgent("br0", unprivileged);
+   ASSERT_TRUE(answers(pvid.child(1), AsnType::Gauge32, 50));
+   const std::string before = vlans("p1") + vlans("p2");
+   EXPECT_EQ(agent_->set({{pvid.child(1), 'u', 10}}).errstat, ErrStat::CommitFailed);
+   EXPECT_EQ(vlans("p1") + vlans("p2"), before);
+   EXPECT_TRUE(answers(pvid.child(1), AsnType::Gauge32, 50));
+   EXPECT_NE(agent_->log().find("p1: the kernel refused adding VLANs: Operation not permitted"),
+             std::string::npos);
 }
 
 TEST_F(LinuxBridgeTest, PortsComeAndGoKeepingTheirNumbers) {
