@@ -111,6 +111,26 @@ class LinuxBridgeTest : public ::testing::Test {
       return eventually([&] { return agent_->get(oid).isException(); });
    }
 
+   // Whether the rows of FID 1 come to be the addresses the kernel has on the bridge (a
+   // kernel with VLAN filtering built in keeps a copy in VLAN 1 beside the one without one).
+   bool servesEveryLiveEntry() {
+      const auto live = [] {
+         std::istringstream fdb(runCommand({"bridge", "fdb", "show", "br", "br0"}).out);
+         std::set<std::string> addresses;
+         for (std::string line; std::getline(fdb, line);) {
+            if (line.find("master br0") != std::string::npos) {
+               addresses.insert(line.substr(0, line.find(' ')));
+            }
+         }
+         return addresses.size();
+      };
+      const bool same =
+          eventually([&] { return agent_->bulkWalk(dot1qFdbPort, 200).size() == live(); });
+      EXPECT_TRUE(same) << agent_->bulkWalk(dot1qFdbPort, 200).size() << " served, " << live()
+                        << " in the kernel";
+      return same;
+   }
+
    std::unique_ptr<SnmpdAgent> agent_;
    std::vector<std::string> created_;
 };
@@ -313,20 +333,7 @@ TEST_F(LinuxBridgeTest, EntriesDeletedDuringTheDumpHideNoLiveEntry) {
    run("bridge -batch " + agent.writeFile("p2", fdbBatch(60000, "p2", 60000)).string());
    startAgent();
    ip("link set p1 down");  // the kernel flushes p1's entries while the dump is read
-   // The addresses the kernel has on the bridge (a kernel with VLAN filtering built in keeps
-   // a copy in VLAN 1 beside the one without a VLAN).
-   const auto live = [] {
-      std::istringstream fdb(runCommand({"bridge", "fdb", "show", "br", "br0"}).out);
-      std::set<std::string> addresses;
-      for (std::string line; std::getline(fdb, line);) {
-         if (line.find("master br0") != std::string::npos) {
-            addresses.insert(line.substr(0, line.find(' ')));
-         }
-      }
-      return addresses.size();
-   };
-   EXPECT_TRUE(eventually([&] { return agent_->bulkWalk(dot1qFdbPort, 200).size() == live(); }))
-       << agent_->bulkWalk(dot1qFdbPort, 200).size() << " served, " << live() << " in the kernel";
+   EXPECT_TRUE(servesEveryLiveEntry());
 }
 
 TEST_F(LinuxBridgeTest, ABurstOfTenThousandEntriesAllArriveInBoundedSlices) {
@@ -346,16 +353,21 @@ TEST_F(LinuxBridgeTest, ABurstOfTenThousandEntriesAllArriveInBoundedSlices) {
    EXPECT_LT(std::stod(m[2]), 30.0);  // one key past 10 ms, and a shared machine's scheduling
 }
 
+// Lost notifications, and entries deleted while the resync's dump is read.
 TEST_F(LinuxBridgeTest, LostNotificationsAreMadeUpByAResync) {
    addPort(1);
+   addPort(2);
    startAgent();
+   run("bridge -batch " + agent_->writeFile("p2", fdbBatch(50000, "p2", 100000)).string());
+   EXPECT_TRUE(answers(dot1qFdbPort + macIndex("02:00:00:03:49:ef"), AsnType::Integer, 2));
    // snmpd stopped while the kernel notifies more than its socket can hold.
    ASSERT_EQ(::kill(agent_->pid(), SIGSTOP), 0);
-   run("bridge -batch " + agent_->writeFile("fdb.batch", fdbBatch(100000)).string());
+   run("bridge -batch " + agent_->writeFile("p1", fdbBatch(100000, "p1")).string());
    ASSERT_EQ(::kill(agent_->pid(), SIGCONT), 0);
+   ip("link set p2 down");  // p2's entries flushed while the resync's dump is read
    EXPECT_TRUE(answers(dot1qFdbPort + macIndex("02:00:00:02:86:9f"), AsnType::Integer, 1));
    EXPECT_NE(agent_->log().find("notifications were lost; resynchronising"), std::string::npos);
-   EXPECT_EQ(agent_->bulkWalk(dot1qFdbPort, 200).size(), 100001u);
+   EXPECT_TRUE(servesEveryLiveEntry());
 }
 
 // The kernel's VLANs of each port but the bridge's own, as "p1:10PU p4:1PU,10,20" (P: the
