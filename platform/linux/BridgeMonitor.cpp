@@ -139,7 +139,11 @@ void BridgeMonitor::step() {
 void BridgeMonitor::onReadable(int fd) {
    const double start = Kel::now();
    if (fd == dumps_.fd()) {
-      readDump(start);
+      if (fresh_) {
+         readDump(start);
+      } else {
+         dropDumpLeftovers(start);
+      }
    } else if (!resyncing()) {
       readEvents(start);
    }
@@ -151,6 +155,11 @@ void BridgeMonitor::readDump(double start) {
    while (fresh_ && Kel::now() - start < wakeQuantum) {
       const long n = dumps_.receive(buffer);
       if (wouldBlock(n)) {
+         return;
+      }
+      if (n == -EPIPE && dumps_.relayed()) {
+         relayEnded();
+         dumpFailed("its relay ended", false);
          return;
       }
       if (n < 0) {
@@ -182,6 +191,32 @@ void BridgeMonitor::readDump(double start) {
             }
          }
       }
+   }
+}
+
+void BridgeMonitor::dropDumpLeftovers(double start) {
+   // What is left of a dump given up: read, or it would wake the loop on every pass.
+   bool empty = false;
+   dumps_.drain(
+       2 * static_cast<std::size_t>(dumps_.receiveBufferBytes()),
+       [&] { return Kel::now() - start < wakeQuantum; }, empty);
+   std::vector<std::uint8_t> buffer;
+   if (dumps_.relayed() && dumps_.receive(buffer) == -EPIPE) {
+      relayEnded();
+   }
+}
+
+void BridgeMonitor::relayEnded() {
+   KEL_TRACE(linuxTrace, 0,
+             "bridge " << mirror_.bridge().name()
+                       << ": the process that read its dumps ended; snmpd reads them itself");
+   manager_.fdReactorDel(dumps_.fd());
+   dumps_.dropRelay();
+   if (!manager_.fdReactorIs(dumps_.fd(), this)) {
+      KEL_TRACE(linuxTrace, 0,
+                "bridge " << mirror_.bridge().name()
+                          << ": the loop has no room to watch its dumps; its tables stay as they "
+                             "are until snmpd restarts");
    }
 }
 

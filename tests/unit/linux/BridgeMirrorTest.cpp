@@ -10,8 +10,6 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "platform/kel/Time.h"
@@ -278,30 +276,6 @@ Sent decode(const RtnlMessage& request) {
                             (info->flags & BRIDGE_VLAN_INFO_UNTAGGED) != 0});
    }
    return sent;
-}
-
-// Dumps recorded from a kernel: br0 with ports p1 and p2, 02:00:00:00:00:01 learned on p1 and
-// 02:00:00:00:0f:01 static on p2.
-TEST_F(BridgeMirrorTest, RecordedKernelDumpsReplay) {
-   for (const char* name : {"links", "bridge-ports", "fdb"}) {
-      std::ifstream in(std::string(BRIDGESNMP_SOURCE_DIR "/tests/fuzz/corpus/rtnl/") + name,
-                       std::ios::binary);
-      const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
-      ASSERT_FALSE(bytes.empty()) << name;
-      for (const auto& event : parseRtnlMessages(bytes.data(), bytes.size())) {
-         mirror.apply(event);
-      }
-   }
-   ASSERT_EQ(e.intfStatusDir->intfStatuss(), 2u);
-   EXPECT_EQ(e.intfStatusDir->intfStatus(Velnet::IntfId("p2"))->portId(), Interface::EthPortId(2));
-   EXPECT_EQ(members(1), "p1 p2 ");
-   const auto fs = e.status->fdbStatus(Bridging::Fid(1));
-   EXPECT_EQ(fs->learnedHostRecord(Velnet::EthAddr(0x0200, 0, 1))->intf, Velnet::IntfId("p1"));
-   const auto* configured = e.config->fdbConfig(Bridging::Fid(1))
-                                ->configuredHostCollection()
-                                .find(Velnet::EthAddr(0x0200, 0, 0x0f01));
-   ASSERT_TRUE(configured);
-   EXPECT_EQ(configured->intf, Velnet::IntfId("p2"));
 }
 
 TEST_F(BridgeMirrorTest, InputWritesBecomeKernelRequestsOrAreUndone) {
