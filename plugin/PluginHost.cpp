@@ -1,5 +1,6 @@
 #include "plugin/PluginHost.h"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <array>
@@ -59,6 +60,15 @@ std::optional<Sim::SocketOwner> socketOwner() {
    return Sim::SocketOwner{static_cast<uid_t>(uid), static_cast<gid_t>(gid > 0 ? gid : -1)};
 }
 
+// The running switch outlives a reconfiguration's unload (dlclose) and load: the library must
+// stay mapped, whatever else holds it.
+void keepMapped() {
+   Dl_info self{};
+   if (::dladdr(reinterpret_cast<void*>(&keepMapped), &self) != 0 && self.dli_fname) {
+      ::dlopen(self.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+   }
+}
+
 // A line Debian's snmpd keeps in its log (-LOw: warnings and worse).
 void logWarning(const std::string& text) {
    snmp_log(LOG_WARNING, "bridgesnmp: %s\n", text.c_str());
@@ -84,6 +94,7 @@ void PluginHost::load() {
       takeDownAlarm_ = 0;
    }
    if (!started_) {
+      keepMapped();
       alignUptimeEpoch();
       previousSink_ = Kel::traceSink();
       Kel::traceSinkIs(std::make_shared<SnmpdTraceSink>());
