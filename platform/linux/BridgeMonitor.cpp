@@ -60,7 +60,17 @@ void BridgeMonitor::resync() {
                                        << events_->receiveBufferBytes()
                                        << " bytes of notification buffer");
    dumpAttempts_ = 0;
-   fresh_.reset();
+   redump();
+}
+
+void BridgeMonitor::redump() {
+   if (fresh_) {
+      discarded_.push_back(fresh_->releaseHosts());  // freed in slices: it may be large
+      fresh_.reset();
+      stepper_.timeMinIs(Kel::timeAsap);
+   }
+   // What the event socket holds happened before the next dump, and shows in it; left
+   // there, a queue too long to read at the dump's end would fail every later dump too.
    draining_ = true;
    drainLeft_ = 2 * static_cast<std::size_t>(events_->receiveBufferBytes());
    drainSlice(Kel::now());
@@ -267,7 +277,7 @@ void BridgeMonitor::dumpRead() {
 void BridgeMonitor::dumpFailed(const std::string& why, bool usable) {
    if (++dumpAttempts_ < maxDumpAttempts) {
       KEL_TRACE(linuxTrace, 1, "dumping bridge " << mirror_.bridge().name() << " again: " << why);
-      startDump();
+      redump();
       return;
    }
    KEL_TRACE(linuxTrace, 0,

@@ -63,6 +63,8 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
    // A dump's life: asked for from its first part, read to its end, or given up and asked
    // for again (at most maxDumpAttempts times in a row, then served as it is when `usable`).
    void startDump();
+   // Drops the event socket's queue, then starts a dump.
+   void redump();
    void dropDumpLeftovers(double start);
    // The relay's process is gone: the dumps are read from the kernel here from now on.
    void relayEnded();

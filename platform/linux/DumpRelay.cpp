@@ -6,7 +6,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,7 +22,6 @@ namespace {
 constexpr int peerFd = 3;  // the child's end, where the child keeps it
 constexpr std::size_t datagramBytes = 64 * 1024;
 constexpr uid_t unprivileged = 65534;  // nobody, nogroup
-constexpr int relayNice = 19;
 
 std::runtime_error failure(const char* what) {
    return std::runtime_error(std::string("dump relay: ") + what + ": " + std::strerror(errno));
@@ -63,8 +61,6 @@ void refuse(const nlmsghdr& request, int error) {
        ::bind(kernel, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
       ::_exit(1);
    }
-   // The kernel's walks are long: snmpd, which answers requests, comes first for the CPU.
-   (void)::setpriority(PRIO_PROCESS, 0, relayNice);
    if (::geteuid() == 0) {
       // Failing leaves the child as it is, which is no worse than snmpd was when it started.
       if (::setgroups(0, nullptr) == 0 && ::setgid(unprivileged) == 0) {

@@ -13,9 +13,9 @@ namespace Linux {
 // request written to it and writes back every datagram of the answers, one for one, so the
 // kernel makes the parts in the child's calls while snmpd reads finished ones from a local
 // socket. The child shares nothing with snmpd but that socket; it keeps no descriptor of
-// snmpd's, takes the default action for every signal, runs at the lowest priority (nice 19),
-// gives up root when it has it (a dump needs no privilege), and ends when snmpd closes its
-// end or ends.
+// snmpd's, takes the default action for every signal, gives up root when it has it (a dump
+// needs no privilege), and ends when snmpd closes its end or ends. It runs at snmpd's own
+// priority: a lower one starves the dumps on a busy machine.
 class DumpRelay {
  public:
    // Starts the child; raises std::runtime_error naming the failed call.
