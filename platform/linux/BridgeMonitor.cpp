@@ -63,12 +63,16 @@ void BridgeMonitor::resync() {
    redump();
 }
 
-void BridgeMonitor::redump() {
-   if (fresh_) {
+void BridgeMonitor::discardFresh() {
+   if (fresh_ && !fresh_->hosts().empty()) {
       discarded_.push_back(fresh_->releaseHosts());  // freed in slices: it may be large
-      fresh_.reset();
       stepper_.timeMinIs(Kel::timeAsap);
    }
+   fresh_.reset();
+}
+
+void BridgeMonitor::redump() {
+   discardFresh();
    // What the event socket holds happened before the next dump, and shows in it; left
    // there, a queue too long to read at the dump's end would fail every later dump too.
    draining_ = true;
@@ -113,7 +117,7 @@ void BridgeMonitor::finishResync(bool dumped) {
                              << " does not exist; its tables stay empty until it appears");
       }
    }
-   fresh_.reset();
+   discardFresh();  // a dump given up, when the model is served as before
    if (!manager_.fdReactorIs(events_->fd(), this)) {
       // Its slot went to another descriptor during the dump: the bridge's changes are seen
       // again at the next resync.
@@ -232,10 +236,7 @@ void BridgeMonitor::relayEnded() {
 
 void BridgeMonitor::startDump() {
    dumps_.drain();  // what is left of a dump given up
-   if (fresh_) {
-      discarded_.push_back(fresh_->releaseHosts());  // freed in slices: it may be large
-      stepper_.timeMinIs(Kel::timeAsap);
-   }
+   discardFresh();
    fresh_ = std::make_unique<KernelBridge>(mirror_.bridge().name());
    dumpStep_ = 0;
    dumpInterrupted_ = false;

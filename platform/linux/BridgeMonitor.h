@@ -65,6 +65,8 @@ class BridgeMonitor : public Kel::ActivityManager::FdReactor {
    void startDump();
    // Drops the event socket's queue, then starts a dump.
    void redump();
+   // Gives the dump under way up, its entries to be freed in slices.
+   void discardFresh();
    void dropDumpLeftovers(double start);
    // The relay's process is gone: the dumps are read from the kernel here from now on.
    void relayEnded();
