@@ -14,11 +14,6 @@ namespace {
 
 Kel::TraceHandle linuxTrace("LinuxBridge");
 
-bool fidHasHosts(const KernelBridge& bridge, Bridging::Fid fid) {
-   const auto it = bridge.hosts().lower_bound(Bridging::HostKey(fid, Velnet::EthAddr()));
-   return it != bridge.hosts().end() && it->first.fid() == fid;
-}
-
 }  // namespace
 
 BridgeMirror::BridgeMirror(Bridging::PlatformEntities& entities, std::string bridgeName)
@@ -30,6 +25,9 @@ BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
       change = bridge_.apply(*link);
    } else if (const auto* neigh = std::get_if<NeighEvent>(&event)) {
       change = bridge_.apply(*neigh);
+   }
+   for (const auto& key : change.withdrawn) {
+      withdrawHost(key);
    }
    for (const auto& key : change.hosts) {
       publishHost(key);
@@ -52,21 +50,34 @@ BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
 
 std::vector<Bridging::HostKey> BridgeMirror::resyncTo(KernelBridge fresh) {
    KernelBridge old = std::exchange(bridge_, std::move(fresh));
+   std::vector<Bridging::HostKey> changed;
+   if (old.vlanFiltering() != bridge_.vlanFiltering()) {
+      // Other entries are live now: every old row goes at once, every new one is published.
+      for (const auto& [key, host] : old.servedHosts()) {
+         withdrawHost(*old.servedKey(key));
+      }
+      old = KernelBridge(bridge_.name());
+   }
    publishBridge();
    publishPorts();
    publishVlans();
-   // Both maps are ordered by key: one merge pass finds every key that differs.
-   std::vector<Bridging::HostKey> changed;
-   auto a = old.hosts().begin();
-   auto b = bridge_.hosts().begin();
-   while (a != old.hosts().end() || b != bridge_.hosts().end()) {
-      if (b == bridge_.hosts().end() || (a != old.hosts().end() && a->first < b->first)) {
-         changed.push_back((a++)->first);
-      } else if (a == old.hosts().end() || b->first < a->first) {
-         changed.push_back((b++)->first);
+   // Both sides are ordered by row: one merge pass finds every row that differs.
+   const auto before = old.servedHosts();
+   const auto after = bridge_.servedHosts();
+   auto a = before.begin();
+   auto b = after.begin();
+   while (a != before.end() || b != after.end()) {
+      const auto rowA = a == before.end() ? std::nullopt : old.servedKey(a->first);
+      const auto rowB = b == after.end() ? std::nullopt : bridge_.servedKey(b->first);
+      if (!rowB || (rowA && *rowA < *rowB)) {
+         changed.push_back(*rowA);
+         ++a;
+      } else if (!rowA || *rowB < *rowA) {
+         changed.push_back(*rowB);
+         ++b;
       } else {
          if (!(a->second == b->second)) {
-            changed.push_back(b->first);
+            changed.push_back(*rowB);
          }
          ++a;
          ++b;
@@ -163,7 +174,7 @@ void BridgeMirror::publishVlans() {
       const bool isVlan = it.key().value() >= Bridging::VlanId::min &&
                           it.key().value() <= Bridging::VlanId::max &&
                           members.count(Bridging::VlanId(it.key().value()));
-      if (!isVlan && !fidHasHosts(bridge_, it.key())) {
+      if (!isVlan && !bridge_.servesFid(it.key())) {
          idleFids.push_back(it.key());
       }
    }
@@ -265,24 +276,36 @@ void BridgeMirror::mirrorInput(const std::string& name) {
    writingInput_ = restore;
 }
 
+void BridgeMirror::withdrawHost(const Bridging::HostKey& key) {
+   dropConfigured(key);
+   dropLearned(key);
+}
+
+void BridgeMirror::dropConfigured(const Bridging::HostKey& key) {
+   if (const auto fdb = e_.config->fdbConfig(key.fid())) {
+      fdb->configuredHostDel(key.address());
+      if (fdb->configuredHosts() == 0) {
+         e_.config->fdbConfigDel(key.fid());
+      }
+   }
+}
+
+void BridgeMirror::dropLearned(const Bridging::HostKey& key) {
+   if (const auto fdb = e_.status->fdbStatus(key.fid())) {
+      fdb->learnedHostDel(key.address());
+   }
+}
+
 void BridgeMirror::publishHost(const Bridging::HostKey& key) {
-   const auto found = bridge_.hosts().find(key);
-   const KernelHost* host = found == bridge_.hosts().end() ? nullptr : &found->second;
+   const KernelHost* host = bridge_.servedHost(key);
    const KernelPort* port = host ? bridge_.port(host->ifindex) : nullptr;
    const Bridging::Fid fid = key.fid();
    const auto& address = key.address();
    if (!port || !host->configured) {
-      if (const auto fdb = e_.config->fdbConfig(fid)) {
-         fdb->configuredHostDel(address);
-         if (fdb->configuredHosts() == 0) {
-            e_.config->fdbConfigDel(fid);
-         }
-      }
+      dropConfigured(key);
    }
    if (!port || host->configured) {
-      if (const auto fdb = e_.status->fdbStatus(fid)) {
-         fdb->learnedHostDel(address);
-      }
+      dropLearned(key);
    }
    if (!port) {
       return;

@@ -30,7 +30,7 @@ class BridgeMirror {
    // the forwarding entries that differ, for the caller to publish with publishHost (in
    // slices: a resync can differ in many).
    std::vector<Bridging::HostKey> resyncTo(KernelBridge fresh);
-   // Brings one forwarding entry's entities in line with the model.
+   // Brings one served row's entities in line with the model.
    void publishHost(const Bridging::HostKey& key);
 
    const KernelBridge& bridge() const { return bridge_; }
@@ -51,6 +51,10 @@ class BridgeMirror {
    void publishPorts();
    void publishVlans();
    void mirrorInputVlans(const std::set<Bridging::VlanId>& vlans);
+   // Takes a row away, move count and all, whatever the model says of it.
+   void withdrawHost(const Bridging::HostKey& key);
+   void dropConfigured(const Bridging::HostKey& key);
+   void dropLearned(const Bridging::HostKey& key);
 
    Bridging::PlatformEntities& e_;
    KernelBridge bridge_;

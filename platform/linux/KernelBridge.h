@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <ranges>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,14 @@ struct KernelPort {
    friend bool operator==(const KernelPort&, const KernelPort&) = default;
 };
 
+// A forwarding entry as the kernel keys it: an address in one VLAN, 0 meaning none. Ordered by
+// VLAN, then address, as served rows are by FID, then address.
+struct FdbKey {
+   std::uint16_t vid = 0;
+   Velnet::EthAddr address;
+   friend auto operator<=>(const FdbKey&, const FdbKey&) = default;
+};
+
 struct KernelHost {
    int ifindex = 0;
    bool configured = false;  // static or permanent, not learned
@@ -29,14 +39,25 @@ struct BridgeChange {
    bool bridge = false;  // the bridge itself, its ports or their VLANs
    bool appeared = false;
    bool vanished = false;
+   // Served rows whose entry is another one now (VLAN filtering was switched): taken away
+   // before `hosts` are published, so that no port change there reads as a move.
+   std::vector<Bridging::HostKey> withdrawn;
+   // Served rows to bring in line with the model.
    std::vector<Bridging::HostKey> hosts;
 };
 
 // One named bridge as the kernel last described it: its attributes, ports and forwarding
-// database. Events about other interfaces and bridges are ignored. Without VLAN filtering
-// every entry is in FID 1; with it, an entry's FID is its VLAN.
+// database. Events about other interfaces and bridges are ignored.
+//
+// Entries are kept as the kernel keys them, so that no two of them ever share a row. The
+// kernel looks a frame up under VLAN 0 without VLAN filtering and under the frame's VLAN with
+// it: those entries are live, and are served, in FID 1 or in their VLAN's FID. The others
+// (the VLAN copies of a static entry without filtering, the VLAN-0 copies with it, what was
+// learned before the mode changed) stay in the model, unserved, until the mode changes back.
 class KernelBridge {
  public:
+   using HostMap = std::map<FdbKey, KernelHost>;
+
    explicit KernelBridge(std::string name) : name_(std::move(name)) {}
 
    BridgeChange apply(const LinkEvent& event);
@@ -49,10 +70,19 @@ class KernelBridge {
    std::uint32_t ageingCentis() const { return ageingCentis_; }
    bool vlanFiltering() const { return vlanFiltering_; }
    const std::map<int, KernelPort>& ports() const { return ports_; }
-   const std::map<Bridging::HostKey, KernelHost>& hosts() const { return hosts_; }
+   const HostMap& hosts() const { return hosts_; }
    const KernelPort* port(int ifindex) const;
 
+   // The row an entry is served in, if it is live.
+   std::optional<Bridging::HostKey> servedKey(const FdbKey& key) const;
+   // The entry served in a row, or null.
+   const KernelHost* servedHost(const Bridging::HostKey& row) const;
+   // The live entries, in the order of their rows.
+   std::ranges::subrange<HostMap::const_iterator> servedHosts() const;
+   bool servesFid(Bridging::Fid fid) const;
+
  private:
+   void addServed(std::vector<Bridging::HostKey>& rows) const;
    void forgetPort(int ifindex, BridgeChange& change);
    void clear(BridgeChange& change);
 
@@ -62,7 +92,7 @@ class KernelBridge {
    std::uint32_t ageingCentis_ = 30000;  // the kernel's default, 300 s
    bool vlanFiltering_ = false;
    std::map<int, KernelPort> ports_;
-   std::map<Bridging::HostKey, KernelHost> hosts_;
+   HostMap hosts_;
 };
 
 }  // namespace Linux

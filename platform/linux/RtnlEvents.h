@@ -23,7 +23,7 @@ struct PortVlan {
 
 // RTM_NEWLINK / RTM_DELLINK. An AF_UNSPEC message describes the interface itself (its name,
 // state, master and, for a bridge or a bridge port, the bridge attributes); an AF_BRIDGE
-// message describes a bridge port's VLANs.
+// message describes a bridge port's VLANs, all it has (an RTM_DELLINK lists those it keeps).
 struct LinkEvent {
    bool removed = false;
    bool bridgeFamily = false;  // AF_BRIDGE
@@ -36,7 +36,7 @@ struct LinkEvent {
    std::optional<std::uint16_t> portNo;
    std::optional<std::uint32_t> ageingCentis;  // a bridge's ageing time, hundredths of a second
    std::optional<bool> vlanFiltering;
-   std::optional<std::vector<PortVlan>> vlans;  // ranges expanded
+   std::optional<std::vector<PortVlan>> vlans;  // AF_BRIDGE only; ranges expanded
 };
 
 // RTM_NEWNEIGH / RTM_DELNEIGH of family AF_BRIDGE: one forwarding-database entry.
