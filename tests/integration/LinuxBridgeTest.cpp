@@ -25,7 +25,6 @@ namespace {
 
 using namespace Harness;
 
-const Oid numPorts = "1.3.6.1.2.1.17.1.2.0";
 const Oid basePortIfIndex = "1.3.6.1.2.1.17.1.4.1.2";
 const Oid agingTime = "1.3.6.1.2.1.17.4.2.0";
 const Oid dot1qFdbPort = "1.3.6.1.2.1.17.7.1.2.2.1.2.1";  // FID 1
@@ -99,8 +98,8 @@ class LinuxBridgeTest : public ::testing::Test {
       return runCommand({"ip", "link", "set", "br0", "type", "bridge", "vlan_filtering", "1"})
           .succeeded();
    }
-   SnmpdAgent& startAgent(const std::string& bridge = "br0", SnmpdOptions options = {}) {
-      options.extraConfig.push_back("bridgesnmpPlatform linux " + bridge);
+   SnmpdAgent& startAgent(SnmpdOptions options = {}) {
+      options.extraConfig.push_back("bridgesnmpPlatform linux br0");
       options.extraConfig.push_back("bridgesnmpTrace Snmp/1,LinuxBridge/1");
       agent_ = std::make_unique<SnmpdAgent>(options);
       agent_->start();
@@ -279,8 +278,7 @@ int deleteVlanByRtmDelvlan(const std::string& port, std::uint16_t vid) {
       bridge_vlan_info vlan;
    } request{};
    request.header = {sizeof(request), RTM_DELVLAN, NLM_F_REQUEST | NLM_F_ACK, 1, 0};
-   request.vlanMsg.family = AF_BRIDGE;
-   request.vlanMsg.ifindex = if_nametoindex(port.c_str());
+   request.vlanMsg = {AF_BRIDGE, 0, 0, if_nametoindex(port.c_str())};
    request.entry = {sizeof(request) - offsetof(decltype(request), entry),
                     NLA_F_NESTED | BRIDGE_VLANDB_ENTRY};
    request.info = {sizeof(nlattr) + sizeof(bridge_vlan_info), BRIDGE_VLANDB_ENTRY_INFO};
@@ -293,9 +291,9 @@ int deleteVlanByRtmDelvlan(const std::string& port, std::uint16_t vid) {
    return asked && answer.first.nlmsg_type == NLMSG_ERROR ? answer.second.error : -EIO;
 }
 
-// Steps of one case: commands, `ethsend ...` (tools/ethsend), `rtm_delvlan <port> <vid>`, and
-// `age <mac>`: a 3 s ageing time until the kernel's VLAN-0 entry of <mac> has aged, frames
-// from <mac> on h1 keeping its VLAN copies fresh meanwhile.
+// Steps: commands, `ethsend ...`, `rtm_delvlan <port> <vid>`, `refused <port> <pvid>` (a PVID
+// SET refused without VLAN filtering, the kernel left as it was) and `age <mac>` (ageing of
+// 3 s until <mac>'s VLAN-0 entry is gone, frames from it keeping its VLAN copies fresh).
 struct ServedCase {
    const char* what;
    bool filtering;
@@ -321,8 +319,9 @@ const ServedCase servedCases[] = {
       "ip link set br0 type bridge vlan_filtering 1"}},
     {"VLAN filtering on: an entry learned without it ages beside its live VLAN 1 copy",
      false,
-     {"ethsend h1 02:00:00:00:0d:01", "ip link set br0 type bridge vlan_filtering 1",
-      "ethsend h1 02:00:00:00:0d:01", "age 02:00:00:00:0d:01"}},
+     {"ethsend h1 02:00:00:00:0d:01", "refused 1 10",
+      "ip link set br0 type bridge vlan_filtering 1", "ethsend h1 02:00:00:00:0d:01",
+      "age 02:00:00:00:0d:01"}},
     {"VLANs deleted through either interface keep the port; its link down, or a port leaving, "
      "takes its rows",
      true,
@@ -332,20 +331,23 @@ const ServedCase servedCases[] = {
       "ip link set h2 down", "ip link set p2 nomaster"}},
 };
 
-// Entries as the kernel keys them (address and VLAN, VLAN 0 for none) served by what its
-// lookups use, checked against `bridge -j` after each step. Between cases the bridge is
-// deleted and made again under snmpd.
+// Each case's steps checked against `ip -j` and `bridge -j`. The bridge is absent when snmpd
+// starts, made and deleted for each case, and served empty in between; snmpd runs as an
+// ordinary user after start, as Debian's unit runs it, and keeps its notification buffer.
 TEST_F(LinuxBridgeTest, ServedRowsAreWhatTheKernelLooksUp) {
    if (!filteringSupported()) {
       GTEST_SKIP() << noFiltering;
    }
    addPort(1);
    addPort(2);
-   startAgent();
+   ip("link del br0");
+   SnmpdOptions options;
+   options.extraArguments = {"-u", "nobody", "-g", "nogroup"};
+   startAgent(options);
+   EXPECT_TRUE(servesAsKernel());
+   EXPECT_NE(agent_->log().find("bridge br0 does not exist"), std::string::npos);
    for (const auto& c : servedCases) {
       SCOPED_TRACE(c.what);
-      ip("link del br0");
-      EXPECT_TRUE(servesAsKernel());
       // An address of its own: the kernel hands a port's own entry over to a bridge of the
       // same address, silently, when the port leaves a VLAN or changes its address.
       ip("link add br0 address 02:00:00:00:b0:00 type bridge vlan_filtering " +
@@ -362,6 +364,12 @@ TEST_F(LinuxBridgeTest, ServedRowsAreWhatTheKernelLooksUp) {
          in >> verb >> port >> vid;
          if (verb == "ethsend") {
             run(BRIDGESNMP_ETHSEND_PATH + step.substr(verb.size()));
+         } else if (verb == "refused") {
+            const Oid pvid = Oid("1.3.6.1.2.1.17.7.1.4.5.1.1").child(std::stoi(port));
+            EXPECT_EQ(agent_->set({{pvid, 'u', std::stoi(vid)}}).errstat,
+                      ErrStat::InconsistentValue);
+            EXPECT_EQ(runCommand({"bridge", "vlan", "show", "dev", "p" + port}).out.find(" " + vid),
+                      std::string::npos);
          } else if (verb == "rtm_delvlan") {
             ASSERT_EQ(deleteVlanByRtmDelvlan(port, std::stoi(vid)), 0);
          } else if (verb == "age") {
@@ -379,42 +387,16 @@ TEST_F(LinuxBridgeTest, ServedRowsAreWhatTheKernelLooksUp) {
          }
          EXPECT_TRUE(servesAsKernel());
       }
+      ip("link del br0");
+      EXPECT_TRUE(servesAsKernel());
    }
-}
-
-TEST_F(LinuxBridgeTest, VlanChangesAreRefusedWithoutVlanFiltering) {
-   addPort(1);
-   startAgent();
-   const Oid pvid = "1.3.6.1.2.1.17.7.1.4.5.1.1.1";
-   EXPECT_TRUE(answers(pvid, AsnType::Gauge32, 1));
-   // Refused before it is answered, not taken and then undone.
-   EXPECT_EQ(agent_->set({{pvid, 'u', 10}}).errstat, ErrStat::InconsistentValue);
-   EXPECT_TRUE(answers(pvid, AsnType::Gauge32, 1));
-   EXPECT_EQ(runCommand({"bridge", "vlan", "show", "dev", "p1"}).out.find(" 10"),
-             std::string::npos);
-}
-
-// snmpd runs as an ordinary user after start, as Debian's unit runs it; the resync when the
-// bridge comes keeps the notification buffer it had.
-TEST_F(LinuxBridgeTest, AnAbsentBridgeIsServedEmptyUntilItComes) {
-   ip("link del br0");
-   SnmpdOptions options;
-   options.extraArguments = {"-u", "nobody", "-g", "nogroup"};
-   startAgent("br0", options);
-   EXPECT_TRUE(answers(numPorts, AsnType::Integer, 0));
-   EXPECT_NE(agent_->log().find("bridge br0 does not exist"), std::string::npos);
-   ip("link add br0 type bridge");
-   addPort(1);
-   EXPECT_TRUE(answers(numPorts, AsnType::Integer, 1));
-   const std::regex resync("resynchronising bridge br0 with ([0-9]+) bytes");
    const std::string log = agent_->log();
-   std::vector<std::string> buffers;
-   for (auto it = std::sregex_iterator(log.begin(), log.end(), resync);
-        it != std::sregex_iterator(); ++it) {
-      buffers.push_back((*it)[1]);
+   const std::regex resync("resynchronising bridge br0 with ([0-9]+) bytes");
+   std::set<std::string> buffers;
+   for (std::sregex_iterator it(log.begin(), log.end(), resync), end; it != end; ++it) {
+      buffers.insert((*it)[1]);
    }
-   ASSERT_GE(buffers.size(), 2u) << log;
-   EXPECT_EQ(buffers.front(), buffers.back());
+   EXPECT_EQ(buffers.size(), 1u) << log;
 }
 
 // `count` dynamic entries 02:00:00:01:00:00 and up (from `first`) on port `port`.
@@ -440,17 +422,15 @@ TEST_F(LinuxBridgeTest, EntriesDeletedDuringTheDumpHideNoLiveEntry) {
    run("bridge -batch " + agent.writeFile("p2", fdbBatch(60000, "p2", 60000)).string());
    startAgent();
    ip("link set p1 down");  // the kernel flushes p1's entries while the dump is read
-   // The addresses the kernel has on the bridge (a kernel with VLAN filtering built in keeps
-   // a copy in VLAN 1 beside the one without a VLAN).
+   // The ports' entries without a VLAN, which a bridge without VLAN filtering looks up.
    const auto live = [] {
       std::istringstream fdb(runCommand({"bridge", "fdb", "show", "br", "br0"}).out);
-      std::set<std::string> addresses;
+      std::size_t count = 0;
+      const std::regex portEntry("dev p[0-9]+ master br0");
       for (std::string line; std::getline(fdb, line);) {
-         if (line.find("master br0") != std::string::npos) {
-            addresses.insert(line.substr(0, line.find(' ')));
-         }
+         count += std::regex_search(line, portEntry);
       }
-      return addresses.size();
+      return count;
    };
    EXPECT_TRUE(eventually([&] { return agent_->bulkWalk(dot1qFdbPort, 200).size() == live(); }))
        << agent_->bulkWalk(dot1qFdbPort, 200).size() << " served, " << live() << " in the kernel";
@@ -480,9 +460,8 @@ TEST_F(LinuxBridgeTest, LostNotificationsWhileTaggedEntriesAreLearned) {
    if (!filteringSupported()) {
       GTEST_SKIP() << noFiltering;
    }
-   for (int n = 1; n <= 3; ++n) {
-      addPort(n);
-   }
+   addPort(1);
+   addPort(2);
    run("bridge vlan add dev p1 vid 10");
    run("bridge vlan add dev p2 vid 10");
    startAgent();
@@ -491,8 +470,8 @@ TEST_F(LinuxBridgeTest, LostNotificationsWhileTaggedEntriesAreLearned) {
    ASSERT_TRUE(answers(moved, AsnType::Counter32, 0));
    std::ostringstream flood;
    for (const char* verb : {"add", "del"}) {
-      for (int vid = 2; vid <= 4094; ++vid) {
-         flood << "vlan " << verb << " dev p3 vid " << vid << (vid % 2 ? " untagged\n" : "\n");
+      for (int vid = 11; vid <= 4094; ++vid) {
+         flood << "vlan " << verb << " dev p2 vid " << vid << (vid % 2 ? " untagged\n" : "\n");
       }
    }
    ASSERT_EQ(::kill(agent_->pid(), SIGSTOP), 0);
