@@ -45,7 +45,7 @@ struct NeighEvent {
    int ifindex = 0;  // the port, or the bridge itself for its own addresses
    int master = 0;   // the bridge the entry belongs to; 0 for a port's own (self) entry
    Velnet::EthAddr address;
-   std::uint16_t vid = 0;  // 0 without VLAN filtering
+   std::uint16_t vid = 0;  // 0 for an entry without a VLAN
    std::uint16_t state = 0;
    std::uint8_t flags = 0;
    // Configured rather than learned: NUD_PERMANENT (local) or NUD_NOARP (static).
