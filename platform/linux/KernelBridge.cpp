@@ -37,7 +37,7 @@ const KernelHost* KernelBridge::servedHost(const Bridging::HostKey& row) const {
    return it == hosts_.end() ? nullptr : &it->second;
 }
 
-std::ranges::subrange<KernelBridge::HostMap::const_iterator> KernelBridge::servedHosts() const {
+KernelBridge::HostRange KernelBridge::servedHosts() const {
    const auto firstVlan = hosts_.lower_bound(vlanStart(Bridging::VlanId::min));
    if (!vlanFiltering_) {
       return {hosts_.begin(), firstVlan};

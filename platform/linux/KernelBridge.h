@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <ranges>
 #include <string>
 #include <vector>
 
@@ -57,6 +56,12 @@ struct BridgeChange {
 class KernelBridge {
  public:
    using HostMap = std::map<FdbKey, KernelHost>;
+   // A run of the map's entries, in its order.
+   struct HostRange {
+      HostMap::const_iterator first, last;
+      HostMap::const_iterator begin() const { return first; }
+      HostMap::const_iterator end() const { return last; }
+   };
 
    explicit KernelBridge(std::string name) : name_(std::move(name)) {}
 
@@ -78,7 +83,7 @@ class KernelBridge {
    // The entry served in a row, or null.
    const KernelHost* servedHost(const Bridging::HostKey& row) const;
    // The live entries, in the order of their rows.
-   std::ranges::subrange<HostMap::const_iterator> servedHosts() const;
+   HostRange servedHosts() const;
    bool servesFid(Bridging::Fid fid) const;
 
  private:

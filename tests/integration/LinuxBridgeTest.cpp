@@ -123,7 +123,8 @@ class LinuxBridgeTest : public ::testing::Test {
          return ::testing::AssertionSuccess();
       }
       std::vector<std::string> differ;
-      std::ranges::set_symmetric_difference(served, kernel, std::back_inserter(differ));
+      std::set_symmetric_difference(served.begin(), served.end(), kernel.begin(), kernel.end(),
+                                    std::back_inserter(differ));
       auto result = ::testing::AssertionFailure();
       for (const auto& row : differ) {
          result << (served.count(row) ? "\n  served only: " : "\n  kernel only: ") << row;
