@@ -212,6 +212,7 @@ int main(int argc, char** argv) {
                   "$XDG_RUNTIME_DIR/bridgesnmp.sock, else /run/bridgesnmp.sock for root, else "
                   "/tmp/bridgesnmp-<uid>/control.sock)")
        ->capture_default_str();
+   app.set_version_flag("--version", std::string("bridgectl ") + BRIDGESNMP_VERSION);
    app.require_subcommand(1);
 
    std::vector<std::unique_ptr<CommandDef>> commands;
@@ -304,6 +305,8 @@ int main(int argc, char** argv) {
    } catch (const CLI::CallForHelp& e) {
       return app.exit(e);
    } catch (const CLI::CallForAllHelp& e) {
+      return app.exit(e);
+   } catch (const CLI::CallForVersion& e) {
       return app.exit(e);
    } catch (const CLI::RequiredError& e) {
       // "bridgectl bogus" reads as a missing command; name the word that was not one.
