@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The Debian package end to end: built from the build tree, linted, installed, serving with the
-# installed snippet and plug-in in a private snmpd, removed leaving only its configuration.
+# The Debian package end to end: built from the build tree, linted, installed, its programs
+# saying its version, serving with the installed snippet and plug-in in a private snmpd, removed
+# leaving only its configuration, purged leaving nothing.
 #
 #   package-test.sh <builddir>
 #
@@ -25,17 +26,23 @@ fail() {
 apt() { apt-get -qq -y -o DPkg::Lock::Timeout=120 "$@" >"$work/log" 2>&1 || fail "apt-get $*"; }
 
 deb=$("$src/tools/build-deb.sh" "$1" "$work/deb" 2>"$work/log") || fail "the package did not build"
-lintian --fail-on error "$deb" || fail "lintian reports errors"
+lintian -I --fail-on error,warning "$deb" >"$work/log" 2>&1 || fail "lintian reports errors or warnings"
 root=$work/root
 if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null | grep -q installed; then
    apt install "$deb"
    installed=yes root=
    dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
    dpkg -L bridgesnmp >"$work/files"
-   grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" || fail "no conffile snippet"
+   for f in snmpd.conf.d/bridgesnmp.conf bridgesnmp-agentx.conf; do
+      grep -qx "/etc/snmp/$f" "$work/conffiles" || fail "/etc/snmp/$f is no conffile"
+   done
 else
    dpkg -x "$deb" "$root"
 fi
+for program in usr/bin/bridgectl usr/sbin/bridgesnmp-agentx; do
+   [ "$("$root/$program" --version)" = "${program##*/} $(dpkg-deb -f "$deb" Version)" ] ||
+      fail "$program --version does not say the package's version"
+done
 snippet=$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf
 ! grep -Eqv '^[[:space:]]*(#|$)' "$snippet" || fail "the snippet loads something as installed"
 
