@@ -19,11 +19,9 @@ commands() { # prefix program...: the leaf commands under the prefix
       if "$@" "$c" --help | grep -q '^Subcommands:'; then commands "$prefix$c " "$@" "$c"; else echo "$prefix$c"; fi
    done
 }
-same() { # what, expected, found
-   diff <(sort -u <<<"$2") <(sort -u <<<"$3") >/dev/null && return
-   echo "$1 differ (<: the program, >: the page):"
-   diff <(sort -u <<<"$2") <(sort -u <<<"$3") || true
-   status=1
+same() { # what, the program's, the page's
+   diff <(sort -u <<<"$2") <(sort -u <<<"$3") >"$build/man/differ" || {
+      echo "$1 differ (<: the program, >: the page):" && cat "$build/man/differ" && status=1; }
 }
 
 for program in "$build/tools/bridgectl" "$build/plugin/bridgesnmp-agentx"; do

@@ -33,9 +33,8 @@ if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null
    installed=yes root=
    dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
    dpkg -L bridgesnmp >"$work/files"
-   for f in snmpd.conf.d/bridgesnmp.conf bridgesnmp-agentx.conf; do
-      grep -qx "/etc/snmp/$f" "$work/conffiles" || fail "/etc/snmp/$f is no conffile"
-   done
+   grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" &&
+      grep -qx /etc/snmp/bridgesnmp-agentx.conf "$work/conffiles" || fail "conffiles: $(cat "$work/conffiles")"
 else
    dpkg -x "$deb" "$root"
 fi
