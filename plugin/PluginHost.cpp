@@ -69,6 +69,17 @@ void keepMapped() {
    }
 }
 
+// Whether a module of snmpd's own (or another) serves ifTable: a registration that starts
+// at or under it (snmpd fills the gaps between registrations with others that answer
+// nothing).
+bool hostServesIfTable() {
+   static const oid ifTable[] = {1, 3, 6, 1, 2, 1, 2, 2};
+   static const oid ifEntry[] = {1, 3, 6, 1, 2, 1, 2, 2, 1};
+   const netsnmp_subtree* found = netsnmp_subtree_find(ifEntry, OID_LENGTH(ifEntry), nullptr, "");
+   return found && netsnmp_oid_is_subtree(ifTable, OID_LENGTH(ifTable), found->start_a,
+                                          found->start_len) == 0;
+}
+
 // A line Debian's snmpd keeps in its log (-LOw: warnings and worse).
 void logWarning(const std::string& text) {
    snmp_log(LOG_WARNING, "bridgesnmp: %s\n", text.c_str());
@@ -188,8 +199,16 @@ void PluginHost::start() {
       platform_->sw().statusReporterIs(
           [this] { return statusReport(*mib_, *agent_) + driver_->statusLine(); });
       // The simulated switch's ports exist nowhere else, so their IF-MIB rows are ours to
-      // serve; a Linux bridge's ports are in the host's own IF-MIB already.
-      hooks += Snmp::registerInterfaceTables() ? 1 : 0;
+      // serve; a Linux bridge's ports are in the host's own IF-MIB already. Where snmpd's own
+      // IF-MIB serves the host's interfaces, numbering ours among them would file the
+      // host's addresses (IP-MIB) under switch ports: the host's stay.
+      if (hostServesIfTable()) {
+         logWarning(
+             "snmpd serves the host's ifTable: the switch's ports are left out of IF-MIB "
+             "(exclude ifTable,ifXTable,interfaces with snmpd's -I to serve them)");
+      } else {
+         hooks += Snmp::registerInterfaceTables() ? 1 : 0;
+      }
    }
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
    // A subagent serves only once a master agent takes it (AgentxMain says when).

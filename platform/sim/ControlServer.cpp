@@ -27,6 +27,9 @@ Kel::TraceHandle& controlTrace() {
    return handle;
 }
 
+// Made at load, so that a trace setting can name the facility before its first line.
+[[maybe_unused]] const Kel::TraceHandle& controlTraceAtLoad = controlTrace();
+
 // Connections accepted per readable event of the listening socket, so that a flood of
 // clients cannot hold the thread.
 constexpr int acceptsPerEvent = 16;
