@@ -45,8 +45,9 @@ done
 snippet=$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf
 ! grep -Eqv '^[[:space:]]*(#|$)' "$snippet" || fail "the snippet loads something as installed"
 
-# The snippet's plug-in lines uncommented, with our own control socket. Installed, the
-# plug-in's compiled default topology is used; in a scratch root, the snippet's, moved there.
+# The snippet's plug-in lines uncommented, with our own control socket, in an snmpd without
+# its own interface tables (so the switch's ports are IF-MIB's). Installed, the plug-in's
+# compiled default topology is used; in a scratch root, the snippet's, moved there.
 drop=ControlSocket
 [ -n "$root" ] || drop="ControlSocket|Topology"
 {
@@ -59,7 +60,7 @@ grep -q "^dlmod bridgesnmp $root/usr/lib/" "$work/snmpd.conf" || fail "the snipp
 for _ in 1 2 3; do
    port=$((20000 + RANDOM % 40000))
    SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work MIBS='' /usr/sbin/snmpd -f -C -c "$work/snmpd.conf" \
-      -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
+      -I -ifTable,-ifXTable,-interfaces -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
    pid=$!
    for _ in $(seq 100); do
       answer=$(MIBS='' snmpget -v2c -c public -On -t 0.2 -r 0 "127.0.0.1:$port" \
