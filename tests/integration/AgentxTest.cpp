@@ -53,6 +53,9 @@ TEST_F(AgentxTest, SubagentServesThroughTheMasterAndComesBackAfterARestart) {
    EXPECT_EQ(serving, 2u) << "said once for each session with a master:\n" << said;
    const ExitStatus ended = stopSubagent();
    EXPECT_TRUE(ended.exited() && ended.exitCode() == 0) << "it ends cleanly on SIGTERM";
+   EXPECT_FALSE(
+       std::filesystem::exists(snmpd().directory() / "subagent" / "bridgesnmp-agentx.conf"))
+       << "and keeps no persistent state";
 }
 
 // Without a master, the subagent says it waits for one, and not that it serves.
