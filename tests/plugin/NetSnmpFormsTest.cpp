@@ -14,7 +14,6 @@
 
 #include "conversions/SnmpConversions.h"
 #include "model/PortIdMap.h"
-#include "platform/kel/Exception.h"
 #include "platform/snmputil/AsnTypes.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/velnet/EthAddr.h"
@@ -63,17 +62,6 @@ class Varbind {
  private:
    netsnmp_variable_list* var_;
 };
-
-template <class F>
-std::string rangeError(F&& f) {
-   Kel::Expect expect(Kel::ExceptionId::range);
-   try {
-      f();
-   } catch (const Kel::RangeException& e) {
-      return e.what();
-   }
-   return "no error";
-}
 
 // Keeps the agent start time and the port map the tests set from leaking.
 class NetSnmpFormsTest : public ::testing::Test {
@@ -172,11 +160,6 @@ TEST_F(NetSnmpFormsTest, EveryConverterReadsBackAsWhatItMeant) {
         ASN_INTEGER, 5L},
        {"aging off", [](auto b, int n) { return HostAgingTimeToAsnInteger(0, b, n); }, ASN_INTEGER,
         1000000L},
-       {"aging below the range", [](auto b, int n) { return HostAgingTimeToAsnInteger(5, b, n); },
-        ASN_INTEGER, 10L},
-       {"aging above the range",
-        [](auto b, int n) { return HostAgingTimeToAsnInteger(4294967295u, b, n); }, ASN_INTEGER,
-        1000000L},
    };
    for (const Form& form : forms) {
       ASSERT_TRUE(var.store(form.type, buf, form.write(buf, sizeof(buf)))) << form.what;
@@ -191,7 +174,7 @@ TEST_F(NetSnmpFormsTest, EveryConverterReadsBackAsWhatItMeant) {
    }
 }
 
-// Received values as net-snmp keeps them in a varbind.
+// Received values as net-snmp keeps them in a varbind (their ranges: the unit tests).
 TEST_F(NetSnmpFormsTest, ReceivedValuesAreReadFromTheVarbind) {
    ASSERT_TRUE(var.storeLong(ASN_INTEGER, -2147483647L - 1));
    EXPECT_EQ(Snmp::AsnIntegerToS32(var->val.integer), -2147483647 - 1);
@@ -199,15 +182,10 @@ TEST_F(NetSnmpFormsTest, ReceivedValuesAreReadFromTheVarbind) {
    EXPECT_EQ(Snmp::AsnUnsignedToU32(var->val.integer), 4294967295u);
    ASSERT_TRUE(var.storeLong(ASN_INTEGER, 2));
    EXPECT_EQ(AsnIntegerToFrameAdmits(var->val.integer), admitOnlyVlanTagged);
-   ASSERT_TRUE(var.storeLong(ASN_INTEGER, -1));
-   EXPECT_EQ(rangeError([this] { AsnIntegerToFrameAdmits(var->val.integer); }), "FrameAdmits");
    ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 4094));
    EXPECT_EQ(AsnUnsignedToVlanIdOrNone(var->val.integer).value(), 4094);
    ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 0));
    EXPECT_TRUE(AsnUnsignedToVlanIdOrNone(var->val.integer).isNone());
-   ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 4095));
-   EXPECT_EQ(rangeError([this] { AsnUnsignedToVlanIdOrNone(var->val.integer); }),
-             "VlanIdOrNone::value > 4094 not allowed");
    const Velnet::EthAddr mac = *Velnet::EthAddr::parse("00:1c:73:aa:bb:cc");
    const int n = Snmp::VelnetEthAddrToAsnOctetStringF()(mac, buf, sizeof(buf));
    ASSERT_TRUE(var.store(ASN_OCTET_STR, buf, n));
