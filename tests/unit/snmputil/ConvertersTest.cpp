@@ -15,7 +15,7 @@
 #include "platform/snmputil/AsnTypes.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/velnet/EthAddr.h"
-#include "tests/support/KelError.h"
+#include "tests/support/Errors.h"
 
 namespace {
 
