@@ -196,14 +196,14 @@ SnmpClient::~SnmpClient() {
    snmp_sess_close(session_);
 }
 
-std::optional<Response> SnmpClient::send(void* request) {
+Response SnmpClient::send(void* request, const std::string& about) {
    netsnmp_pdu* reply = nullptr;
    // The library owns the request PDU from here on.
    const int status =
        snmp_sess_synch_response(session_, static_cast<netsnmp_pdu*>(request), &reply);
    if (status != STAT_SUCCESS || reply == nullptr) {
       snmp_free_pdu(reply);
-      return std::nullopt;
+      throw std::runtime_error("no response from " + peer_ + " to " + about);
    }
    Response response{reply->errstat, reply->errindex, {}};
    for (netsnmp_variable_list* var = reply->variables; var != nullptr; var = var->next_variable) {
@@ -222,11 +222,7 @@ Response SnmpClient::request(int command, const std::vector<Oid>& oids, int nonR
       const std::vector<oid> name = toNetSnmp(id);
       snmp_add_null_var(pdu, name.data(), name.size());
    }
-   std::optional<Response> response = send(pdu);
-   if (!response) {
-      throw std::runtime_error("no response from " + peer_ + " about " + oids.front().str());
-   }
-   return std::move(*response);
+   return send(pdu, "a request about " + oids.front().str());
 }
 
 namespace {
@@ -264,23 +260,8 @@ Response SnmpClient::getBulk(const std::vector<Oid>& oids, int nonRepeaters, int
    return request(SNMP_MSG_GETBULK, oids, nonRepeaters, maxRepetitions);
 }
 
-std::optional<Response> SnmpClient::tryGet(const Oid& id) {
-   netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_GET);
-   const std::vector<oid> name = toNetSnmp(id);
-   snmp_add_null_var(pdu, name.data(), name.size());
-   return send(pdu);
-}
-
-std::vector<Varbind> SnmpClient::walk(const Oid& subtree) {
-   return walkWith(subtree, 0);
-}
-
-std::vector<Varbind> SnmpClient::bulkWalk(const Oid& subtree, int maxRepetitions) {
-   return walkWith(subtree, maxRepetitions);
-}
-
 // GETNEXT when maxRepetitions is 0, else GETBULK.
-std::vector<Varbind> SnmpClient::walkWith(const Oid& subtree, int maxRepetitions) {
+std::vector<Varbind> SnmpClient::bulkWalk(const Oid& subtree, int maxRepetitions) {
    std::vector<Varbind> result;
    Oid current = subtree;
    for (;;) {
@@ -321,11 +302,7 @@ Response SnmpClient::set(const std::vector<SetValue>& values) {
          throw std::invalid_argument("bad SET value for " + value.oid.str() + ": " + text);
       }
    }
-   std::optional<Response> response = send(pdu);
-   if (!response) {
-      throw std::runtime_error("no response from " + peer_ + " to a SET");
-   }
-   return std::move(*response);
+   return send(pdu, "a SET");
 }
 
 }  // namespace Harness

@@ -149,8 +149,11 @@ bool SnmpdAgent::launch() {
          pid_ = -1;
          return false;
       }
-      if (probe.tryGet("1.3.6.1.2.1.1.3.0")) {
+      try {
+         probe.get("1.3.6.1.2.1.1.3.0");
          return true;
+      } catch (const std::runtime_error&) {
+         // not answering yet
       }
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
    }
