@@ -17,10 +17,9 @@ namespace {
 
 using namespace Harness;
 
-const Oid vlanStaticEntry = "1.3.6.1.2.1.17.7.1.4.3.1";
-const Oid egressPorts = vlanStaticEntry.child(2);
-const Oid untaggedPorts = vlanStaticEntry.child(4);
-const Oid portVlanEntry = "1.3.6.1.2.1.17.7.1.4.5.1";
+using namespace Harness::Mib;
+const Oid egressPorts = staticEntry.child(2);
+const Oid untaggedPorts = staticEntry.child(4);
 const Oid pvid = portVlanEntry.child(1);
 const Oid frameTypes = portVlanEntry.child(2);
 
@@ -162,7 +161,7 @@ TEST_P(QBridgeSetTest, EveryOrderOfTheVarbindsGivesTheSameSwitch) {
    // Everything the switch and the tables show of VLANs and switchports.
    const auto state = [&] {
       std::ostringstream text;
-      for (const Oid& table : {vlanStaticEntry, portVlanEntry}) {
+      for (const Oid& table : {staticEntry, portVlanEntry}) {
          text << ::testing::PrintToString(snmpd().walk(table));
       }
       text << ok({"show", "switchports"}) << ok({"show", "vlans"});
@@ -222,8 +221,8 @@ TEST_P(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
       bool traced = true;
    };
    namespace E = ErrStat;
-   const Oid name = vlanStaticEntry.child(1), forbidden = vlanStaticEntry.child(3);
-   const Oid rowStatus = vlanStaticEntry.child(5);
+   const Oid name = staticEntry.child(1), forbidden = staticEntry.child(3);
+   const Oid rowStatus = staticEntry.child(5);
    const std::vector<Refused> cases = {
        {"PVID as INTEGER", {{at(pvid, 1), 'i', 20}}, E::WrongType, 1},
        {"PVID 4095", {{at(pvid, 1), 'u', 4095}}, E::WrongValue, 1},
@@ -262,11 +261,7 @@ TEST_P(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
        {"row status", {{at(rowStatus, 10), 'i', 2}}, E::NotWritable, 1},
        {"name of a VLAN not configured", {{at(name, 11), 's', "new"}}, E::NotWritable, 1},
        {"row status createAndGo", {{at(rowStatus, 11), 'i', 4}}, E::NotWritable, 1},
-       {"no such VLAN column",
-        {{at(vlanStaticEntry.child(6), 10), 'i', 1}},
-        E::NotWritable,
-        1,
-        false},
+       {"no such VLAN column", {{at(staticEntry.child(6), 10), 'i', 1}}, E::NotWritable, 1, false},
        {"ingress filtering", {{at(portVlanEntry.child(3), 1), 'i', 2}}, E::NotWritable, 1},
        {"GVRP status", {{at(portVlanEntry.child(4), 1), 'i', 1}}, E::NotWritable, 1},
        {"GVRP failed registrations", {{at(portVlanEntry.child(5), 1), 'c', 1}}, E::NotWritable, 1},
@@ -288,7 +283,7 @@ TEST_P(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
    if (plugin) {
       startAgent(topology, SnmpdOptions{{"bridgesnmpTrace Snmp/3,BridgeSnmpSet/3"}, {}});
    }
-   const std::vector<Varbind> vlansBefore = snmpd().walk(vlanStaticEntry);
+   const std::vector<Varbind> vlansBefore = snmpd().walk(staticEntry);
    const std::vector<Varbind> portsBefore = snmpd().walk(portVlanEntry);
    const std::string switchportsBefore = ok({"show", "switchports"});
    const std::string vlanListBefore = ok({"show", "vlans"});
@@ -306,7 +301,7 @@ TEST_P(QBridgeSetTest, RefusedSetsAnswerTheirStatusAndChangeNothing) {
       }
    }
 
-   EXPECT_EQ(snmpd().walk(vlanStaticEntry), vlansBefore);
+   EXPECT_EQ(snmpd().walk(staticEntry), vlansBefore);
    EXPECT_EQ(snmpd().walk(portVlanEntry), portsBefore);
    EXPECT_EQ(ok({"show", "switchports"}), switchportsBefore);
    EXPECT_EQ(ok({"show", "vlans"}), vlanListBefore);

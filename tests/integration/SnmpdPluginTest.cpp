@@ -61,7 +61,7 @@ TEST_F(SnmpdPluginTest, ReadOnlyObjectsRefuseSetsAndChangeNothing) {
                   .host(10, "02:00:00:00:00:0a", "Ethernet4"));
    const Oid host1 = macIndex("02:00:00:00:00:01");
    const Oid host10 = Oid("10") + macIndex("02:00:00:00:00:0a");
-   const Oid ext = Oid("1.3.6.1.4.1").child(BRIDGESNMP_ENTERPRISE_NUMBER) + "3.2.1.1";
+   const Oid ext = Mib::moveEntry;
    const long notWritable = ErrStat::NotWritable;
    const long noCreation = ErrStat::NoCreation;
    const std::vector<std::pair<SetValue, long>> cases = {

@@ -204,4 +204,23 @@ Varbind octets(const Oid& oid, const std::string& bytes) {
    return vb;
 }
 
+std::vector<Varbind> tableWalk(const Oid& entry, std::uint32_t firstColumn,
+                               const std::vector<std::uint8_t>& types,
+                               const std::vector<TableRow>& rows) {
+   std::vector<Varbind> walk;
+   for (std::size_t c = 0; c < types.size(); ++c) {
+      for (const TableRow& row : rows) {
+         const auto column = firstColumn + static_cast<std::uint32_t>(c);
+         Varbind vb = value(entry.child(column) + row.index, types[c], 0);
+         if (const auto* number = std::get_if<std::int64_t>(&row.cells.at(c))) {
+            vb.integer = *number;
+         } else {
+            vb.bytes = std::get<std::string>(row.cells.at(c));
+         }
+         walk.push_back(vb);
+      }
+   }
+   return walk;
+}
+
 }  // namespace Harness
