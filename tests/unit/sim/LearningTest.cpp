@@ -137,11 +137,7 @@ TEST_F(LearningTest, BurstSpreadsRandomHostsOverActiveMembers) {
 
 TEST_F(LearningTest, PacedBurstLearnsOverSeveralWakeUpsWithOtherWorkBetween) {
    // Each reading of the clock costs a millisecond, so a wake-up's 5 ms pass quickly.
-   class SteppingTime : public Kel::TimeSource {
-    public:
-      double now() const override { return t += 0.001; }
-      mutable double t = 2000.0;
-   } stepping;
+   TestSupport::SteppingTime stepping(2000.0, 0.001);
    sw.burstPaced(1000, 4, 5);
    EXPECT_EQ(sw.learnedHosts(), 0u) << "nothing is learned inside the command";
    EXPECT_EQ(sw.burstsPending(), 1u);
