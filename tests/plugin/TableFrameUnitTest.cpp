@@ -9,6 +9,7 @@
 
 #include "model/QBridgeMib.h"
 #include "platform/snmputil/Converters.h"
+#include "snmp/CacheRows.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/RequestSerializer.h"
 #include "snmp/TableFrame.h"
@@ -16,28 +17,11 @@
 namespace {
 
 // A table over the cache's port rows with one INTEGER index; ports 13 and up are filtered.
-struct PortTable : Snmp::TablePolicyDefaults {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1dBasePortTableMap;
-   using Key = Interface::EthPortId;
+struct PortTable : Snmp::BasePortRows<PortTable> {
    static constexpr const char* name = "testPortTable";
    static constexpr const char* unit = "TableFrameUnitTest";
    static constexpr const char* entityText = "no entity";
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* filterName = "TestFilter";
-   static constexpr const char* keyName = "port";
-   static constexpr const char* keyTypeName = "Interface::EthPortId";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1dBasePortTableCollection();
-   }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto port = Snmp::Index::hintNumber(c, ASN_INTEGER, 65535, unit, "port", name);
-      return port ? std::optional<Key>(Interface::EthPortId(*port)) : std::nullopt;
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& port) {
-      Snmp::Index::putNumber(vars, port.value());
-   }
-   static void printKey(std::ostream& os, const Key& port) { os << port; }
    static bool filter(const Collection::IteratorConst& row) { return row.key().value() < 13; }
 };
 
@@ -129,15 +113,9 @@ class TableFrameUnitTest : public ::testing::Test {
 
 using Rows = std::vector<std::vector<unsigned long>>;
 
-TEST_F(TableFrameUnitTest, NoHintWalksFromTheFirstRowAndFiltersRows) {
-   Walker<PortTable> walker(*mib);
-   IndexList put{ASN_INTEGER};
-   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{2}, {5}, {9}, {12}})) << "13 and 20 filtered";
-}
-
 // A hint starts a GETNEXT's pass after the row it names, or at the first row at or after its
 // index when it names none; a GET's pass offers the row it names or none: a lookup, never a
-// walk from the first row.
+// walk from the first row. Rows 13 and up are filtered.
 TEST_F(TableFrameUnitTest, HintsStartAtOrAfterTheirIndex) {
    Walker<PortTable> walker(*mib);
    IndexList put{ASN_INTEGER};
@@ -232,22 +210,6 @@ TEST(IndexLowerBoundTest, EveryKeyTypeStartsWhereASearchOfTheIndexesWould) {
    expectLeastKeyAtOrAfterAsASearchFinds<Bridging::Fid>(random);
    expectLeastKeyAtOrAfterAsASearchFinds<Velnet::EthAddr>(random);
    expectLeastKeyAtOrAfterAsASearchFinds<BridgeSnmp::Dot1qTpFdbEntryKey>(random);
-}
-
-TEST_F(TableFrameUnitTest, LaterPassIgnoresTheIndexListOfTheLastRowVisited) {
-   // The first pass over a column ends after the last row; net-snmp then starts the next
-   // column's pass with no hint, and with the index list still holding that last row.
-   Walker<PortTable> walker(*mib);
-   IndexList put{ASN_INTEGER};
-   IndexList hintIndexes{ASN_INTEGER};
-   Snmp::Index::putNumber(hintIndexes.get(), 12);
-   netsnmp_table_request_info hint{};
-   hint.indexes = hintIndexes.get();
-   hint.number_indexes = 1;
-   EXPECT_EQ(walker.pass(&hint, put), (Rows{{12}}));
-   EXPECT_EQ(put.values(), (std::vector<unsigned long>{12}));
-   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{2}, {5}, {9}, {12}}))
-       << "the next column starts at its first row, not at the row put_index_data holds";
 }
 
 TEST_F(TableFrameUnitTest, TimeFilterKeepsRowsChangedAtTheMarkLessTwoTicks) {
