@@ -52,9 +52,8 @@ pid_t spawn(const std::vector<std::string>& argv,
 std::string readAll(std::FILE* file) {
    std::rewind(file);
    std::string text;
-   char buffer[4096];
-   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) {
-      text.append(buffer, n);
+   for (int c; (c = std::fgetc(file)) != EOF;) {
+      text += static_cast<char>(c);
    }
    return text;
 }
@@ -167,6 +166,8 @@ void SnmpdAgent::start() {
    // Another process may take the port between our look and snmpd's bind: try again.
    for (int attempt = 0; attempt < 3; ++attempt) {
       if (launch()) {
+         reader_ = client("public");
+         writer_ = client("private");
          return;
       }
       if (log().find("Error opening specified endpoint") == std::string::npos) {
@@ -229,20 +230,6 @@ std::string SnmpdAgent::log() const {
       text.append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
    }
    return text;
-}
-
-SnmpClient& SnmpdAgent::reader() {
-   if (!reader_) {
-      reader_ = client("public");
-   }
-   return *reader_;
-}
-
-SnmpClient& SnmpdAgent::writer() {
-   if (!writer_) {
-      writer_ = client("private");
-   }
-   return *writer_;
 }
 
 std::unique_ptr<SnmpClient> SnmpdAgent::client(const std::string& community) {

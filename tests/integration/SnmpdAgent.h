@@ -88,8 +88,8 @@ class SnmpdAgent {
    void keepDirectory() { keep_ = true; }
 
    // Clients with the read community (reader), the write community (writer), or any.
-   SnmpClient& reader();
-   SnmpClient& writer();
+   SnmpClient& reader() { return *reader_; }
+   SnmpClient& writer() { return *writer_; }
    std::unique_ptr<SnmpClient> client(const std::string& community);
 
    // Reads with the read community, SET with the write community.
