@@ -5,27 +5,21 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 
-#include "platform/kel/ActivityManager.h"
-#include "platform/kel/StandaloneLoop.h"
-#include "platform/kel/Time.h"
 #include "tests/support/Errors.h"
+#include "tests/support/SimSwitchFixture.h"
 
 namespace {
 
@@ -51,7 +45,6 @@ class Client {
    Client& operator=(const Client&) = delete;
 
    bool connected() const { return connected_; }
-
    void send(const std::string& text) {
       std::size_t sent = 0;
       while (sent < text.size()) {
@@ -60,7 +53,6 @@ class Client {
          sent += static_cast<std::size_t>(n);
       }
    }
-   void endInput() { ::shutdown(fd_, SHUT_WR); }
 
    // Reads what has arrived; true once the server has closed the connection.
    bool receive() {
@@ -88,18 +80,16 @@ class Client {
    std::string reply_;
 };
 
-class ControlServerTest : public ::testing::Test {
+// Ethernet1 and 2, in VLAN 1; the socket in a private directory.
+class ControlServerTest : public TestSupport::SimSwitchTest {
  protected:
+   ControlServerTest() : SimSwitchTest(2) {}
+
    void SetUp() override {
       char pattern[] = "/tmp/controlserver-test-XXXXXX";
       ASSERT_NE(::mkdtemp(pattern), nullptr);
       dir = pattern;
       socketPath = (dir / "control.sock").string();
-      sw.newPort({"Ethernet1", 1, 1, true});
-      sw.newPort({"Ethernet2", 2, 2, true});
-      sw.vlanIs({Bridging::VlanId(10), "ten"});
-      sw.switchportIs("Ethernet1", {Bridging::SwitchportMode::access, Bridging::VlanId(10)});
-      sw.switchportIs("Ethernet2", {Bridging::SwitchportMode::access, Bridging::VlanId(10)});
    }
 
    void TearDown() override {
@@ -144,60 +134,40 @@ class ControlServerTest : public ::testing::Test {
    }
 
    bool linkUp(const char* intf) const {
-      for (const Sim::PortSpec& port : sw.ports()) {
-         if (port.name == Velnet::IntfId(intf)) {
-            return port.linkUp;
-         }
-      }
-      ADD_FAILURE() << "no port " << intf;
-      return false;
+      return sw.intfStatusDir()->intfStatus(Velnet::IntfId(intf))->operStatus() ==
+             Interface::OperStatus::up;
    }
 
-   Kel::ScopedFakeTime time{2000.0};
-   Kel::ActivityManager manager;
-   Kel::StandaloneLoop loop{manager};
-   Sim::Switch sw{manager};
    fs::path dir;
    std::string socketPath;
    std::unique_ptr<Sim::ControlServer> server;
 };
-
-TEST_F(ControlServerTest, CommandRoundTripChangesTheSwitch) {
-   start();
-
-   EXPECT_EQ(roundTrip("link Ethernet1 down\n"), "ok\n");
-   EXPECT_FALSE(linkUp("Ethernet1"));
-   EXPECT_EQ(roundTrip("show ports\r\n"), "ok\n" + sw.show("ports"));
-   EXPECT_EQ(roundTrip("link Ethernet9 down\n"), "error: no interface Ethernet9\n");
-   EXPECT_EQ(server->connections(), 0u);
-}
 
 // A client that stalls in the middle of its line holds up no one, and clients whose lines
 // arrive interleaved each get their own reply.
 TEST_F(ControlServerTest, StalledAndInterleavedClientsEachGetTheirOwnReply) {
    start();
    Client first(socketPath);
-   first.send("learn 10 00:1c:73:00:00:01 ");
+   first.send("learn 1 00:1c:73:00:00:01 ");
    runPasses(3);
    ASSERT_EQ(server->connections(), 1u);
-   EXPECT_EQ(roundTrip("aging 60\n"), "ok\n");
+   EXPECT_EQ(roundTrip("aging 60\r\n"), "ok\n");
    EXPECT_EQ(sw.config()->hostAgingTime(), 60.0);
+   EXPECT_EQ(roundTrip("link Ethernet9 down\n"), "error: no interface Ethernet9\n");
    first.receive();
    EXPECT_FALSE(first.closed());
    EXPECT_EQ(first.reply(), "");
    EXPECT_EQ(server->connections(), 1u);
 
    Client second(socketPath);
-   second.send("learn 10 00:1c:73:00:00:02 Ethernet2\n");
+   second.send("learn 1 00:1c:73:00:00:02 Ethernet2\n");
    runPasses(3);
    first.send("Ethernet1\n");
    EXPECT_EQ(await(second), "ok\nlearned\n");
    EXPECT_EQ(await(first), "ok\nlearned\n");
-   const auto fdb = sw.status()->fdbStatus(Bridging::Fid(10));
-   EXPECT_EQ(fdb->learnedHost(*Velnet::EthAddr::parse("00:1c:73:00:00:01")).intf,
-             Velnet::IntfId("Ethernet1"));
-   EXPECT_EQ(fdb->learnedHost(*Velnet::EthAddr::parse("00:1c:73:00:00:02")).intf,
-             Velnet::IntfId("Ethernet2"));
+   const auto fdb = sw.status()->fdbStatus(Bridging::Fid(1));
+   EXPECT_EQ(fdb->learnedHost(TestSupport::mac("00:1c:73:00:00:01")).intf, eth(1));
+   EXPECT_EQ(fdb->learnedHost(TestSupport::mac("00:1c:73:00:00:02")).intf, eth(2));
    EXPECT_EQ(server->connections(), 0u);
 }
 
@@ -205,9 +175,7 @@ TEST_F(ControlServerTest, IdleClientIsClosedAfterTheTimeout) {
    start({.idleTimeout = 5.0});
    Client idle(socketPath);
    idle.send("flush");
-   ASSERT_EQ(
-       sw.learn(Bridging::VlanId(10), *Velnet::EthAddr::parse("00:1c:73:00:00:01"), "Ethernet1"),
-       Sim::LearnOutcome::learned);
+   sw.learn(Bridging::VlanId(1), TestSupport::mac("00:1c:73:00:00:01"), eth(1));
    runPasses(3);
    ASSERT_EQ(server->connections(), 1u);
 
@@ -298,9 +266,8 @@ TEST_F(ControlServerTest, FileThatIsNotASocketIsRefused) {
 
    EXPECT_EQ(startError(), "control socket " + socketPath + ": exists and is not a socket");
 
-   std::ifstream in(socketPath);
    std::string content;
-   std::getline(in, content);
+   std::ifstream(socketPath) >> content;
    EXPECT_EQ(content, "precious");
    EXPECT_TRUE(manager.fdReactors().empty());
 }
