@@ -12,44 +12,29 @@
 #include <string>
 #include <vector>
 
-#include "platform/kel/ActivityManager.h"
-#include "platform/kel/StandaloneLoop.h"
-#include "platform/kel/Time.h"
+#include "tests/support/SimSwitchFixture.h"
 
 namespace {
 
 using Bridging::Fid;
 using Bridging::VlanId;
-using Velnet::EthAddr;
 
 const std::string hostA = "00:1c:73:00:00:0a";
 const std::string hostB = "00:1c:73:00:00:0b";
 const std::string hostC = "00:1c:73:00:00:0c";
 
-EthAddr mac(const std::string& text) {
-   return *EthAddr::parse(text);
-}
-
-// Four ports: Ethernet1 in VLAN 10, Ethernet2 a trunk of VLANs 10 and 20 (native 10),
-// Ethernet3 in VLAN 20 with its link down, Ethernet4 in VLAN 20.
-void buildLab(Sim::Switch& sw) {
-   sw.bridgeMacAddrIs(mac("00:1c:73:ff:00:00"));
-   for (int i = 1; i <= 4; ++i) {
-      sw.newPort({Velnet::IntfId("Ethernet" + std::to_string(i)), static_cast<std::uint16_t>(i), i,
-                  i != 3});
-   }
-   sw.vlanIs({VlanId(10), "ten"});
-   sw.vlanIs({VlanId(20), "twenty"});
-   sw.switchportIs("Ethernet1", {Bridging::SwitchportMode::access, VlanId(10)});
-   sw.switchportIs("Ethernet2", {Bridging::SwitchportMode::trunk, VlanId(1),
-                                 Bridging::VlanIdOrNone(10), "10,20"});
-   sw.switchportIs("Ethernet3", {Bridging::SwitchportMode::access, VlanId(20)});
-   sw.switchportIs("Ethernet4", {Bridging::SwitchportMode::access, VlanId(20)});
-}
-
-class CommandInterpreterTest : public ::testing::Test {
+// Ethernet1 in VLAN 10, Ethernet2 a trunk of VLANs 10 and 20 (native 10), Ethernet3 in VLAN 20
+// with its link down, Ethernet4 in VLAN 20; VLAN 30 exists too.
+class CommandInterpreterTest : public TestSupport::SimSwitchTest {
  protected:
-   void SetUp() override { buildLab(sw); }
+   CommandInterpreterTest() : SimSwitchTest(4) {
+      sw.switchportIs(eth(1), {Bridging::SwitchportMode::access, VlanId(10)});
+      sw.switchportIs(eth(2), {Bridging::SwitchportMode::trunk, VlanId(1),
+                               Bridging::VlanIdOrNone(10), "10,20"});
+      sw.switchportIs(eth(3), {Bridging::SwitchportMode::access, VlanId(20)});
+      sw.switchportIs(eth(4), {Bridging::SwitchportMode::access, VlanId(20)});
+      sw.linkIs(eth(3), false);
+   }
 
    std::string run(const std::string& line) { return cli.execute(line); }
 
@@ -58,7 +43,7 @@ class CommandInterpreterTest : public ::testing::Test {
       if (!fdb) {
          return std::nullopt;
       }
-      const Bridging::LearnedHost* host = fdb->learnedHostRecord(mac(address));
+      const Bridging::LearnedHost* host = fdb->learnedHostRecord(TestSupport::mac(address.c_str()));
       return host ? std::optional<Bridging::LearnedHost>(*host) : std::nullopt;
    }
 
@@ -71,10 +56,6 @@ class CommandInterpreterTest : public ::testing::Test {
       return all;
    }
 
-   Kel::ScopedFakeTime time{5000.0};
-   Kel::ActivityManager manager;
-   Kel::StandaloneLoop loop{manager};
-   Sim::Switch sw{manager};
    Sim::CommandInterpreter cli{sw};
 };
 
@@ -127,10 +108,10 @@ TEST_F(CommandInterpreterTest, VlanSettingsReachTheAppliedConfiguration) {
       int vlan;
       const char* settings;
    } steps[] = {
-       {"vlan internal 10 on", 10, "internal hidden active 'ten'"},  // internal is hidden too
-       {"vlan hidden 10 on", 10, "internal hidden active 'ten'"},
-       {"vlan internal 10 off", 10, "hidden active 'ten'"},
-       {"vlan state 20 suspended", 20, "suspended 'twenty'"},
+       {"vlan internal 10 on", 10, "internal hidden active 'vlan10'"},  // internal is hidden too
+       {"vlan hidden 10 on", 10, "internal hidden active 'vlan10'"},
+       {"vlan internal 10 off", 10, "hidden active 'vlan10'"},
+       {"vlan state 20 suspended", 20, "suspended 'vlan20'"},
        {"vlan name 20 \"\"", 20, "suspended ''"},
        {"vlan state 20 active", 20, "active ''"},
        {"vlan name 20 blue", 20, "active 'blue'"},
@@ -216,7 +197,7 @@ TEST_F(CommandInterpreterTest, RefusedAndBadCommandsAreNamedAndChangeNothing) {
         "error: Ethernet3 is not an active member of VLAN 10\n"},
        {"learn 20 " + hostB + " Ethernet4",
         "error: Ethernet4 is not an active member of VLAN 20\n"},
-       {"learn 30 " + hostB + " Ethernet1", "error: no VLAN 30\n"},
+       {"learn 40 " + hostB + " Ethernet1", "error: no VLAN 40\n"},
        {"learn 10 01:00:5e:00:00:01 Ethernet1",
         "error: 01:00:5e:00:00:01 is not a unicast address\n"},
        {"learn 10 00:00:00:00:00:05 Ethernet1",
@@ -303,7 +284,7 @@ TEST(CommandLineWordsTest, NumbersAreReadStrictly) {
    EXPECT_EQ(Sim::parseNumberWord("007", "count", 1, 100), 7u);
    EXPECT_EQ(Sim::parseNumberWord("18446744073709551615", "seed", 0, UINT64_MAX), UINT64_MAX);
    EXPECT_EQ(Sim::parseVlanWord("4094"), VlanId(4094));
-   EXPECT_EQ(Sim::parseMacWord("001c.7300.000a"), mac(hostA));
+   EXPECT_EQ(Sim::parseMacWord("001c.7300.000a"), TestSupport::mac(hostA.c_str()));
    for (const char* bad : {"", " 4", "4 ", "4.0", "1e2", "٤"}) {
       EXPECT_THROW(Sim::parseNumberWord(bad, "count", 1, 100), Sim::CommandError) << bad;
    }
