@@ -41,19 +41,14 @@ Varbind fromNetSnmp(const netsnmp_variable_list& var) {
       case ASN_TIMETICKS:
          vb.integer = static_cast<std::int64_t>(*var.val.integer & 0xffffffffUL);
          break;
-      case ASN_COUNTER64:
-         vb.counter64 = (std::uint64_t{var.val.counter64->high} << 32) | var.val.counter64->low;
-         break;
       case ASN_OCTET_STR:
-      case ASN_IPADDRESS:
-      case ASN_OPAQUE:
          vb.bytes.assign(reinterpret_cast<const char*>(var.val.string), var.val_len);
          break;
       case ASN_OBJECT_ID:
          vb.objectId = fromNetSnmp(var.val.objid, var.val_len / sizeof(oid));
          break;
       default:
-         break;  // NULL and the exception values carry nothing
+         break;  // NULL, the exception values and types the module never serves
    }
    return vb;
 }
@@ -137,8 +132,6 @@ std::ostream& operator<<(std::ostream& os, const Varbind& vb) {
       << std::dec << ": ";
    switch (vb.type) {
       case AsnType::OctetString:
-      case AsnType::IpAddress:
-      case AsnType::Opaque:
          os << "hex";
          for (const unsigned char c : vb.bytes) {
             os << ' ' << std::hex << std::setw(2) << std::setfill('0') << int{c} << std::dec;
@@ -146,8 +139,6 @@ std::ostream& operator<<(std::ostream& os, const Varbind& vb) {
          return os;
       case AsnType::ObjectId:
          return os << vb.objectId;
-      case AsnType::Counter64:
-         return os << vb.counter64;
       default:
          return os << vb.integer;
    }

@@ -18,12 +18,9 @@ constexpr std::uint8_t Integer = 0x02;
 constexpr std::uint8_t OctetString = 0x04;
 constexpr std::uint8_t Null = 0x05;
 constexpr std::uint8_t ObjectId = 0x06;
-constexpr std::uint8_t IpAddress = 0x40;
 constexpr std::uint8_t Counter32 = 0x41;
 constexpr std::uint8_t Gauge32 = 0x42;  // also Unsigned32
 constexpr std::uint8_t TimeTicks = 0x43;
-constexpr std::uint8_t Opaque = 0x44;
-constexpr std::uint8_t Counter64 = 0x46;
 constexpr std::uint8_t NoSuchObject = 0x80;
 constexpr std::uint8_t NoSuchInstance = 0x81;
 constexpr std::uint8_t EndOfMibView = 0x82;
@@ -69,10 +66,9 @@ std::ostream& operator<<(std::ostream& os, const Oid& oid);
 struct Varbind {
    Oid oid;
    std::uint8_t type = AsnType::Null;
-   std::int64_t integer = 0;     // INTEGER, Counter32, Gauge32, TimeTicks
-   std::uint64_t counter64 = 0;  // Counter64
-   std::string bytes;            // OCTET STRING, IpAddress, Opaque
-   Oid objectId;                 // OBJECT IDENTIFIER
+   std::int64_t integer = 0;  // INTEGER, Counter32, Gauge32, TimeTicks
+   std::string bytes;         // OCTET STRING
+   Oid objectId;              // OBJECT IDENTIFIER
 
    // noSuchObject, noSuchInstance or endOfMibView.
    bool isException() const;
