@@ -16,47 +16,24 @@ class FidSmTest : public TestSupport::AgentTest {
    }
 };
 
-// A host becomes a row of dot1qTpFdbTable (and of dot1dTpFdbTable in FID 1) once its key is
-// worked off the backlog, never inside the notification; moves update it, read through the
-// status; ageing takes it out.
-TEST_F(FidSmTest, LearnedHostsBecomeRowsMoveAndAgeOut) {
+// How learned hosts become rows, move and age out, and which FIDs reach dot1dTpFdbTable, the
+// SNMP scenarios read in the tables; here is what they cannot see: the backlog between a change
+// and its row, configured rows that skip it, and the slices that work it off.
+
+// A host changing twice before its key is worked off is queued once, and its row is made
+// outside the notification; one learned and aged before that makes no row at all.
+TEST_F(FidSmTest, ChangesQueueTheirKeyOnceAndOnlyTheBacklogMakesRows) {
    sw.learn(VlanId(10), mac("02:00:00:00:00:0a"), "Ethernet1");
-   sw.learn(VlanId(1), mac("02:00:00:00:00:01"), "Ethernet2");
+   sw.move(VlanId(10), mac("02:00:00:00:00:0a"), "Ethernet2");
    EXPECT_FALSE(qRow(10, "02:00:00:00:00:0a")) << "not inside the notification";
-   EXPECT_EQ(fidSm().backlog().size(), 2u);
+   EXPECT_EQ(fidSm().backlog().size(), 1u);
    drain();
-   ASSERT_TRUE(qRow(10, "02:00:00:00:00:0a"));
-   EXPECT_EQ(qRow(10, "02:00:00:00:00:0a")->status(), BridgeSnmp::statusLearned);
-   EXPECT_EQ(qRow(10, "02:00:00:00:00:0a")->intf(), Velnet::IntfId("Ethernet1"));
-   EXPECT_FALSE(dRow("02:00:00:00:00:0a")) << "only FID 1 is mirrored";
-   ASSERT_TRUE(dRow("02:00:00:00:00:01"));
-   EXPECT_EQ(dRow("02:00:00:00:00:01")->status(), BridgeSnmp::statusLearned);
-   EXPECT_EQ(fidSm().fidHostMap(Bridging::Fid(10))->hosts(), 1u);
-
-   time.nowIs(1100.0);
-   sw.move(VlanId(1), mac("02:00:00:00:00:01"), "Ethernet3");
-   sw.move(VlanId(1), mac("02:00:00:00:00:01"), "Ethernet4");
-   EXPECT_EQ(fidSm().backlog().size(), 1u) << "a host changing twice is queued once";
+   EXPECT_EQ(qRow(10, "02:00:00:00:00:0a")->intf(), Velnet::IntfId("Ethernet2"));
+   sw.learn(VlanId(10), mac("02:00:00:00:00:0b"), "Ethernet1");
+   sw.age(VlanId(10), mac("02:00:00:00:00:0b"));
    drain();
-   const auto q = qRow(1, "02:00:00:00:00:01");
-   EXPECT_EQ(q->intf(), Velnet::IntfId("Ethernet4"));
-   EXPECT_EQ(dRow("02:00:00:00:00:01")->intf(), Velnet::IntfId("Ethernet4"));
-   EXPECT_EQ(q->moves(), 2u);
-   EXPECT_EQ(q->lastMoveTime(), 1100.0);
-
-   sw.age(VlanId(1), mac("02:00:00:00:00:01"));
-   drain();
-   EXPECT_FALSE(qRow(1, "02:00:00:00:00:01"));
-   EXPECT_FALSE(dRow("02:00:00:00:00:01"));
-   EXPECT_EQ(fidSm().fidHostMap(Bridging::Fid(1))->hosts(), 0u);
-}
-
-TEST_F(FidSmTest, HostLearnedAndAgedBeforeItsKeyIsProcessedMakesNoRow) {
-   sw.learn(VlanId(10), mac("02:00:00:00:00:0a"), "Ethernet1");
-   sw.age(VlanId(10), mac("02:00:00:00:00:0a"));
-   drain();
-   EXPECT_FALSE(qRow(10, "02:00:00:00:00:0a"));
-   EXPECT_EQ(mib->dot1qTpFdbTables(), 0u);
+   EXPECT_FALSE(qRow(10, "02:00:00:00:00:0b"));
+   EXPECT_EQ(mib->dot1qTpFdbTables(), 1u);
 }
 
 TEST_F(FidSmTest, ConfiguredHostsApplyAtOnceAndOverrideLearnedRows) {
@@ -102,23 +79,6 @@ TEST_F(FidSmTest, KeyOfAFidWithoutStatusIsDropped) {
    drain();
    EXPECT_TRUE(fidSm().backlog().empty());
    EXPECT_EQ(mib->dot1qTpFdbTables(), 0u);
-}
-
-TEST_F(FidSmTest, StartUpSweepQueuesHostsLearnedBeforeTheAgent) {
-   sw.learn(VlanId(10), mac("02:00:00:00:00:0a"), "Ethernet1");
-   sw.staticHostIs(VlanId(20), mac("00:1c:73:00:00:20"), "Ethernet2");
-   drain();
-   // A fresh cache makes a fresh FID machine, which sweeps what is there.
-   auto fresh = BridgeSnmp::qBridgeMibFactory("fresh");
-   agent->mibIs(fresh);
-   EXPECT_TRUE(agent->fidSm()->initialized());
-   EXPECT_TRUE(fresh->dot1qTpFdbTable(
-       BridgeSnmp::Dot1qTpFdbEntryKey(Bridging::Fid(20), mac("00:1c:73:00:00:20"))))
-       << "configured rows at once";
-   EXPECT_EQ(agent->fidSm()->backlog().size(), 1u);
-   drain();
-   EXPECT_TRUE(fresh->dot1qTpFdbTable(
-       BridgeSnmp::Dot1qTpFdbEntryKey(Bridging::Fid(10), mac("02:00:00:00:00:0a"))));
 }
 
 TEST_F(FidSmTest, BacklogIsWorkedOffInSlicesBoundedByTheQuantum) {

@@ -208,28 +208,6 @@ class TopologyApply : public ::testing::Test {
    Sim::Switch sw{manager};
 };
 
-// The bundled lab switch, as the README describes it.
-TEST_F(TopologyApply, LabSwitch) {
-   Sim::applyTopology(
-       sw, Sim::loadTopology(std::string(BRIDGESNMP_SOURCE_DIR) + "/examples/lab-switch.yaml"));
-   EXPECT_EQ(sw.config()->bridgeMacAddr(), mac("00:1c:73:00:00:01"));
-   EXPECT_EQ(sw.ports().size(), 48u);
-   EXPECT_EQ(sw.intfStatusDir()->intfStatus(Velnet::IntfId("Ethernet47"))->operStatus(),
-             Interface::OperStatus::down);
-   EXPECT_EQ(sw.config()->vlanConfigs(), 7u);
-   EXPECT_TRUE(sw.config()->vlanConfig(VlanId(4094))->internal());
-   EXPECT_TRUE(sw.config()->vlanConfig(VlanId(99))->hidden());
-   EXPECT_EQ(sw.config()->vlanConfig(VlanId(50))->adminState(), AdminState::suspended);
-   EXPECT_EQ(sw.config()->switchIntfConfig(Velnet::IntfId("Ethernet45"))->switchportMode(),
-             Bridging::SwitchportMode::routed);
-   std::size_t statics = 0;
-   for (auto it = sw.config()->fdbConfigIteratorConst(); it; ++it) {
-      statics += (*it)->configuredHosts();
-   }
-   EXPECT_EQ(statics, 4u);
-   EXPECT_EQ(sw.learnedHosts(), 261u);
-}
-
 // Built by hand, past the file's checks: a host on a port that is not in its VLAN; and a
 // topology for a switch that already has ports.
 TEST_F(TopologyApply, RefusedCommandsAndASwitchWithPortsAreTopologyErrors) {
