@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 
 #include "platform/kel/MemoryTraceSink.h"
@@ -71,14 +70,6 @@ TEST_F(TraceTest, MalformedLevelTextChangesNothing) {
    EXPECT_EQ(error, "trace level must be 0 to 9 in 'Alpha/10'");
    EXPECT_FALSE(Kel::setTraceLevels("Alpha/x", &error));
    EXPECT_EQ(alpha.level(), 4);
-}
-
-TEST_F(TraceTest, EnvironmentVariableSetsLevels) {
-   ASSERT_EQ(::setenv("BRIDGESNMP_TRACE", "Alpha/6,Beta/3", 1), 0);
-   EXPECT_TRUE(Kel::applyTraceEnvironment());
-   ::unsetenv("BRIDGESNMP_TRACE");
-   EXPECT_EQ(Kel::traceLevel("Alpha"), 6);
-   EXPECT_EQ(Kel::traceLevel("Beta"), 3);
 }
 
 }  // namespace

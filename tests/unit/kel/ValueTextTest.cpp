@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "platform/kel/Assert.h"
 #include "platform/kel/Exception.h"
 #include "platform/kel/MemoryTraceSink.h"
 #include "platform/kel/ValueText.h"
@@ -69,14 +68,6 @@ TEST_F(ExceptionTest, ExpectScopesNestAndEnd) {
       EXPECT_FALSE(Kel::Expect::expected(Kel::ExceptionId::nullPointer));
    }
    EXPECT_FALSE(Kel::Expect::expected(Kel::ExceptionId::range));
-}
-
-TEST(AssertDeathTest, FailedAssertionReportsItsExpressionAndEnds) {
-   const int len = 2;
-   const int newSize = 3;
-   EXPECT_DEATH(KEL_ASSERT(newSize <= len), "assertion \"newSize <= len\" failed");
-   const void* dEntry = &len;
-   EXPECT_DEATH(KEL_ASSERT(dEntry == NULL), "assertion \"dEntry == __null\" failed");
 }
 
 }  // namespace

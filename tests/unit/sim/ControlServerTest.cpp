@@ -206,22 +206,6 @@ TEST_F(ControlServerTest, OverLongLineIsRefused) {
    EXPECT_TRUE(linkUp("Ethernet2"));
 }
 
-TEST_F(ControlServerTest, ConnectionsBeyondTheLimitAreTurnedAway) {
-   start({.maxConnections = 2});
-   Client first(socketPath);
-   Client second(socketPath);
-   first.send("show");
-   second.send("show");
-   runPasses(3);
-   ASSERT_EQ(server->connections(), 2u);
-
-   Client third(socketPath);
-   EXPECT_EQ(await(third), "error: too many control connections\n");
-   EXPECT_EQ(server->connections(), 2u);
-   first.send("\n");
-   EXPECT_EQ(await(first), "ok\n" + sw.show("summary"));
-}
-
 // A reply a client does not take is held, within the bytes allowed for all clients: while it
 // waits, another client's command is refused in a line instead of piling up more.
 TEST_F(ControlServerTest, LargeReplyIsSentAsTheClientTakesIt) {
@@ -285,21 +269,6 @@ TEST_F(ControlServerTest, DirectoryOthersMayWriteIsRefusedAndAMissingOneMadePriv
    ASSERT_EQ(::stat((dir / "private").c_str(), &st), 0);
    EXPECT_EQ(st.st_mode & 0777, 0700u);
    EXPECT_EQ(roundTrip("show\n"), "ok\n" + sw.show("summary"));
-}
-
-TEST_F(ControlServerTest, DestructorRemovesTheSocketFileAndItsReactors) {
-   start();
-   Client pending(socketPath);
-   pending.send("show");
-   runPasses(3);
-   ASSERT_EQ(manager.fdReactors().size(), 2u);
-
-   server.reset();
-
-   EXPECT_TRUE(manager.fdReactors().empty());
-   EXPECT_FALSE(fs::exists(socketPath));
-   pending.receive();
-   EXPECT_TRUE(pending.closed());
 }
 
 TEST(ControlServerAuthorisationTest, RootAndTheServersOwnUserMayCommand) {
