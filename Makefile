@@ -9,7 +9,7 @@ PORT       ?= 1161
 CMAKE_ARGS ?=
 
 .PHONY: all deps build test unit-test integration-test sanitize-test fuzz storm soak bench bench-1m \
-        demo demo-stop demo-linux demo-linux-stop deb format clean
+        demo demo-stop demo-linux demo-linux-stop demo-linux-uml deb format clean
 
 all: build
 
@@ -88,6 +88,11 @@ demo-linux: build
 
 demo-linux-stop:
 	tools/demo-linux.sh stop $(BUILD) $(PORT)
+
+# The same demo, VLANs included, inside user-mode Linux (a Linux 6.1 kernel with bridge VLAN
+# filtering, run as a process); it stops with the kernel.
+demo-linux-uml: build
+	tests/kernel/uml-run.sh $(BUILD)/uml-demo tools/demo-linux.sh show $(BUILD) $(PORT)
 
 # The Debian package, from the build tree (written to $(BUILD)/deb/).
 deb: build

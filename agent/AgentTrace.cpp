@@ -7,4 +7,7 @@ Kel::TraceHandle& agentTrace() {
    return *handle;
 }
 
+// Made at load, so that a trace setting can name the facility before its first line.
+[[maybe_unused]] const Kel::TraceHandle& agentTraceAtLoad = agentTrace();
+
 }  // namespace BridgeSnmpAgent

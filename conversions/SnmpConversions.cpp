@@ -15,6 +15,9 @@ Kel::TraceHandle& trace() {
    return handle;
 }
 
+// Made at load, so that a trace setting can name the facility before its first line.
+[[maybe_unused]] const Kel::TraceHandle& traceAtLoad = trace();
+
 // The dot1dTpAgingTime range.
 constexpr std::uint32_t minAgingTime = 10;
 constexpr std::uint32_t maxAgingTime = 1000000;

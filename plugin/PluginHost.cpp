@@ -1,6 +1,11 @@
 #include "plugin/PluginHost.h"
 
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <array>
 #include <exception>
+#include <optional>
 #include <tuple>
 
 #include "platform/kel/ActivityManager.h"
@@ -12,23 +17,72 @@
 #include "snmp/IfMib.h"
 #include "snmp/NetSnmp.h"
 
+// snmpd's "still running" flag: cleared when it is stopping, so that an unload then is for
+// good; a reconfiguration unloads with it set.
+extern "C" int netsnmp_running;
+
 namespace Plugin {
 namespace {
 
 Kel::TraceHandle snmpTrace("Snmp");
 
 constexpr const char* traceToken = "bridgesnmpTrace";
-constexpr const char* topologyToken = "bridgesnmpTopology";
-constexpr const char* controlSocketToken = "bridgesnmpControlSocket";
-constexpr const char* systemNameToken = "bridgesnmpSystemName";
-constexpr const char* platformToken = "bridgesnmpPlatform";
 constexpr const char* cachePath = "snmp/swix/qbridgemib";
+
+// The lines that take effect when the platform starts.
+struct StartLine {
+   const char* token;
+   std::string PluginHost::StartLines::*value;
+   const char* help;
+};
+constexpr std::array<StartLine, 4> startLines = {{
+    {"bridgesnmpPlatform", &PluginHost::StartLines::platform, "simulated | linux <bridge>"},
+    {"bridgesnmpTopology", &PluginHost::StartLines::topology, "topology-file.yaml"},
+    {"bridgesnmpControlSocket", &PluginHost::StartLines::controlSocket, "/path/to/control.sock"},
+    {"bridgesnmpSystemName", &PluginHost::StartLines::systemName, "name"},
+}};
 
 std::string trimmed(const char* line) {
    std::string text = line ? line : "";
    const auto first = text.find_first_not_of(" \t");
    const auto last = text.find_last_not_of(" \t\r\n");
    return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
+}
+
+// The user and group snmpd switches to after start-up (-u, -g), who must own what it keeps
+// using after that; nothing when it stays as it is.
+std::optional<Sim::SocketOwner> socketOwner() {
+   const int uid = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_USERID);
+   const int gid = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_GROUPID);
+   if (uid <= 0 || static_cast<uid_t>(uid) == ::geteuid()) {
+      return std::nullopt;
+   }
+   return Sim::SocketOwner{static_cast<uid_t>(uid), static_cast<gid_t>(gid > 0 ? gid : -1)};
+}
+
+// The running switch outlives a reconfiguration's unload (dlclose) and load: the library must
+// stay mapped, whatever else holds it.
+void keepMapped() {
+   Dl_info self{};
+   if (::dladdr(reinterpret_cast<void*>(&keepMapped), &self) != 0 && self.dli_fname) {
+      ::dlopen(self.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+   }
+}
+
+// Whether a module of snmpd's own (or another) serves ifTable: a registration that starts
+// at or under it (snmpd fills the gaps between registrations with others that answer
+// nothing).
+bool hostServesIfTable() {
+   static const oid ifTable[] = {1, 3, 6, 1, 2, 1, 2, 2};
+   static const oid ifEntry[] = {1, 3, 6, 1, 2, 1, 2, 2, 1};
+   const netsnmp_subtree* found = netsnmp_subtree_find(ifEntry, OID_LENGTH(ifEntry), nullptr, "");
+   return found && netsnmp_oid_is_subtree(ifTable, OID_LENGTH(ifTable), found->start_a,
+                                          found->start_len) == 0;
+}
+
+// A line Debian's snmpd keeps in its log (-LOw: warnings and worse).
+void logWarning(const std::string& text) {
+   snmp_log(LOG_WARNING, "bridgesnmp: %s\n", text.c_str());
 }
 
 }  // namespace
@@ -46,19 +100,26 @@ void PluginHost::load() {
       return;
    }
    loaded_ = true;
-   alignUptimeEpoch();
-   previousSink_ = Kel::traceSink();
-   Kel::traceSinkIs(std::make_shared<SnmpdTraceSink>());
+   if (takeDownAlarm_ != 0) {
+      snmp_alarm_unregister(takeDownAlarm_);
+      takeDownAlarm_ = 0;
+   }
+   if (!started_) {
+      keepMapped();
+      alignUptimeEpoch();
+      previousSink_ = Kel::traceSink();
+      Kel::traceSinkIs(std::make_shared<SnmpdTraceSink>());
+   }
+   lines_ = {};
    snmpd_register_config_handler(traceToken, &PluginHost::onTraceLine, nullptr,
                                  "Facility/level[,Facility/level...]  (\"*\" for all)");
-   snmpd_register_config_handler(topologyToken, &PluginHost::onPlatformLine, nullptr,
-                                 "topology-file.yaml");
-   snmpd_register_config_handler(controlSocketToken, &PluginHost::onPlatformLine, nullptr,
-                                 "/path/to/control.sock");
-   snmpd_register_config_handler(systemNameToken, &PluginHost::onPlatformLine, nullptr, "name");
-   snmpd_register_config_handler(platformToken, &PluginHost::onPlatformLine, nullptr,
-                                 "simulated | linux <bridge>");
-   if (netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_HAVE_READ_CONFIG)) {
+   for (const StartLine& line : startLines) {
+      snmpd_register_config_handler(line.token, &PluginHost::onStartLine, nullptr, line.help);
+   }
+   // A reconfiguration is reading the configuration again: what it sets is known only once
+   // it has read it all.
+   if (!started_ &&
+       netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_HAVE_READ_CONFIG)) {
       start();
    } else {
       snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG,
@@ -68,13 +129,20 @@ void PluginHost::load() {
 
 void PluginHost::start() {
    if (started_) {
-      return;  // a reconfiguration (SIGHUP) reads the configuration again
+      reconfigured();
+      return;
    }
    started_ = true;
+   running_ = reported_ = lines_;
+   std::string error;
+   platformChoice_ = {};
+   if (!running_.platform.empty()) {
+      platformChoice_ = parsePlatformChoice(running_.platform, error).value_or(platformChoice_);
+   }
    KEL_TRACE(snmpTrace, 1, "bridgesnmp starting");
    driver_ = std::make_unique<SnmpdLoopDriver>(Kel::ActivityManager::instance());
-   if (!systemName_.empty()) {
-      SnmpUtil::sysnameIs(systemName_);
+   if (!running_.systemName.empty()) {
+      SnmpUtil::sysnameIs(running_.systemName);
    }
    Kel::ActivityManager& manager = Kel::ActivityManager::instance();
    // The entities the agent reads and the SETs write, from the chosen platform.
@@ -84,19 +152,32 @@ void PluginHost::start() {
    Bridging::VlanStatusDir::Ptr vlanStatusDir;
    Interface::EthIntfStatusDir::Ptr intfStatusDir;
    Bridging::ReaderFdbStatusSm::Ptr readerShim;
+   std::string served;
    if (platformChoice_.kind == PlatformKind::linuxBridge) {
       linuxBridge_ = std::make_unique<Linux::LinuxPlatform>(manager, SnmpUtil::stateRoot(),
                                                             platformChoice_.bridge);
       const Bridging::PlatformEntities& e = linuxBridge_->entities();
       std::tie(config, input, status, vlanStatusDir, intfStatusDir, readerShim) =
           std::tie(e.config, e.input, e.status, e.vlanStatusDir, e.intfStatusDir, e.reader);
+      served = linuxBridge_->summary();
    } else {
+      Sim::PlatformOptions options{running_.topology, running_.controlSocket, socketOwner()};
       platform_ = std::make_unique<Sim::SimulatedPlatform>(manager, SnmpUtil::stateRoot(),
-                                                           platformOptions_);
+                                                           std::move(options));
       const Sim::Switch& sw = platform_->sw();
       std::tie(config, input, status, vlanStatusDir, intfStatusDir, readerShim) =
           std::make_tuple(sw.config(), sw.inputConfig(), sw.status(), sw.vlanStatusDir(),
                           sw.intfStatusDir(), sw.readerShim());
+      served = "the simulated switch from " + platform_->topologyPath() +
+               (platform_->controlled() ? ", control socket " + platform_->controlSocketPath()
+                                        : ", no control socket");
+      if (running_.topology.empty()) {
+         logWarning(
+             "no bridgesnmpTopology line: the simulated switch runs the bundled example topology, "
+             "whose "
+             "hosts are invented (bridgesnmpPlatform and bridgesnmpTopology, after the "
+             "dlmod line, choose what is served)");
+      }
    }
    KEL_TRACE(snmpTrace, 1, "platform: " << platformChoiceText(platformChoice_));
 
@@ -118,23 +199,65 @@ void PluginHost::start() {
       platform_->sw().statusReporterIs(
           [this] { return statusReport(*mib_, *agent_) + driver_->statusLine(); });
       // The simulated switch's ports exist nowhere else, so their IF-MIB rows are ours to
-      // serve; a Linux bridge's ports are in the host's own IF-MIB already.
-      hooks += Snmp::registerInterfaceTables() ? 1 : 0;
+      // serve; a Linux bridge's ports are in the host's own IF-MIB already. Where snmpd's own
+      // IF-MIB serves the host's interfaces, numbering ours among them would file the
+      // host's addresses (IP-MIB) under switch ports: the host's stay.
+      if (hostServesIfTable()) {
+         logWarning(
+             "snmpd serves the host's ifTable: the switch's ports are left out of IF-MIB "
+             "(exclude ifTable,ifXTable,interfaces with snmpd's -I to serve them)");
+      } else {
+         hooks += Snmp::registerInterfaceTables() ? 1 : 0;
+      }
    }
    KEL_TRACE(snmpTrace, 1, "bridgesnmp started; " << hooks << " MIB units registered");
+   // A subagent serves only once a master agent takes it (AgentxMain says when).
+   const bool subagent = netsnmp_ds_get_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE);
+   logWarning((subagent ? "loaded, for the master agent: " : "serving ") + served);
+}
+
+void PluginHost::reconfigured() {
+   for (const StartLine& line : startLines) {
+      const std::string& now = lines_.*line.value;
+      if (now != running_.*line.value && now != reported_.*line.value) {
+         logWarning(std::string(line.token) + " changed; it takes effect when snmpd restarts");
+      }
+   }
+   reported_ = lines_;
+   logWarning("reconfigured; the running switch is kept");
 }
 
 void PluginHost::unload() {
    if (!loaded_) {
       return;
    }
+   loaded_ = false;
    snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG,
                             &PluginHost::onConfigRead, this, 1);
    snmpd_unregister_config_handler(traceToken);
-   snmpd_unregister_config_handler(topologyToken);
-   snmpd_unregister_config_handler(controlSocketToken);
-   snmpd_unregister_config_handler(systemNameToken);
-   snmpd_unregister_config_handler(platformToken);
+   for (const StartLine& line : startLines) {
+      snmpd_unregister_config_handler(line.token);
+   }
+   if (netsnmp_running && started_) {
+      // A reconfiguration loads the module again before snmpd's loop goes on; an unload
+      // that no load follows takes everything down on the loop's next pass.
+      takeDownAlarm_ = snmp_alarm_register(0, 0, &PluginHost::onUnloadedForGood, this);
+      return;
+   }
+   takeDown();
+}
+
+void PluginHost::onUnloadedForGood(unsigned int, void* clientArg) {
+   auto* host = static_cast<PluginHost*>(clientArg);
+   host->takeDownAlarm_ = 0;
+   try {
+      host->takeDown();
+   } catch (const std::exception& e) {
+      KEL_TRACE(snmpTrace, 0, "bridgesnmp unload failed: " << e.what());
+   }
+}
+
+void PluginHost::takeDown() {
    if (platform_) {
       platform_->sw().statusReporterIs(nullptr);
    }
@@ -159,7 +282,6 @@ void PluginHost::unload() {
    KEL_TRACE(snmpTrace, 1, "bridgesnmp unloaded");
    Kel::traceSinkIs(previousSink_);
    previousSink_.reset();
-   loaded_ = false;
    started_ = false;
 }
 
@@ -179,31 +301,23 @@ void PluginHost::onTraceLine(const char*, char* line) {
    }
 }
 
-void PluginHost::onPlatformLine(const char* token, char* line) {
-   PluginHost& host = instance();
+void PluginHost::onStartLine(const char* token, char* line) {
    const std::string value = trimmed(line);
    if (value.empty()) {
       config_perror((std::string(token) + " needs a value").c_str());
       return;
    }
-   if (host.started_) {
-      config_perror((std::string(token) + " takes effect at the next start of snmpd").c_str());
-      return;
-   }
    const std::string name = token;
-   if (name == platformToken) {
-      std::string error;
-      if (const auto choice = parsePlatformChoice(value, error)) {
-         host.platformChoice_ = *choice;
-      } else {
-         config_perror((std::string(token) + ": " + error).c_str());
+   for (const StartLine& start : startLines) {
+      if (name != start.token) {
+         continue;
       }
-   } else if (name == topologyToken) {
-      host.platformOptions_.topologyPath = value;
-   } else if (name == controlSocketToken) {
-      host.platformOptions_.controlSocketPath = value;
-   } else {
-      host.systemName_ = value;
+      std::string error;
+      if (start.value == &StartLines::platform && !parsePlatformChoice(value, error)) {
+         config_perror((name + ": " + error).c_str());
+         return;
+      }
+      instance().lines_.*start.value = value;
    }
 }
 

@@ -157,8 +157,7 @@ struct VlanStaticTable : Snmp::TablePolicyDefaults {
             Snmp::checkOnce(reqinfo, *data.row->parent());
             return SNMP_ERR_NOERROR;
          case Snmp::SetPhase::action:
-            Snmp::applyOnce(reqinfo);
-            return SNMP_ERR_NOERROR;
+            return Snmp::applyOnce(reqinfo);
          default:
             return SNMP_ERR_NOERROR;
       }
@@ -269,8 +268,7 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
             Snmp::checkOnce(reqinfo, *data.row->parent());
             return SNMP_ERR_NOERROR;
          case Snmp::SetPhase::action:
-            Snmp::applyOnce(reqinfo);
-            return SNMP_ERR_NOERROR;
+            return Snmp::applyOnce(reqinfo);
          default:
             return SNMP_ERR_NOERROR;
       }

@@ -44,13 +44,21 @@ void checkOnce(netsnmp_agent_request_info* reqinfo, BridgeSnmp::QBridgeMib& mib)
    netsnmp_request_set_error(culprit, SNMP_ERR_INCONSISTENTVALUE);
 }
 
-void applyOnce(netsnmp_agent_request_info* reqinfo) {
+int applyOnce(netsnmp_agent_request_info* reqinfo) {
    SetRequestState& state = setRequestState(reqinfo);
    if (state.applied || !state.plan) {
-      return;
+      return SNMP_ERR_NOERROR;
    }
    state.applied = true;
-   state.plan->apply();
+   const BridgeSnmp::SetPlan::Outcome outcome = state.plan->apply();
+   if (outcome.failure.empty()) {
+      return SNMP_ERR_NOERROR;
+   }
+   SNMP_TRACE(3, "QBridgeMib",
+              "SET not applied by the switch"
+                  << (outcome.undone ? " (nothing of it kept): " : " (and not undone): ")
+                  << outcome.failure);
+   return outcome.undone ? SNMP_ERR_COMMITFAILED : SNMP_ERR_UNDOFAILED;
 }
 
 }  // namespace Snmp

@@ -58,7 +58,9 @@ int addBinding(netsnmp_agent_request_info* reqinfo, netsnmp_request_info* reques
 // ran the check.
 void checkOnce(netsnmp_agent_request_info* reqinfo, BridgeSnmp::QBridgeMib& mib);
 
-// ACTION of any binding of the two tables: the first to get here writes the plan.
-void applyOnce(netsnmp_agent_request_info* reqinfo);
+// ACTION of any binding of the two tables: the first to get here writes the plan, and
+// returns commitFailed when the switch could not apply it and put back what it had applied,
+// undoFailed when it could not put it back either.
+int applyOnce(netsnmp_agent_request_info* reqinfo);
 
 }  // namespace Snmp

@@ -8,6 +8,7 @@
 
 #include <pwd.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -80,12 +81,18 @@ class CommandDef {
    std::vector<std::string> rest_;
 };
 
+// $BRIDGESNMP_CONTROL_SOCKET; else where a switch of this user's listens by default, or, when
+// that is not there, the one snmpd started by the system listens on (packaged snmpd starts as
+// root, then runs as its own user).
 std::string defaultSocket() {
    const char* fromEnvironment = std::getenv("BRIDGESNMP_CONTROL_SOCKET");
    if (fromEnvironment && *fromEnvironment) {
       return fromEnvironment;
    }
-   return Sim::defaultControlSocketPath();
+   const std::string own = Sim::defaultControlSocketPath();
+   const std::string system = "/run/bridgesnmp/control.sock";
+   struct stat st {};
+   return ::stat(own.c_str(), &st) != 0 && ::stat(system.c_str(), &st) == 0 ? system : own;
 }
 
 struct Failure {
@@ -120,13 +127,10 @@ std::string sendCommand(const std::string& path, const std::string& line) {
       ~Closer() { ::close(fd); }
    } closer{fd};
    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-      // A plug-in serving a Linux bridge opens no control socket: say so, since that is a
-      // likely reason for nothing listening.
       throw Failure{exitUnreachable,
                     "cannot connect to " + path + ": " + std::strerror(errno) +
-                        "\n(bridgectl drives the simulated switch only; a plug-in configured with "
-                        "'bridgesnmpPlatform linux <bridge>' has no control socket: change that "
-                        "bridge with ip and bridge)"};
+                        " (another socket: --socket, BRIDGESNMP_CONTROL_SOCKET, as snmpd.conf's "
+                        "bridgesnmpControlSocket sets it)"};
    }
    ucred server{};
    socklen_t length = sizeof server;
@@ -209,8 +213,9 @@ int main(int argc, char** argv) {
    std::string socketPath = defaultSocket();
    app.add_option("-s,--socket", socketPath,
                   "the control socket (default: $BRIDGESNMP_CONTROL_SOCKET, else "
-                  "$XDG_RUNTIME_DIR/bridgesnmp.sock, else /run/bridgesnmp.sock for root, else "
-                  "/tmp/bridgesnmp-<uid>/control.sock)")
+                  "$XDG_RUNTIME_DIR/bridgesnmp.sock, else /run/bridgesnmp/control.sock for "
+                  "root, else /tmp/bridgesnmp-<uid>/control.sock; where that is missing, "
+                  "/run/bridgesnmp/control.sock)")
        ->capture_default_str();
    app.require_subcommand(1);
 

@@ -2,13 +2,17 @@
 # Serves a Linux kernel bridge with the built bridgesnmp.so: a private network namespace
 # ("bsnmp-demo") holds the bridge br0 with three veth ports and snmpd on 127.0.0.1:<port>;
 # three more namespaces are the hosts behind the ports. Frames from the hosts teach the bridge
-# their addresses, then one host's address shows up behind another port (a move). Needs root.
+# their addresses, then one host's address shows up behind another port (a move). Where the
+# kernel's bridge filters VLANs, ports 1 and 2 are access ports of VLANs 10 and 20, port 3 a
+# trunk (native 10, tagged 20), and a PVID SET moves port 2. Needs root.
 #
 #   tools/demo-linux.sh start <builddir> <port>   (make demo-linux [PORT=...])
 #   tools/demo-linux.sh stop  <builddir> <port>   (make demo-linux-stop)
+#   tools/demo-linux.sh show  <builddir> <port>   start, then stop (make demo-linux-uml runs
+#                                                 it inside user-mode Linux)
 set -euo pipefail
 
-[ $# -eq 3 ] || { echo "usage: $0 start|stop <builddir> <port>" >&2; exit 2; }
+[ $# -eq 3 ] || { echo "usage: $0 start|stop|show <builddir> <port>" >&2; exit 2; }
 action=$1
 builddir=$2
 port=$3
@@ -30,9 +34,9 @@ stop_demo() {
    done
 }
 
-walk() {  # walk <title> <oid>
+walk() {  # walk <title> <oid> [snmpwalk option...]
    echo "  $1:"
-   in_ns snmpwalk -v2c -c public -On "127.0.0.1:$port" "$2" | sed 's/^/    /'
+   in_ns snmpwalk -v2c -c public -On "${@:3}" "127.0.0.1:$port" "$2" | sed 's/^/    /'
 }
 
 start_demo() {
@@ -53,6 +57,8 @@ start_demo() {
    in_ns ip link set lo up
    in_ns ip link add br0 type bridge
    in_ns ip link set br0 up
+   local vlans=yes
+   in_ns ip link set br0 type bridge vlan_filtering 1 2>/dev/null || vlans=no
    for i in 1 2 3; do
       local h=${hosts[$((i - 1))]}
       ip netns add "$h"
@@ -63,6 +69,23 @@ start_demo() {
       ip -n "$h" link set eth0 address "02:00:00:00:00:0$i"
       ip -n "$h" link set eth0 up
    done
+
+   if [ $vlans = yes ]; then
+      in_ns bridge -batch - <<BATCH
+vlan add dev br0 vid 10 self
+vlan add dev br0 vid 20 self
+vlan del dev port1 vid 1
+vlan add dev port1 vid 10 pvid untagged
+vlan del dev port2 vid 1
+vlan add dev port2 vid 20 pvid untagged
+vlan del dev port3 vid 1
+vlan add dev port3 vid 10 pvid untagged
+vlan add dev port3 vid 20
+BATCH
+   else
+      echo "This kernel's bridge has no VLAN filtering: the demo shows VLAN 1 only" \
+         "(make demo-linux-uml runs it with VLANs in user-mode Linux)."
+   fi
 
    cat >"$dir/snmpd.conf" <<CONF
 # snmpd.conf of the Linux bridge demo, written by tools/demo-linux.sh.
@@ -89,12 +112,26 @@ CONF
    sleep 0.2
    walk "dot1dBasePortTable, port numbers and ifIndex" 1.3.6.1.2.1.17.1.4.1.2
    walk "dot1dTpFdbTable, the port of each address (the ports' own are mgmt)" 1.3.6.1.2.1.17.4.3.1.2
+   if [ $vlans = yes ]; then
+      walk "dot1qTpFdbPort, by FID (the VLAN) and address" 1.3.6.1.2.1.17.7.1.2.2.1.2
+      walk "dot1qVlanStaticEgressPorts" 1.3.6.1.2.1.17.7.1.4.3.1.2 -Ox
+      walk "dot1qPvid" 1.3.6.1.2.1.17.7.1.4.5.1.1
+      echo
+      echo "A manager moves port2 to VLAN 10 (snmpset dot1qPvid.2 u 10):"
+      in_ns snmpset -v2c -c private -On "127.0.0.1:$port" 1.3.6.1.2.1.17.7.1.4.5.1.1.2 u 10 |
+         sed 's/^/    /'
+      echo "  the kernel's VLANs of port2 at once:"
+      in_ns bridge vlan show dev port2 | sed 's/^/    /'
+   fi
    echo
    echo "Host 1's address now sends from behind port3 (a move):"
    ip netns exec "${hosts[2]}" "$ethsend" eth0 02:00:00:00:00:01
    sleep 0.2
-   walk "dot1qTpFdbPort of 02:00:00:00:00:01 in FID 1" 1.3.6.1.2.1.17.7.1.2.2.1.2.1.2.0.0.0.0.1
-   walk "its move count" 1.3.6.1.4.1.32473.3.2.1.1.2.0.1.2.0.0.0.0.1
+   local fid=1  # host 1's VLAN, which port3 carries untagged
+   [ $vlans = no ] || fid=10
+   walk "dot1qTpFdbPort of 02:00:00:00:00:01 in FID $fid" \
+      "1.3.6.1.2.1.17.7.1.2.2.1.2.$fid.2.0.0.0.0.1"
+   walk "its move count" "1.3.6.1.4.1.32473.3.2.1.1.2.0.$fid.2.0.0.0.0.1"
    cat <<EOF
 
 bridgesnmp Linux bridge demo: snmpd in network namespace $ns, 127.0.0.1:$port, serving br0.
@@ -112,5 +149,9 @@ EOF
 case $action in
    start) start_demo ;;
    stop) stop_demo ;;
-   *) echo "usage: $0 start|stop <builddir> <port>" >&2; exit 2 ;;
+   show)
+      start_demo | sed '/^Try/,$d'
+      stop_demo
+      ;;
+   *) echo "usage: $0 start|stop|show <builddir> <port>" >&2; exit 2 ;;
 esac

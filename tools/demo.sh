@@ -15,6 +15,8 @@ usage() {
 action=$1
 builddir=$2
 port=$3
+# The demo's SNMPv3 user, as net-snmp's tools take it.
+v3user="-v3 -l authPriv -u bridgeadmin -a SHA -A demo-auth-pass -x AES -X demo-priv-pass"
 if ! [[ $port =~ ^[0-9]+$ ]] || ((port < 1 || port > 65535)); then
    echo "$0: not a UDP port: $port" >&2
    exit 2
@@ -85,9 +87,10 @@ show_log_tail() {
 # it, and the walks show it. Ethernet9 (bridge port 9) is in VLAN 10 on the lab switch.
 show_port_move() {
    local agent="127.0.0.1:$port" pvid=1.3.6.1.2.1.17.7.1.4.5.1.1 egress=1.3.6.1.2.1.17.7.1.4.3.1.2
-   echo "A manager moves Ethernet9 (bridge port 9) from VLAN 10 to VLAN 20:"
-   echo "  snmpset -v2c -c private $agent $pvid.9 u 20"
-   snmpset -v2c -c private -On "$agent" "$pvid.9" u 20 | sed 's/^/    /'
+   echo "A manager moves Ethernet9 (bridge port 9) from VLAN 10 to VLAN 20, over SNMPv3:"
+   echo "  snmpset $v3user $agent $pvid.9 u 20"
+   # shellcheck disable=SC2086 # the user's options are words
+   snmpset $v3user -On "$agent" "$pvid.9" u 20 | sed 's/^/    /'
    # The switch applies the write on its next turn; give it a moment before walking.
    sleep 0.3
    echo "  snmpwalk of dot1qPvid (ports 8 to 10), and the egress ports of VLANs 10 and 20:"
@@ -130,6 +133,13 @@ bridgesnmpTrace ${BRIDGESNMP_TRACE:-Snmp/1,SimSwitch/1}
 bridgesnmpTopology $topology
 bridgesnmpControlSocket $socket
 bridgesnmpSystemName demo
+# An SNMPv3 user (SHA, AES) who reads everything and writes the port VLAN tables only.
+createUser bridgeadmin SHA demo-auth-pass AES demo-priv-pass
+view all included .1
+view bridgevlans included .1.3.6.1.2.1.17.7.1.4.3
+view bridgevlans included .1.3.6.1.2.1.17.7.1.4.5
+group bridgeadmins usm bridgeadmin
+access bridgeadmins "" usm priv exact all bridgevlans none
 EOF
    : >"$log"
    : >"$out"
@@ -179,7 +189,9 @@ EOF
 
    cat <<EOF
 bridgesnmp demo: snmpd (pid $pid) with $plugin
-serving SNMPv2c on 127.0.0.1:$port (read community "public", write community "private").
+serving SNMPv2c on 127.0.0.1:$port (read community "public", write community "private"), and
+SNMPv3 to the user bridgeadmin, who writes the port VLAN tables only:
+  snmpset $v3user 127.0.0.1:$port 1.3.6.1.2.1.17.7.1.4.5.1.1.9 u 10
 
 Try:
   snmpget -v2c -c public 127.0.0.1:$port 1.3.6.1.2.1.17.1.3.0

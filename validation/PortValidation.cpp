@@ -9,6 +9,9 @@ Kel::TraceHandle& setTrace() {
    return *handle;
 }
 
+// Made at load, so that a trace setting can name the facility before its first line.
+[[maybe_unused]] const Kel::TraceHandle& setTraceAtLoad = setTrace();
+
 bool carriesVlans(Bridging::SwitchportMode mode) {
    return mode == Bridging::SwitchportMode::access || mode == Bridging::SwitchportMode::trunk;
 }

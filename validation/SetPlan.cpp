@@ -243,9 +243,9 @@ bool SetPlan::changes() const {
    return changes_ || !created_.empty();
 }
 
-void SetPlan::apply() const {
+SetPlan::Outcome SetPlan::apply() const {
    if (!mib_) {
-      return;
+      return {};
    }
    const auto input = mib_->inputConfig();
    for (const Bridging::VlanId vlan : created_) {
@@ -282,6 +282,16 @@ void SetPlan::apply() const {
          row->admitFrameLocalIs(tagged ? FrameAdmits(admitOnlyVlanTagged) : FrameAdmits(admitAll));
       }
    }
+   if (!changes()) {
+      return {};
+   }
+   const std::uint32_t request = input->commitRequest() + 1;
+   input->commitRequestIs(request);
+   const auto& config = *mib_->config();
+   if (config.inputCommitted() != request || config.inputCommitFailure().empty()) {
+      return {};  // applied, or applied by the platform on its own (which cannot fail)
+   }
+   return {config.inputCommitFailure().stdString(), config.inputCommitUndone()};
 }
 
 }  // namespace BridgeSnmp

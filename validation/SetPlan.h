@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "validation/CrossValidation.h"
@@ -35,9 +36,18 @@ class SetPlan {
    // after validateVlansAndPorts has passed the same bindings.
    static std::optional<SetPlan> make(const SetBindings& bindings, BindingFault* fault);
 
+   // What the platform made of the written input: why it could not apply it (empty when it
+   // did), and whether it put back what it had applied by then.
+   struct Outcome {
+      std::string failure;
+      bool undone = true;
+   };
+
    // Writes the input configuration, each changed switchport once and the VLANs to create
-   // first, and the PVID and frame types the port rows serve until the switch has applied it.
-   void apply() const;
+   // first, and the PVID and frame types the port rows serve until the switch has applied it;
+   // then asks the platform to apply it before the request is answered
+   // (Input::Config::commitRequest).
+   Outcome apply() const;
 
    const std::vector<PortChange>& ports() const { return ports_; }
    // Whether applying it changes the input configuration at all.

@@ -81,15 +81,22 @@ using FdbConfigMap = Kel::RbTreeMap<Fid, Kel::Ptr<FdbConfig>>;
 
 class Config : public Kel::Entity {
  public:
-#define BRIDGING_CONFIG_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION) \
-   ATTRIBUTE(bridgeMacAddr, BridgeMacAddr, Velnet::EthAddr, Velnet::EthAddr())    \
-   /* seconds a learned host lives without being seen; 0 disables aging */        \
-   ATTRIBUTE(hostAgingTime, HostAgingTime, double, 300.0)                         \
-   /* why VLAN settings written to the input would not be applied now; empty when \
-      they would */                                                               \
-   ATTRIBUTE(vlanChangeRefusal, VlanChangeRefusal, Kel::String8, "")              \
-   COLLECTION(vlanConfig, VlanConfig, VlanConfigMap)                              \
-   COLLECTION(switchIntfConfig, SwitchIntfConfig, SwitchIntfConfigMap)            \
+#define BRIDGING_CONFIG_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION)   \
+   ATTRIBUTE(bridgeMacAddr, BridgeMacAddr, Velnet::EthAddr, Velnet::EthAddr())      \
+   /* seconds a learned host lives without being seen; 0 disables aging */          \
+   ATTRIBUTE(hostAgingTime, HostAgingTime, double, 300.0)                           \
+   /* why VLAN settings written to the input would not be applied now; empty when   \
+      they would */                                                                 \
+   ATTRIBUTE(vlanChangeRefusal, VlanChangeRefusal, Kel::String8, "")                \
+   /* the last Input::Config::commitRequest the platform has applied, or failed to: \
+      why it failed (empty when it did not), and whether what it had written by     \
+      then was undone. A platform that applies input on its own schedule and cannot \
+      fail leaves them alone. */                                                    \
+   ATTRIBUTE(inputCommitted, InputCommitted, std::uint32_t, 0)                      \
+   ATTRIBUTE(inputCommitFailure, InputCommitFailure, Kel::String8, "")              \
+   ATTRIBUTE(inputCommitUndone, InputCommitUndone, bool, true)                      \
+   COLLECTION(vlanConfig, VlanConfig, VlanConfigMap)                                \
+   COLLECTION(switchIntfConfig, SwitchIntfConfig, SwitchIntfConfigMap)              \
    COLLECTION(fdbConfig, FdbConfig, FdbConfigMap)
    KEL_ENTITY(Config, Kel::Entity, "Bridging::Config", BRIDGING_CONFIG_MEMBERS)
 #undef BRIDGING_CONFIG_MEMBERS

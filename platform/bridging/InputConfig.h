@@ -47,8 +47,12 @@ using SwitchIntfConfigMap = Kel::RbTreeMap<Velnet::IntfId, Kel::Ptr<SwitchIntfCo
 
 class Config : public Kel::Entity {
  public:
-#define INPUT_CONFIG_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION) \
-   COLLECTION(vlanConfig, VlanConfig, VlanConfigMap)                           \
+#define INPUT_CONFIG_MEMBERS(ATTRIBUTE, SHARED, KEY, COLLECTION, NOTIFICATION)      \
+   /* raised by a writer that answers only once the input is applied (an SNMP SET): \
+      the platform applies what is pending at once and reports how in               \
+      Bridging::Config's inputCommit attributes */                                  \
+   ATTRIBUTE(commitRequest, CommitRequest, std::uint32_t, 0)                        \
+   COLLECTION(vlanConfig, VlanConfig, VlanConfigMap)                                \
    COLLECTION(switchIntfConfig, SwitchIntfConfig, SwitchIntfConfigMap)
    KEL_ENTITY(Config, Kel::Entity, "Bridging::Input::Config", INPUT_CONFIG_MEMBERS)
 #undef INPUT_CONFIG_MEMBERS

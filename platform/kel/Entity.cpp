@@ -12,6 +12,9 @@ TraceHandle& kelTrace() {
    return handle;
 }
 
+// Made at load, so that a trace setting can name the facility before its first line.
+[[maybe_unused]] const Kel::TraceHandle& kelTraceAtLoad = kelTrace();
+
 }  // namespace
 
 Entity::~Entity() {

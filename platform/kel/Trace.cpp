@@ -1,10 +1,12 @@
 #include "platform/kel/Trace.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <iostream>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,6 +41,26 @@ class TraceRegistry {
       for (TraceHandle* h : handles_) {
          h->levelIs(levelFor(h->facility()));
       }
+   }
+
+   // Whether a handle of this facility exists: "*" names them all.
+   bool known(std::string_view facility) {
+      std::lock_guard lock(mutex_);
+      return facility == "*" || std::any_of(handles_.begin(), handles_.end(),
+                                            [&](auto* h) { return facility == h->facility(); });
+   }
+
+   std::string facilities() {
+      std::lock_guard lock(mutex_);
+      std::set<std::string_view> names;
+      for (const TraceHandle* h : handles_) {
+         names.insert(h->facility());
+      }
+      std::string text;
+      for (const auto name : names) {
+         text.append(text.empty() ? "" : ", ").append(name);
+      }
+      return text;
    }
 
    int level(std::string_view facility) {
@@ -158,6 +180,15 @@ bool setTraceLevels(std::string_view settings, std::string* error) {
          *error = why;
       }
       return false;
+   }
+   for (const auto& [name, level] : levels) {
+      if (!TraceRegistry::instance().known(name)) {
+         if (error) {
+            *error = "unknown trace facility '" + name +
+                     "'; known: " + TraceRegistry::instance().facilities();
+         }
+         return false;
+      }
    }
    TraceRegistry::instance().apply(levels);
    return true;

@@ -35,7 +35,8 @@ inline constexpr int defaultTraceLevel = 0;
 
 // Applies level settings such as "Snmp/2,BridgeSnmpAgent/8" or "*/3" to the
 // existing handles and to handles created later. Returns false, changing nothing, when
-// the text is malformed; `error` then says why.
+// the text is malformed or names a facility no handle has; `error` then says why. (A
+// facility whose handle is made on first use must make it at load to be named.)
 bool setTraceLevels(std::string_view settings, std::string* error = nullptr);
 // Applies BRIDGESNMP_TRACE again (it is read once when the first handle is made).
 // Returns false when the variable is malformed.

@@ -226,22 +226,29 @@ void BridgeMirror::publishVlans() {
    }
 }
 
-void BridgeMirror::republishSwitchport(const std::string& port) {
-   e_.config->switchIntfConfigDel(Velnet::IntfId(port));
+void BridgeMirror::republishSwitchports(const std::set<std::string>& ports) {
+   for (const auto& port : ports) {
+      e_.config->switchIntfConfigDel(Velnet::IntfId(port));
+   }
    publishVlans();
 }
 
 void BridgeMirror::mirrorInputVlans(const std::set<Bridging::VlanId>& vlans) {
    const auto restore = std::exchange(writingInput_, true);
-   for (const auto vlan : mirroredVlans_) {
-      if (!vlans.count(vlan)) {
-         e_.input->vlanConfigDel(vlan);
+   // A VLAN exists on a Linux bridge only where a port has it: one the input holds beyond
+   // those (made by a change the kernel refused) goes.
+   std::vector<Bridging::VlanId> gone;
+   for (auto it = e_.input->vlanConfigIteratorConst(); it; ++it) {
+      if (!vlans.count(it.key())) {
+         gone.push_back(it.key());
       }
+   }
+   for (const auto vlan : gone) {
+      e_.input->vlanConfigDel(vlan);
    }
    for (const auto vlan : vlans) {
       e_.input->doCreateVlan(vlan);
    }
-   mirroredVlans_ = vlans;
    writingInput_ = restore;
 }
 

@@ -39,9 +39,9 @@ class BridgeMirror {
    void inputHeldIs(std::set<std::string> names) { inputHeld_ = std::move(names); }
    // Writes the kernel's truth to one port's input configuration (after a refused write).
    void mirrorInput(const std::string& port);
-   // Publishes the port's applied switchport afresh, so that readers which showed a written
+   // Publishes the ports' applied switchports afresh, so that readers which showed a written
    // value at once (a SET's PVID) go back to the kernel's.
-   void republishSwitchport(const std::string& port);
+   void republishSwitchports(const std::set<std::string>& ports);
    // True while the mirror itself writes the input configuration: such changes ask nothing
    // of the kernel.
    bool writingInput() const { return writingInput_; }
@@ -54,7 +54,6 @@ class BridgeMirror {
 
    Bridging::PlatformEntities& e_;
    KernelBridge bridge_;
-   std::set<Bridging::VlanId> mirroredVlans_;
    std::set<std::string> inputHeld_;
    bool writingInput_ = false;
 };

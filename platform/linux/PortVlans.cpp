@@ -26,7 +26,9 @@ Switchport switchportOf(const std::vector<PortVlan>& kernelVlans, bool vlanFilte
          pvid = Bridging::VlanIdOrNone(v.vid);
       }
    }
-   if (port.vlans.size() == 1 && untagged == 1) {
+   // Untagged frames belong to the VLAN the kernel flags as PVID, and to no VLAN (they are
+   // dropped) when none is: a port untagged in one VLAN that is not its PVID is no access port.
+   if (port.vlans.size() == 1 && untagged == 1 && port.vlans.front().pvid) {
       port.mode = Bridging::SwitchportMode::access;
       port.nativeVlan = Bridging::VlanIdOrNone(port.vlans.front().vid);
    } else {

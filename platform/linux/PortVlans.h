@@ -13,9 +13,9 @@
 // How a Linux bridge port's VLANs read as a switchport, and back.
 namespace Linux {
 
-// A port's VLANs as a switchport: one untagged VLAN and nothing tagged is an access port of
-// that VLAN; anything else is a trunk allowing its VLANs, native on its PVID. Without VLAN
-// filtering every port is an access port of VLAN 1.
+// A port's VLANs as a switchport: one untagged VLAN that is its PVID, and nothing tagged, is an
+// access port of that VLAN; anything else is a trunk allowing its VLANs, native on its PVID.
+// Without VLAN filtering every port is an access port of VLAN 1.
 struct Switchport {
    Bridging::SwitchportMode mode = Bridging::SwitchportMode::access;
    Bridging::VlanIdOrNone nativeVlan{1};

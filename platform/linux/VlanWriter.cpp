@@ -1,5 +1,6 @@
 #include "platform/linux/VlanWriter.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/bridging/SwitchportWatch.h"
@@ -13,6 +14,25 @@ namespace {
 
 Kel::TraceHandle linuxTrace("LinuxBridge");
 
+// A port's VLANs after the kernel has applied one part of an edit: deleted VLANs go; an
+// added one joins or replaces its VLAN, and takes the PVID from any other.
+void applied(std::vector<PortVlan>& vlans, const std::vector<PortVlan>& part, bool remove) {
+   for (const PortVlan& v : part) {
+      std::erase_if(vlans, [&](const PortVlan& old) { return old.vid == v.vid; });
+      if (remove) {
+         continue;
+      }
+      if (v.pvid) {
+         for (PortVlan& other : vlans) {
+            other.pvid = false;
+         }
+      }
+      vlans.push_back(v);
+   }
+   std::sort(vlans.begin(), vlans.end(),
+             [](const PortVlan& a, const PortVlan& b) { return a.vid < b.vid; });
+}
+
 }  // namespace
 
 // Keeps one reactor per port's input; a VLAN created or deleted changes the trunks that allow
@@ -21,6 +41,7 @@ class VlanWriter::InputReactor : public Bridging::Input::Config::NotifieeConst {
  public:
    explicit InputReactor(VlanWriter& writer) : writer_(writer) { notifierIs(writer.e_.input); }
 
+   void onCommitRequest() override { writer_.commit(notifier()->commitRequest()); }
    void onVlanConfig(const Bridging::VlanId& vlan) override { writer_.vlanChanged(vlan); }
    void onSwitchIntfConfigkelImmediate() override {
       for (auto it = notifier()->switchIntfConfigIteratorConst(); it; ++it) {
@@ -90,35 +111,49 @@ void VlanWriter::vlanChanged(Bridging::VlanId vlan) {
    }
 }
 
-void VlanWriter::settle() {
+void VlanWriter::commit(std::uint32_t request) {
+   const Outcome outcome = settle();
+   e_.config->inputCommitFailureIs(outcome.failure);
+   e_.config->inputCommitUndoneIs(outcome.undone);
+   e_.config->inputCommittedIs(request);
+}
+
+VlanWriter::Outcome VlanWriter::settle() {
    timeMinIs(Kel::timeNever);
    const auto ports = std::exchange(pending_, {});
    mirror_.inputHeldIs({});
+   Outcome outcome;
+   std::vector<Written> written;
    for (const auto& name : ports) {
-      apply(name);
-   }
-}
-
-void VlanWriter::refuse(const std::string& name, const std::string& reason) {
-   ++refusals_;
-   KEL_TRACE(linuxTrace, 0, name << ": VLAN configuration not applied: " << reason);
-   mirror_.mirrorInput(name);
-   mirror_.republishSwitchport(name);
-}
-
-void VlanWriter::apply(const std::string& name) {
-   const KernelBridge& bridge = mirror_.bridge();
-   const auto sic = e_.input->switchIntfConfig(Velnet::IntfId(name));
-   const KernelPort* port = nullptr;
-   int ifindex = 0;
-   for (const auto& [index, p] : bridge.ports()) {
-      if (p.name == name) {
-         port = &p;
-         ifindex = index;
+      if (auto failure = write(name, written)) {
+         outcome.failure = name + ": " + *failure;
+         break;
       }
    }
-   if (!sic || !port) {
-      return;
+   if (outcome.failure.empty()) {
+      return outcome;
+   }
+   ++refusals_;
+   outcome.undone = undo(written);
+   KEL_TRACE(linuxTrace, 0,
+             "VLAN configuration not applied: " << outcome.failure
+                                                << (outcome.undone ? "" : "; and not undone"));
+   // Every port of the change reads the kernel's truth again, its rows too.
+   for (const auto& name : ports) {
+      mirror_.mirrorInput(name);
+   }
+   mirror_.republishSwitchports(ports);
+   return outcome;
+}
+
+std::optional<std::string> VlanWriter::write(const std::string& name,
+                                             std::vector<Written>& written) {
+   const KernelBridge& bridge = mirror_.bridge();
+   const auto sic = e_.input->switchIntfConfig(Velnet::IntfId(name));
+   const auto port = std::find_if(bridge.ports().begin(), bridge.ports().end(),
+                                  [&](const auto& p) { return p.second.name == name; });
+   if (!sic || port == bridge.ports().end()) {
+      return std::nullopt;  // gone meanwhile: nothing of it to write
    }
    SwixUtils::VlanIdSet known;
    for (auto it = e_.input->vlanConfigIteratorConst(); it; ++it) {
@@ -126,33 +161,49 @@ void VlanWriter::apply(const std::string& name) {
    }
    const WantedVlans wanted = wantedVlans(*sic, known);
    if (wanted.refusal) {
-      refuse(name, *wanted.refusal);
-      return;
+      return wanted.refusal;
    }
-   const VlanEdit edit =
-       vlanEdit(switchportOf(port->vlans, bridge.vlanFiltering()).vlans, wanted.vlans);
+   auto current = switchportOf(port->second.vlans, bridge.vlanFiltering()).vlans;
+   const VlanEdit edit = vlanEdit(current, wanted.vlans);
    if (edit.empty()) {
-      return;
+      return std::nullopt;
    }
    if (!bridge.vlanFiltering()) {
-      refuse(name, "bridge " + bridge.name() + " has no VLAN filtering (vlan_filtering 0)");
-      return;
+      return "bridge " + bridge.name() + " has no VLAN filtering (vlan_filtering 0)";
    }
+   written.push_back({port->first, current, current});
+   return send(port->first, edit, written.back().now);
+}
+
+std::optional<std::string> VlanWriter::send(int ifindex, const VlanEdit& edit,
+                                            std::vector<PortVlan>& now) {
    // Additions first, so that a port moving its PVID is never left without one.
    for (const bool remove : {false, true}) {
       const auto& vlans = remove ? edit.remove : edit.add;
       if (vlans.empty()) {
          continue;
       }
-      const int error = request_(portVlanRequest(remove, ifindex, vlans, ++seq_));
-      if (error != 0) {
-         refuse(name, std::string("the kernel refused ") + (remove ? "deleting" : "adding") +
-                          " VLANs: " + std::strerror(-error));
-         return;
+      if (const int error = request_(portVlanRequest(remove, ifindex, vlans, ++seq_))) {
+         return std::string("the kernel refused ") + (remove ? "deleting" : "adding") +
+                " VLANs: " + std::strerror(-error);
       }
+      applied(now, vlans, remove);
       KEL_TRACE(linuxTrace, 1,
-                name << ": " << (remove ? "removed " : "added ") << vlans.size() << " VLANs");
+                "port " << ifindex << ": " << (remove ? "removed " : "added ") << vlans.size()
+                        << " VLANs");
    }
+   return std::nullopt;
+}
+
+bool VlanWriter::undo(std::vector<Written>& written) {
+   bool undone = true;
+   for (auto port = written.rbegin(); port != written.rend(); ++port) {
+      if (const auto failure = send(port->ifindex, vlanEdit(port->now, port->before), port->now)) {
+         KEL_TRACE(linuxTrace, 0, "port " << port->ifindex << ": cannot undo: " << *failure);
+         undone = false;
+      }
+   }
+   return undone;
 }
 
 }  // namespace Linux

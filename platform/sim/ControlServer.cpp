@@ -27,6 +27,9 @@ Kel::TraceHandle& controlTrace() {
    return handle;
 }
 
+// Made at load, so that a trace setting can name the facility before its first line.
+[[maybe_unused]] const Kel::TraceHandle& controlTraceAtLoad = controlTrace();
+
 // Connections accepted per readable event of the listening socket, so that a flood of
 // clients cannot hold the thread.
 constexpr int acceptsPerEvent = 16;
@@ -90,15 +93,17 @@ std::string defaultControlSocketPath() {
       return std::string(runtimeDir) + "/bridgesnmp.sock";
    }
    if (::geteuid() == 0) {
-      return "/run/bridgesnmp.sock";
+      return "/run/bridgesnmp/control.sock";
    }
    return "/tmp/bridgesnmp-" + std::to_string(::geteuid()) + "/control.sock";
 }
 
 class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
  public:
-   Impl(Switch& sw, Kel::ActivityManager& manager, std::string path, ControlServerLimits limits)
-       : interpreter_(sw),
+   Impl(Switch& sw, Kel::ActivityManager& manager, std::string path, ControlServerLimits limits,
+        std::optional<SocketOwner> owner)
+       : owner_(owner),
+         interpreter_(sw),
          manager_(manager),
          path_(std::move(path)),
          limits_(limits),
@@ -165,7 +170,9 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
       const std::string dir = path_.find('/') == std::string::npos
                                   ? std::string(".")
                                   : path_.substr(0, std::max<std::size_t>(path_.rfind('/'), 1));
-      if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
+      if (::mkdir(dir.c_str(), 0700) == 0) {
+         giveToOwner(dir);
+      } else if (errno != EEXIST) {
          fail(path_, "cannot make its directory: " + std::string(std::strerror(errno)));
       }
       struct stat st {};
@@ -175,7 +182,7 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
       if (!S_ISDIR(st.st_mode)) {
          fail(path_, dir + " is not a directory");
       }
-      if (st.st_uid != ::geteuid() && st.st_uid != 0) {
+      if (st.st_uid != ::geteuid() && st.st_uid != 0 && !(owner_ && st.st_uid == owner_->uid)) {
          fail(path_, dir + " belongs to uid " + std::to_string(st.st_uid) +
                          ", who could put another socket in its place");
       }
@@ -232,6 +239,14 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
       }
       socketDev_ = st.st_dev;
       socketIno_ = st.st_ino;
+      giveToOwner(path_);
+   }
+
+   void giveToOwner(const std::string& file) const {
+      if (owner_ && ::lchown(file.c_str(), owner_->uid, owner_->gid) != 0) {
+         fail(path_, "cannot give " + file + " to uid " + std::to_string(owner_->uid) + ": " +
+                         std::strerror(errno));
+      }
    }
 
    void acceptConnections() {
@@ -428,6 +443,7 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
       timer_.timeMinIs(next);
    }
 
+   std::optional<SocketOwner> owner_;
    CommandInterpreter interpreter_;
    Kel::ActivityManager& manager_;
    std::string path_;
@@ -441,8 +457,8 @@ class ControlServer::Impl : public Kel::ActivityManager::FdReactor {
 };
 
 ControlServer::ControlServer(Switch& sw, Kel::ActivityManager& manager, std::string path,
-                             ControlServerLimits limits)
-    : impl_(std::make_unique<Impl>(sw, manager, std::move(path), limits)) {}
+                             ControlServerLimits limits, std::optional<SocketOwner> owner)
+    : impl_(std::make_unique<Impl>(sw, manager, std::move(path), limits, owner)) {}
 
 ControlServer::~ControlServer() = default;
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/kel/ActivityManager.h"
@@ -13,9 +14,16 @@ namespace Sim {
 
 // Where the control socket is when nothing says otherwise, a directory only its user (or
 // root) may write: $XDG_RUNTIME_DIR/bridgesnmp.sock when XDG_RUNTIME_DIR is set (and not
-// empty), else /run/bridgesnmp.sock for root, else /tmp/bridgesnmp-<uid>/control.sock (the
-// directory made with mode 0700).
+// empty), else /run/bridgesnmp/control.sock for root, else /tmp/bridgesnmp-<uid>/control.sock
+// (a missing directory made with mode 0700).
 std::string defaultControlSocketPath();
+
+// The user a server started as root goes on as (snmpd's -u and -g): the socket is theirs,
+// and so is a directory made for it, so that they can remove it when they stop.
+struct SocketOwner {
+   uid_t uid = 0;
+   gid_t gid = static_cast<gid_t>(-1);  // -1: the group stays
+};
 
 // Limits of the control server.
 struct ControlServerLimits {
@@ -39,9 +47,10 @@ struct ControlServerLimits {
 // after which the server closes it (see CommandInterpreter.h for the commands and the
 // reply).
 //
-// The socket file is created with mode 0600, in a directory that only the server's user or
-// root owns and that others may not write (unless sticky, as /tmp); a missing directory is
-// made with mode 0700. A stale socket file at the path is replaced;
+// The socket file is created with mode 0600, in a directory that only the server's user,
+// its `owner` or root owns and that others may not write (unless sticky, as /tmp); a missing
+// directory is made with mode 0700. With an `owner`, the socket and a directory made for it
+// are given to them. A stale socket file at the path is replaced;
 // one that a process still listens on, or a file that is not a socket, is not. Only root
 // and the server's own effective user may issue commands (checked with SO_PEERCRED);
 // anyone else gets "error: not authorised" and nothing changes.
@@ -57,7 +66,7 @@ class ControlServer {
    // Raises std::runtime_error("control socket <path>: <reason>") when the socket cannot
    // be set up.
    ControlServer(Switch& sw, Kel::ActivityManager& manager, std::string path,
-                 ControlServerLimits limits = {});
+                 ControlServerLimits limits = {}, std::optional<SocketOwner> owner = {});
    // Closes the connections and the socket and removes the socket file (if it is still the
    // one this server made).
    ~ControlServer();

@@ -34,7 +34,8 @@ SimulatedPlatform::SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& ro
    }
    switch_->mountIn(root_);
    try {
-      control_ = std::make_unique<ControlServer>(*switch_, manager, controlSocketPath_);
+      control_ = std::make_unique<ControlServer>(*switch_, manager, controlSocketPath_,
+                                                 ControlServerLimits{}, options.socketOwner);
       KEL_TRACE(simTrace, 1, "control socket " << controlSocketPath_);
    } catch (const std::exception& e) {
       problems_ += std::string(e.what()) + "\n";

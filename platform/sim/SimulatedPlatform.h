@@ -13,6 +13,7 @@ namespace Sim {
 struct PlatformOptions {
    std::string topologyPath;       // empty: the bundled lab switch
    std::string controlSocketPath;  // empty: defaultControlSocketPath()
+   std::optional<SocketOwner> socketOwner;
 };
 
 // The bundled topology: examples/lab-switch.yaml of the source tree for what runs from the

@@ -20,6 +20,9 @@ Kel::TraceHandle& snmpTrace() {
    return handle;
 }
 
+// Made at load, so that a trace setting can name the facility before its first line.
+[[maybe_unused]] const Kel::TraceHandle& snmpTraceAtLoad = snmpTrace();
+
 }  // namespace
 
 AutoRegistree::AutoRegistree(HandlerRegistration* registration) : registration_(registration) {

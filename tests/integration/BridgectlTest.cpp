@@ -185,7 +185,9 @@ TEST_F(BridgectlTest, SocketGoesWithSnmpdAndBridgectlThenExitsThree) {
    EXPECT_FALSE(std::filesystem::exists(socketPath()));
    const CommandResult result = bridgectl({"show"});
    EXPECT_EQ(result.status.exitCode(), 3);
-   EXPECT_THAT(result.err, HasSubstr("cannot connect to " + socketPath()));
+   EXPECT_THAT(result.err, HasSubstr("cannot connect to " + socketPath() +
+                                     ": No such file or directory (another socket: --socket, "
+                                     "BRIDGESNMP_CONTROL_SOCKET"));
 }
 
 }  // namespace

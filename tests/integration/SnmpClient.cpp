@@ -183,6 +183,42 @@ SnmpClient::SnmpClient(const std::string& peer, const std::string& community, lo
    }
 }
 
+SnmpClient::SnmpClient(const std::string& peer, const UsmUser& user) : peer_(peer) {
+   initClientLibrary();
+   netsnmp_session settings;
+   snmp_sess_init(&settings);
+   settings.version = SNMP_VERSION_3;
+   std::string peerName = peer;
+   std::string name = user.name;
+   settings.peername = peerName.data();
+   settings.securityName = name.data();
+   settings.securityNameLen = name.size();
+   settings.securityLevel = SNMP_SEC_LEVEL_AUTHPRIV;
+   settings.securityAuthProto =
+       snmp_duplicate_objid(usmHMACSHA1AuthProtocol, USM_AUTH_PROTO_SHA_LEN);
+   settings.securityAuthProtoLen = USM_AUTH_PROTO_SHA_LEN;
+   settings.securityPrivProto = snmp_duplicate_objid(usmAESPrivProtocol, USM_PRIV_PROTO_AES_LEN);
+   settings.securityPrivProtoLen = USM_PRIV_PROTO_AES_LEN;
+   settings.securityAuthKeyLen = USM_AUTH_KU_LEN;
+   settings.securityPrivKeyLen = USM_PRIV_KU_LEN;
+   const auto key = [&](const std::string& passphrase, u_char* out, size_t* length) {
+      std::string text = passphrase;
+      if (generate_Ku(settings.securityAuthProto, settings.securityAuthProtoLen,
+                      reinterpret_cast<u_char*>(text.data()), text.size(), out,
+                      length) != SNMPERR_SUCCESS) {
+         throw std::runtime_error("cannot make a key for SNMPv3 user " + user.name);
+      }
+   };
+   key(user.authPassphrase, settings.securityAuthKey, &settings.securityAuthKeyLen);
+   key(user.privPassphrase, settings.securityPrivKey, &settings.securityPrivKeyLen);
+   session_ = snmp_sess_open(&settings);
+   SNMP_FREE(settings.securityAuthProto);
+   SNMP_FREE(settings.securityPrivProto);
+   if (session_ == nullptr) {
+      throw std::runtime_error("cannot open an SNMPv3 session to " + peer);
+   }
+}
+
 SnmpClient::~SnmpClient() {
    snmp_sess_close(session_);
 }

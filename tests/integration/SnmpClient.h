@@ -115,13 +115,21 @@ struct SetValue {
    std::string text;
 };
 
-// SNMPv2c requests to one agent with one community. A request that gets no response throws
-// std::runtime_error.
+// An SNMPv3 user with authentication (SHA) and privacy (AES).
+struct UsmUser {
+   std::string name;
+   std::string authPassphrase;
+   std::string privPassphrase;
+};
+
+// SNMPv2c requests to one agent with one community, or SNMPv3 ones as one user. A request
+// that gets no response throws std::runtime_error.
 class SnmpClient {
  public:
    // `peer` as net-snmp takes it, e.g. "udp:127.0.0.1:16161".
    SnmpClient(const std::string& peer, const std::string& community, long timeoutMs = 2000,
               int retries = 2);
+   SnmpClient(const std::string& peer, const UsmUser& user);
    ~SnmpClient();
    SnmpClient(const SnmpClient&) = delete;
    SnmpClient& operator=(const SnmpClient&) = delete;

@@ -120,7 +120,10 @@ SnmpdAgent::~SnmpdAgent() {
 
 bool SnmpdAgent::launch() {
    port_ = freeUdpPort();
-   std::ofstream conf(dir_ / "snmpd.conf");
+   // Read from a directory of its own, as snmpd reads /etc/snmp, so that a reload (SIGHUP)
+   // reads it again; the persistent state's snmpd.conf is written beside it.
+   std::filesystem::create_directories(dir_ / "conf");
+   std::ofstream conf(dir_ / "conf" / "snmpd.conf");
    conf << "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n";
    if (options_.plugin) {
       conf << "dlmod bridgesnmp " << BRIDGESNMP_PLUGIN_PATH << "\n";
@@ -130,13 +133,12 @@ bool SnmpdAgent::launch() {
    }
    conf.close();
    std::map<std::string, std::string> environment = options_.extraEnvironment;
-   environment["SNMPCONFPATH"] = dir_.string();
+   environment["SNMPCONFPATH"] = (dir_ / "conf").string();
    environment["SNMP_PERSISTENT_DIR"] = dir_.string();
    environment["MIBS"] = "";  // loading MIB files only costs start-up time
    const int output = open((dir_ / "snmpd.out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-   std::vector<std::string> argv = {
-       BRIDGESNMP_SNMPD_PATH,        "-f", "-C", "-c", (dir_ / "snmpd.conf").string(), "-Lf",
-       (dir_ / "snmpd.log").string()};
+   std::vector<std::string> argv = {BRIDGESNMP_SNMPD_PATH, "-f", "-Lf",
+                                    (dir_ / "snmpd.log").string()};
    argv.insert(argv.end(), options_.extraArguments.begin(), options_.extraArguments.end());
    argv.push_back(address());
    pid_ = spawn(argv, environment, output, output);

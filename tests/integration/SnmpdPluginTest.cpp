@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -37,6 +38,75 @@ TEST_F(SnmpdPluginTest, PluginIsServedAheadOfDefaultPriorityRegistrations) {
    EXPECT_EQ(snmpd().get("1.3.6.1.4.1.8072.9999.17.0").integer, 99);
    EXPECT_EQ(snmpd().get(dot1dBaseType).integer, 2);
    std::filesystem::remove(script);
+}
+
+// `systemctl reload snmpd` (SIGHUP): the switch goes on as it was, a learned host and a SET
+// included, on the same control socket; a line that takes effect only at start, changed, says
+// so in the log once.
+TEST_F(SnmpdPluginTest, AReloadKeepsTheRunningSwitch) {
+   startAgent(Topology().ports("Ethernet1-4", 1).vlan(1, "default").vlan(10, "ten"));
+   EXPECT_THAT(snmpd().log(), ::testing::HasSubstr("bridgesnmp: serving the simulated switch"));
+   ok({"learn", "1", "02:00:00:00:00:01", "Ethernet2"});
+   ASSERT_TRUE(snmpd().set({{"1.3.6.1.2.1.17.7.1.4.5.1.1.3", 'u', 10}}).ok());
+   ASSERT_TRUE(eventually([&] { return snmpd().walk("1.3.6.1.2.1.17.7.1.2.2.1.2").size() == 1; }));
+   const auto before = snmpd().walk("1.3.6.1.2.1.17");
+   std::ofstream(snmpd().directory() / "conf" / "snmpd.conf", std::ios::app)
+       << "bridgesnmpSystemName renamed\n";
+   const auto count = [&](const std::string& text) {
+      const std::string log = snmpd().log();
+      std::size_t n = 0;
+      for (auto at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
+         ++n;
+      }
+      return n;
+   };
+   for (std::size_t reloads = 1; reloads <= 2; ++reloads) {
+      ASSERT_EQ(::kill(snmpd().pid(), SIGHUP), 0);
+      ASSERT_TRUE(eventually([&] { return count("running switch is kept") == reloads; }));
+   }
+   EXPECT_EQ(snmpd().walk("1.3.6.1.2.1.17"), before);
+   EXPECT_THAT(ok({"show", "fdb", "1"}), ::testing::HasSubstr("02:00:00:00:00:01"));
+   EXPECT_EQ(count("bridgesnmpSystemName changed; it takes effect when snmpd restarts"), 1u);
+   EXPECT_EQ(count("bridgesnmp: serving"), 1u);
+}
+
+// snmpd's own IF-MIB serving the host's interfaces keeps them: the host's addresses (IP-MIB)
+// name its ifIndexes, which the switch's ports must not take over.
+TEST(SnmpdPluginAloneTest, TheHostsInterfacesStayWhereSnmpdServesThem) {
+   SnmpdAgent agent;
+   agent.start();
+   EXPECT_THAT(agent.log(), ::testing::HasSubstr("snmpd serves the host's ifTable"));
+   EXPECT_EQ(agent.get("1.3.6.1.2.1.2.2.1.2.1").bytes, "lo");
+}
+
+// The packaged snippet's lines, with Debian's own "systemonly" view: its SNMPv3 user reads
+// the bridge MIBs and writes the port VLAN tables and nothing else; the read community writes
+// nothing; sysServices says layer 2.
+TEST_F(SnmpdPluginTest, TheSnippetsUserWritesPortVlansOnly) {
+   std::vector<std::string> lines = {"view systemonly included .1.3.6.1.2.1.1"};
+   std::ifstream snippet(BRIDGESNMP_SNIPPET_PATH);
+   for (std::string line; std::getline(snippet, line);) {
+      for (const char* token : {"#view ", "#createUser ", "#group ", "#access ", "#sysServices "}) {
+         if (line.rfind(token, 0) == 0) {
+            lines.push_back(line.substr(1));
+         }
+      }
+   }
+   startAgent(Topology().ports("Ethernet1-2", 1).vlan(1, "default").vlan(10, "ten"),
+              SnmpdOptions{lines, {}});
+   SnmpClient user(snmpd().address(),
+                   UsmUser{"bridgeadmin", "an auth passphrase", "a privacy passphrase"});
+   const Oid pvid = "1.3.6.1.2.1.17.7.1.4.5.1.1.1";
+   EXPECT_EQ(user.get("1.3.6.1.2.1.1.7.0").integer, 74);
+   ASSERT_TRUE(user.set({{pvid, 'u', 10}}).ok());
+   EXPECT_EQ(user.get(pvid), value(pvid, AsnType::Gauge32, 10));
+   const auto before = user.walk("1.3.6.1.2.1.17");
+   for (const SetValue& outside : {SetValue{"1.3.6.1.2.1.1.4.0", 's', "someone"},
+                                   SetValue{"1.3.6.1.2.1.17.4.2.0", 'i', 600}}) {
+      EXPECT_EQ(user.set({outside}).errstat, ErrStat::NoAccess) << outside.oid;
+   }
+   EXPECT_EQ(snmpd().reader().set({{pvid, 'u', 1}}).errstat, ErrStat::NoAccess);
+   EXPECT_EQ(user.walk("1.3.6.1.2.1.17"), before);
 }
 
 TEST_F(SnmpdPluginTest, TraceLevelsComeFromTheConfigurationOrTheEnvironment) {

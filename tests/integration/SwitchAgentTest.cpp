@@ -89,6 +89,9 @@ SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology, SnmpdOption
    auto& snmpdConfig = agent_->options().extraConfig;
    if (form_ == AgentForm::dlmod) {
       snmpdConfig.insert(snmpdConfig.end(), config.begin(), config.end());
+      // As on a switch: the switch's ports are the interfaces, not the test machine's.
+      auto& arguments = agent_->options().extraArguments;
+      arguments.insert(arguments.end(), {"-I", "-ifTable,ifXTable,interfaces"});
       agent_->start();
       return *agent_;
    }

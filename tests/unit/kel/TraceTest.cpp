@@ -19,6 +19,9 @@ class TraceTest : public ::testing::Test {
       Kel::setTraceLevels("Alpha/0,Beta/0,*/0");
    }
    std::shared_ptr<Kel::MemoryTraceSink> sink = std::make_shared<Kel::MemoryTraceSink>();
+   // Facilities exist while a handle of theirs does.
+   Kel::TraceHandle alpha{"Alpha"};
+   Kel::TraceHandle beta{"Beta"};
 
  private:
    std::shared_ptr<Kel::TraceSink> previous_;
@@ -33,7 +36,6 @@ std::ostream& operator<<(std::ostream& os, const Expensive& e) {
 }
 
 TEST_F(TraceTest, MessageIsFormattedOnlyWhenItsLevelIsEnabled) {
-   Kel::TraceHandle alpha("Alpha");
    ASSERT_TRUE(Kel::setTraceLevels("Alpha/2"));
    int formatted = 0;
    KEL_TRACE(alpha, 3, Expensive{&formatted});
@@ -61,9 +63,10 @@ TEST_F(TraceTest, LevelsApplyToExistingAndLaterHandlesByName) {
 }
 
 TEST_F(TraceTest, MalformedLevelTextChangesNothing) {
-   Kel::TraceHandle alpha("Alpha");
    ASSERT_TRUE(Kel::setTraceLevels("Alpha/4"));
    std::string error;
+   EXPECT_FALSE(Kel::setTraceLevels("Alpha/1,Bogus/3", &error));
+   EXPECT_EQ(error.rfind("unknown trace facility 'Bogus'; known: Alpha, Beta", 0), 0u) << error;
    EXPECT_FALSE(Kel::setTraceLevels("Alpha/1,Beta", &error));
    EXPECT_EQ(error, "expected Facility/level, got 'Beta'");
    EXPECT_FALSE(Kel::setTraceLevels("Alpha/10", &error));

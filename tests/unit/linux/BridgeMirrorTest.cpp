@@ -133,7 +133,8 @@ TEST_F(BridgeMirrorTest, FilteringPortsBecomeSwitchportsAndVlans) {
    mirror.apply(portLink(
        12, "p2", 2, true,
        {{pvidUntagged, 1}, {BRIDGE_VLAN_INFO_RANGE_BEGIN, 20}, {BRIDGE_VLAN_INFO_RANGE_END, 22}}));
-   // Untagged in one VLAN, without the PVID flag: still an access port.
+   // Untagged in one VLAN, without the PVID flag: the kernel drops its untagged frames, so it
+   // is a trunk without a native VLAN.
    mirror.apply(portLink(13, "p3", 5, false, {{BRIDGE_VLAN_INFO_UNTAGGED, 20}}));
 
    EXPECT_EQ(e.config->bridgeMacAddr(), brMac);
@@ -159,7 +160,7 @@ TEST_F(BridgeMirrorTest, FilteringPortsBecomeSwitchportsAndVlans) {
    };
    for (const Expected& x : {Expected{"p1", Bridging::SwitchportMode::access, 10, nullptr},
                              Expected{"p2", Bridging::SwitchportMode::trunk, 1, "1,20-22"},
-                             Expected{"p3", Bridging::SwitchportMode::access, 20, nullptr}}) {
+                             Expected{"p3", Bridging::SwitchportMode::trunk, 0, "20"}}) {
       SCOPED_TRACE(x.port);
       const auto sic = e.config->switchIntfConfig(Velnet::IntfId(x.port));
       ASSERT_TRUE(sic);
@@ -304,11 +305,15 @@ TEST_F(BridgeMirrorTest, RecordedKernelDumpsReplay) {
 TEST_F(BridgeMirrorTest, InputWritesBecomeKernelRequestsOrAreUndone) {
    Kel::ActivityManager manager;
    std::vector<Sent> sent;
-   int answer = 0;
+   std::vector<int> answers;  // the kernel's answers to come, in order; then 0
    VlanWriter writer(
        e, mirror,
        [&](const RtnlMessage& m) {
           sent.push_back(decode(m));
+          const int answer = answers.empty() ? 0 : answers.front();
+          if (!answers.empty()) {
+             answers.erase(answers.begin());
+          }
           return answer;
        },
        manager);
@@ -317,26 +322,51 @@ TEST_F(BridgeMirrorTest, InputWritesBecomeKernelRequestsOrAreUndone) {
    mirror.apply(portLink(12, "p2", 2, true, {{pvidUntagged, 20}}));
    writer.settle();
    EXPECT_TRUE(sent.empty());  // mirroring the kernel asks nothing of it
+   const auto p1 = e.input->switchIntfConfig(Velnet::IntfId("p1"));
+   const auto p2 = e.input->switchIntfConfig(Velnet::IntfId("p2"));
+   const auto commit = [&] {
+      e.input->commitRequestIs(e.input->commitRequest() + 1);
+      EXPECT_EQ(e.config->inputCommitted(), e.input->commitRequest());
+      return std::pair(e.config->inputCommitFailure().stdString(), e.config->inputCommitUndone());
+   };
 
-   // p1 moves to VLAN 20: the new VLAN with its PVID first, then the old one goes.
-   e.input->switchIntfConfig(Velnet::IntfId("p1"))->accessVlanIs(Bridging::VlanId(20));
-   writer.settle();
+   // p1 moves to VLAN 20 on a commit: the new VLAN with its PVID first, then the old one goes.
+   p1->accessVlanIs(Bridging::VlanId(20));
+   EXPECT_EQ(commit(), std::pair(std::string(), true));
    EXPECT_EQ(sent, (std::vector<Sent>{{RTM_SETLINK, {{20, true, true}}},
                                       {RTM_DELLINK, {{10, true, true}}}}));
+   mirror.apply(portLink(11, "p1", 1, true, {{pvidUntagged, 20}}));
 
-   // A refusal is counted and the input shows the kernel's truth again.
-   answer = -EPERM;
-   const auto p2 = e.input->switchIntfConfig(Velnet::IntfId("p2"));
+   // p1 back to 10 and p2 to 10 as one change: the kernel refuses p2's, so p1's is undone
+   // (VLAN 20 back with its PVID, 10 gone), and both inputs read the kernel's truth.
+   sent.clear();
+   answers = {0, 0, -EPERM};
+   p1->accessVlanIs(Bridging::VlanId(10));
    p2->accessVlanIs(Bridging::VlanId(10));
-   writer.settle();
-   EXPECT_EQ(writer.refusals(), 1u);
+   const auto [failure, undone] = commit();
+   EXPECT_EQ(failure, "p2: the kernel refused adding VLANs: Operation not permitted");
+   EXPECT_TRUE(undone);
+   EXPECT_EQ(sent, (std::vector<Sent>{{RTM_SETLINK, {{10, true, true}}},
+                                      {RTM_DELLINK, {{20, true, true}}},
+                                      {RTM_SETLINK, {{10, true, true}}},
+                                      {RTM_SETLINK, {{20, true, true}}},
+                                      {RTM_DELLINK, {{10, true, true}}}}));
+   EXPECT_EQ(p1->accessVlan(), Bridging::VlanId(20));
    EXPECT_EQ(p2->accessVlan(), Bridging::VlanId(20));
-   // So is a mode no Linux port has, before anything is sent.
+   EXPECT_EQ(writer.refusals(), 1u);
+
+   // When the undo is refused too, the outcome says so.
+   answers = {0, 0, -EPERM, -EBUSY};
+   p1->accessVlanIs(Bridging::VlanId(10));
+   p2->accessVlanIs(Bridging::VlanId(10));
+   EXPECT_FALSE(commit().second);
+
+   // A mode no Linux port has is refused before anything is sent; so is input written
+   // without a commit, on the next wake-up.
    sent.clear();
    p2->switchportModeIs(Bridging::SwitchportMode::routed);
-   writer.settle();
+   EXPECT_EQ(writer.settle().failure, "p2: switchport mode routed has no Linux bridge equivalent");
    EXPECT_TRUE(sent.empty());
-   EXPECT_EQ(writer.refusals(), 2u);
    EXPECT_EQ(p2->switchportMode(), Bridging::SwitchportMode::access);
 }
 
