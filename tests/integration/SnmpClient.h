@@ -26,14 +26,27 @@ constexpr std::uint8_t NoSuchInstance = 0x81;
 constexpr std::uint8_t EndOfMibView = 0x82;
 }  // namespace AsnType
 
-// The PDU error-status values the tests meet (RFC 3416).
+// PDU error-status values (RFC 3416).
 namespace ErrStat {
 constexpr long NoError = 0;
+constexpr long TooBig = 1;
+constexpr long NoSuchName = 2;
+constexpr long BadValue = 3;
+constexpr long ReadOnly = 4;
+constexpr long GenErr = 5;
+constexpr long NoAccess = 6;
 constexpr long WrongType = 7;
+constexpr long WrongLength = 8;
+constexpr long WrongEncoding = 9;
 constexpr long WrongValue = 10;
 constexpr long NoCreation = 11;
 constexpr long InconsistentValue = 12;
+constexpr long ResourceUnavailable = 13;
+constexpr long CommitFailed = 14;
+constexpr long UndoFailed = 15;
+constexpr long AuthorizationError = 16;
 constexpr long NotWritable = 17;
+constexpr long InconsistentName = 18;
 }  // namespace ErrStat
 
 // A numeric OBJECT IDENTIFIER, from dotted text ("1.3.6.1.2.1.17.1.3.0", a leading dot
