@@ -226,12 +226,20 @@ std::filesystem::path SnmpdAgent::writeFile(const std::string& name,
 
 // The log, then what snmpd printed.
 std::string SnmpdAgent::log() const {
-   std::string text;
-   for (const char* name : {"snmpd.log", "snmpd.out"}) {
-      std::ifstream in(dir_ / name);
-      text.append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+   return readFile(dir_ / "snmpd.log") + readFile(dir_ / "snmpd.out");
+}
+
+std::string readFile(const std::filesystem::path& path) {
+   std::ifstream in(path);
+   return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::size_t occurrences(const std::string& text, const std::string& what) {
+   std::size_t n = 0;
+   for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+      ++n;
    }
-   return text;
+   return n;
 }
 
 std::unique_ptr<SnmpClient> SnmpdAgent::client(const std::string& community) {

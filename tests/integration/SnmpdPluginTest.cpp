@@ -52,14 +52,7 @@ TEST_F(SnmpdPluginTest, AReloadKeepsTheRunningSwitch) {
    const auto before = snmpd().walk("1.3.6.1.2.1.17");
    std::ofstream(snmpd().directory() / "conf" / "snmpd.conf", std::ios::app)
        << "bridgesnmpSystemName renamed\n";
-   const auto count = [&](const std::string& text) {
-      const std::string log = snmpd().log();
-      std::size_t n = 0;
-      for (auto at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
-         ++n;
-      }
-      return n;
-   };
+   const auto count = [&](const std::string& text) { return occurrences(snmpd().log(), text); };
    for (std::size_t reloads = 1; reloads <= 2; ++reloads) {
       ASSERT_EQ(::kill(snmpd().pid(), SIGHUP), 0);
       ASSERT_TRUE(eventually([&] { return count("running switch is kept") == reloads; }));

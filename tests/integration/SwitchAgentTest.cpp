@@ -117,11 +117,7 @@ SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology, SnmpdOption
    subagent_ = startProcess(
        {BRIDGESNMP_AGENTX_PATH, "-L", "-x", socket, "-c", file.string(), "--ping", "1"},
        environment, output);
-   const auto serving = [&] {
-      std::ifstream in(output);
-      return std::string(std::istreambuf_iterator<char>(in), {}).find("serving through") !=
-             std::string::npos;
-   };
+   const auto serving = [&] { return occurrences(readFile(output), "serving through") > 0; };
    if (!eventually([&] { return serving() || !processRunning(subagent_); }) || !serving()) {
       agent_->keepDirectory();
       throw std::runtime_error("bridgesnmp-agentx is not serving; see " + output.string());
