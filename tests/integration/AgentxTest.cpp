@@ -49,6 +49,9 @@ TEST_F(AgentxTest, SubagentServesThroughTheMasterAndComesBackAfterARestart) {
        << said;
    const ExitStatus ended = stopSubagent();
    EXPECT_TRUE(ended.exited() && ended.exitCode() == 0) << "it ends cleanly on SIGTERM";
+   EXPECT_FALSE(
+       std::filesystem::exists(snmpd().directory() / "subagent" / "bridgesnmp-agentx.conf"))
+       << "and keeps no persistent state";
 }
 
 // Without a master, the subagent says it waits for one, and not that it serves.
