@@ -72,6 +72,7 @@ int main(int argc, char** argv) {
                   "seconds between pings of the master; a lost master is reconnected as often")
        ->check(CLI::Range(1, 3600));
    app.add_flag("-L", logToStderr, "log to standard error (default: syslog)");
+   app.set_version_flag("--version", std::string(appName) + " " + BRIDGESNMP_VERSION);
    CLI11_PARSE(app, argc, argv);
 
    if (logToStderr) {
@@ -83,6 +84,10 @@ int main(int argc, char** argv) {
    if (!master.empty()) {
       netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET, master.c_str());
    }
+   // Nothing of net-snmp's persistent state (engine boots, USM users) concerns a subagent:
+   // none is read or written, so the subagent leaves no file behind under /var/lib/snmp.
+   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, 1);
+   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE, 1);
    if (!configFile.empty()) {
       netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OPTIONALCONFIG,
                             configFile.c_str());

@@ -22,9 +22,9 @@ ext-keeps-internal-vlan	snmp/RowFilters.cpp	s/ &&\n\s*!vlan->internal\(\);/;/
 ext-keeps-portless	snmp/RowFilters.cpp	s/(entry = \*row;\n.*\n)\s*if \(!hasBridgePort\(entry->intf\(\)\)\) \{\s*return false;\s*\}/$1/
 portlist-decode-bit-order	model/PortList.h	s/0x80 >> \(\(i - 1\) % 8\)/0x01 << ((i - 1) % 8)/
 move-not-counted	platform/sim/LearningAgent.cpp	s/\+\+host\.moves;//
-slice-ignores-quantum	agent/FidSm.cpp	s/if \(Kel::now\(\) >= deadline\)/if (false && Kel::now() >= deadline)/
-pvid-as-integer	snmp/QBridgeMib.cpp	s/ASN_UNSIGNED(, buf,\s*SnmpConvert<std::uint32_t, U32ToAsnUnsignedF>\(\s*data\.row->dot1qPvid)/ASN_INTEGER$1/
-partial-index-skips-row	snmp/TableFrame.h	s/(<< hint\.number_indexes\);\n)(\s*)return;/$1$2if (hint.number_indexes > 0 && loop.it) { ++loop.it; }\n$2return;/
+slice-ignores-quantum	agent/FidSm.cpp	s/if \(now >= deadline\)/if (false \&\& now >= deadline)/
+pvid-as-integer	snmp/QBridgeVlanTables.cpp	s/ASN_UNSIGNED(, buf,\s*SnmpConvert<std::uint32_t, U32ToAsnUnsignedF>\(\s*data\.row->dot1qPvid)/ASN_INTEGER$1/
+partial-index-skips-row	snmp/TableFrame.h	s/(<< hint\.number_indexes\);\n(\s*)startAtOrAfter\(loop, hint\);\n)/$1$2if (hint.number_indexes > 0 \&\& loop.it) { ++loop.it; }\n/
 EOF
 }
 

@@ -217,6 +217,7 @@ int main(int argc, char** argv) {
                   "root, else /tmp/bridgesnmp-<uid>/control.sock; where that is missing, "
                   "/run/bridgesnmp/control.sock)")
        ->capture_default_str();
+   app.set_version_flag("--version", std::string("bridgectl ") + BRIDGESNMP_VERSION);
    app.require_subcommand(1);
 
    std::vector<std::unique_ptr<CommandDef>> commands;
@@ -309,6 +310,8 @@ int main(int argc, char** argv) {
    } catch (const CLI::CallForHelp& e) {
       return app.exit(e);
    } catch (const CLI::CallForAllHelp& e) {
+      return app.exit(e);
+   } catch (const CLI::CallForVersion& e) {
       return app.exit(e);
    } catch (const CLI::RequiredError& e) {
       // "bridgectl bogus" reads as a missing command; name the word that was not one.

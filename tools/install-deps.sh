@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(libsnmp-dev snmpd snmp libgtest-dev libgmock-dev libbenchmark-dev libyaml-cpp-dev
           libcli11-dev cmake ninja-build clang-format g++ make pkg-config smitools
-          clang libclang-rt-14-dev libmnl-dev iproute2 debhelper lintian libfaketime
+          clang libclang-rt-14-dev libmnl-dev iproute2 debhelper dpkg-dev lintian libfaketime
           user-mode-linux kmod)
 
 missing=()

@@ -14,11 +14,6 @@ namespace {
 
 Kel::TraceHandle linuxTrace("LinuxBridge");
 
-bool fidHasHosts(const KernelBridge& bridge, Bridging::Fid fid) {
-   const auto it = bridge.hosts().lower_bound(Bridging::HostKey(fid, Velnet::EthAddr()));
-   return it != bridge.hosts().end() && it->first.fid() == fid;
-}
-
 }  // namespace
 
 BridgeMirror::BridgeMirror(Bridging::PlatformEntities& entities, std::string bridgeName)
@@ -30,6 +25,9 @@ BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
       change = bridge_.apply(*link);
    } else if (const auto* neigh = std::get_if<NeighEvent>(&event)) {
       change = bridge_.apply(*neigh);
+   }
+   for (const auto& key : change.withdrawn) {
+      withdrawHost(key);
    }
    for (const auto& key : change.hosts) {
       publishHost(key);
@@ -52,45 +50,62 @@ BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
 
 void BridgeMirror::resyncTo(KernelBridge fresh) {
    KernelBridge old = std::exchange(bridge_, std::move(fresh));
+   if (old.vlanFiltering() != bridge_.vlanFiltering()) {
+      // Other entries are live now: every old row goes at once, every new one is published.
+      for (const auto& [key, host] : old.servedHosts()) {
+         withdrawHost(*old.servedKey(key));
+      }
+      old = KernelBridge(bridge_.name());
+   }
    publishBridge();
    publishPorts();
    publishVlans();
    KEL_TRACE(linuxTrace, 1,
              "resynchronised bridge " << bridge_.name() << ": " << bridge_.ports().size()
                                       << " ports, " << bridge_.hosts().size() << " entries");
-   replaced_.push_back(Replaced{old.releaseHosts(), std::nullopt});
+   replaced_.push_back(Replaced{old.releaseHosts(), old.vlanFiltering(), std::nullopt});
 }
 
 std::size_t BridgeMirror::publishDifferences(const std::function<bool()>& more) {
    std::size_t published = 0;
-   const auto& hosts = bridge_.hosts();
    while (!replaced_.empty()) {
       Replaced& replaced = replaced_.front();
       auto& old = replaced.entries;
-      // Both maps are ordered by key: one merge pass finds every key that differs. The
-      // model may have changed since the last slice, so its place is found again by key.
+      // Both sides are ordered by row: one merge pass finds every row that differs. The model
+      // may have changed since the last slice, so its place is found again by row.
+      const auto after =
+          replaced.compared ? bridge_.servedHostsAfter(*replaced.compared) : bridge_.servedHosts();
       auto a = old.begin();
-      auto b = replaced.compared ? hosts.upper_bound(*replaced.compared) : hosts.begin();
-      while (a != old.end() || b != hosts.end()) {
+      auto b = after.begin();
+      while (a != old.end() || b != after.end()) {
          if (!more()) {
             return published;
          }
-         Bridging::HostKey key;
+         const auto rowA = a == old.end()
+                               ? std::nullopt
+                               : KernelBridge::servedKey(a->first, replaced.vlanFiltering);
+         if (a != old.end() && !rowA) {
+            a = old.erase(a);  // an entry the replaced model did not serve
+            continue;
+         }
+         const auto rowB = b == after.end() ? std::nullopt : bridge_.servedKey(b->first);
+         Bridging::HostKey row;
          bool differs = true;
-         if (b == hosts.end() || (a != old.end() && a->first < b->first)) {
-            key = a->first;
+         if (!rowB || (rowA && *rowA < *rowB)) {
+            row = *rowA;
             a = old.erase(a);
-         } else if (a == old.end() || b->first < a->first) {
-            key = (b++)->first;
+         } else if (!rowA || *rowB < *rowA) {
+            row = *rowB;
+            ++b;
          } else {
-            key = b->first;
+            row = *rowB;
             differs = !(a->second == b->second);
             a = old.erase(a);
             ++b;
          }
-         replaced.compared = key;
+         replaced.compared = row;
          if (differs) {
-            publishHost(key);
+            publishHost(row);
             ++published;
          }
       }
@@ -183,7 +198,7 @@ void BridgeMirror::publishVlans() {
       const bool isVlan = it.key().value() >= Bridging::VlanId::min &&
                           it.key().value() <= Bridging::VlanId::max &&
                           members.count(Bridging::VlanId(it.key().value()));
-      if (!isVlan && !fidHasHosts(bridge_, it.key())) {
+      if (!isVlan && !bridge_.servesFid(it.key())) {
          idleFids.push_back(it.key());
       }
    }
@@ -292,24 +307,36 @@ void BridgeMirror::mirrorInput(const std::string& name) {
    writingInput_ = restore;
 }
 
+void BridgeMirror::withdrawHost(const Bridging::HostKey& key) {
+   dropConfigured(key);
+   dropLearned(key);
+}
+
+void BridgeMirror::dropConfigured(const Bridging::HostKey& key) {
+   if (const auto fdb = e_.config->fdbConfig(key.fid())) {
+      fdb->configuredHostDel(key.address());
+      if (fdb->configuredHosts() == 0) {
+         e_.config->fdbConfigDel(key.fid());
+      }
+   }
+}
+
+void BridgeMirror::dropLearned(const Bridging::HostKey& key) {
+   if (const auto fdb = e_.status->fdbStatus(key.fid())) {
+      fdb->learnedHostDel(key.address());
+   }
+}
+
 void BridgeMirror::publishHost(const Bridging::HostKey& key) {
-   const auto found = bridge_.hosts().find(key);
-   const KernelHost* host = found == bridge_.hosts().end() ? nullptr : &found->second;
+   const KernelHost* host = bridge_.servedHost(key);
    const KernelPort* port = host ? bridge_.port(host->ifindex) : nullptr;
    const Bridging::Fid fid = key.fid();
    const auto& address = key.address();
    if (!port || !host->configured) {
-      if (const auto fdb = e_.config->fdbConfig(fid)) {
-         fdb->configuredHostDel(address);
-         if (fdb->configuredHosts() == 0) {
-            e_.config->fdbConfigDel(fid);
-         }
-      }
+      dropConfigured(key);
    }
    if (!port || host->configured) {
-      if (const auto fdb = e_.status->fdbStatus(fid)) {
-         fdb->learnedHostDel(address);
-      }
+      dropLearned(key);
    }
    if (!port) {
       return;

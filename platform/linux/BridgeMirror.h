@@ -28,16 +28,16 @@ class BridgeMirror {
 
    // Returns what the event changed (BridgeChange::appeared: the bridge has just come).
    BridgeChange apply(const RtnlEvent& event);
-   // Replaces the model by `fresh` and publishes the bridge, its ports and VLANs. The
-   // forwarding entries that differ from the replaced model are published afterwards, by
-   // publishDifferences, in slices: a resync can differ in millions.
+   // Replaces the model by `fresh` and publishes the bridge, its ports and VLANs. The rows
+   // that differ from the replaced model are published afterwards, by publishDifferences, in
+   // slices: a resync can differ in millions.
    void resyncTo(KernelBridge fresh);
-   // Compares replaced models with the model in key order, publishing each entry that
-   // differs, for as long as `more()` says (asked before every entry); returns the entries
-   // published. What has been compared of a replaced model is freed as it goes.
+   // Compares replaced models with the model row by row, publishing each row that differs,
+   // for as long as `more()` says (asked before every row); returns the rows published. What
+   // has been compared of a replaced model is freed as it goes.
    std::size_t publishDifferences(const std::function<bool()>& more);
    bool differencesPending() const { return !replaced_.empty(); }
-   // Brings one forwarding entry's entities in line with the model.
+   // Brings one served row's entities in line with the model.
    void publishHost(const Bridging::HostKey& key);
 
    const KernelBridge& bridge() const { return bridge_; }
@@ -58,11 +58,16 @@ class BridgeMirror {
    void publishPorts();
    void publishVlans();
    void mirrorInputVlans(const std::set<Bridging::VlanId>& vlans);
+   // Takes a row away, move count and all, whatever the model says of it.
+   void withdrawHost(const Bridging::HostKey& key);
+   void dropConfigured(const Bridging::HostKey& key);
+   void dropLearned(const Bridging::HostKey& key);
 
-   // A model a resync replaced, with what is left of it to compare: the entries from
-   // `compared` on (every entry of `entries` lies beyond it).
+   // A model a resync replaced, with what is left of it to compare: the rows after
+   // `compared` (every entry left in `entries` lies beyond it).
    struct Replaced {
       KernelBridge::HostMap entries;
+      bool vlanFiltering = false;  // which of them it served
       std::optional<Bridging::HostKey> compared;
    };
 

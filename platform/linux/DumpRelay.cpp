@@ -63,9 +63,9 @@ void refuse(const nlmsghdr& request, int error) {
    }
    if (::geteuid() == 0) {
       // Failing leaves the child as it is, which is no worse than snmpd was when it started.
-      if (::setgroups(0, nullptr) == 0 && ::setgid(unprivileged) == 0) {
-         (void)::setuid(unprivileged);
-      }
+      const bool dropped = ::setgroups(0, nullptr) == 0 && ::setgid(unprivileged) == 0 &&
+                           ::setuid(unprivileged) == 0;
+      static_cast<void>(dropped);
    }
    std::array<pollfd, 2> watched{{{peerFd, POLLIN, 0}, {kernel, POLLIN, 0}}};
    alignas(nlmsghdr) char buffer[datagramBytes];

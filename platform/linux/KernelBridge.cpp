@@ -1,10 +1,78 @@
 #include "platform/linux/KernelBridge.h"
 
+#include "platform/bridging/VlanId.h"
+
 namespace Linux {
+namespace {
+
+// The first key of a VLAN's entries.
+FdbKey vlanStart(std::uint32_t vid) {
+   return FdbKey{static_cast<std::uint16_t>(vid), Velnet::EthAddr()};
+}
+
+}  // namespace
 
 const KernelPort* KernelBridge::port(int ifindex) const {
    const auto it = ports_.find(ifindex);
    return it == ports_.end() ? nullptr : &it->second;
+}
+
+std::optional<Bridging::HostKey> KernelBridge::servedKey(const FdbKey& key, bool vlanFiltering) {
+   const bool live = vlanFiltering
+                         ? key.vid >= Bridging::VlanId::min && key.vid <= Bridging::VlanId::max
+                         : key.vid == 0;
+   if (!live) {
+      return std::nullopt;
+   }
+   return Bridging::HostKey(Bridging::Fid(vlanFiltering ? key.vid : 1), key.address);
+}
+
+const KernelHost* KernelBridge::servedHost(const Bridging::HostKey& row) const {
+   // The one entry a row can serve: in the FID's VLAN with filtering, in VLAN 0 without.
+   const FdbKey key{vlanFiltering_ ? row.fid().value() : std::uint16_t{0}, row.address()};
+   if (servedKey(key) != row) {
+      return nullptr;
+   }
+   const auto it = hosts_.find(key);
+   return it == hosts_.end() ? nullptr : &it->second;
+}
+
+KernelBridge::HostRange KernelBridge::servedHosts() const {
+   const auto firstVlan = hosts_.lower_bound(vlanStart(Bridging::VlanId::min));
+   if (!vlanFiltering_) {
+      return {hosts_.begin(), firstVlan};
+   }
+   return {firstVlan, hosts_.lower_bound(vlanStart(Bridging::VlanId::max + 1))};
+}
+
+KernelBridge::HostRange KernelBridge::servedHostsAfter(const Bridging::HostKey& row) const {
+   const HostRange all = servedHosts();
+   const auto fid = row.fid().value();
+   if (!vlanFiltering_ && fid != 1) {
+      return fid < 1 ? all : HostRange{all.end(), all.end()};
+   }
+   // Rows ascend with their entries' keys: a later row's entry lies after the key of `row`.
+   auto first = hosts_.upper_bound(FdbKey{vlanFiltering_ ? fid : std::uint16_t{0}, row.address()});
+   if (first != hosts_.end() && all.begin() != hosts_.end() && first->first < all.begin()->first) {
+      first = all.begin();
+   }
+   if (all.end() != hosts_.end() && (first == hosts_.end() || !(first->first < all.end()->first))) {
+      first = all.end();
+   }
+   return {first, all.end()};
+}
+
+bool KernelBridge::servesFid(Bridging::Fid fid) const {
+   const std::uint16_t vid = vlanFiltering_ ? fid.value() : 0;
+   const auto it = hosts_.lower_bound(vlanStart(vid));
+   return it != hosts_.end() && it->first.vid == vid &&
+          servedKey(it->first) == Bridging::HostKey(fid, it->first.address);
+}
+
+void KernelBridge::addServed(std::vector<Bridging::HostKey>& rows) const {
+   for (const auto& entry : servedHosts()) {
+      rows.push_back(*servedKey(entry.first));
+   }
 }
 
 void KernelBridge::forgetPort(int ifindex, BridgeChange& change) {
@@ -14,7 +82,9 @@ void KernelBridge::forgetPort(int ifindex, BridgeChange& change) {
    change.bridge = true;
    for (auto it = hosts_.begin(); it != hosts_.end();) {
       if (it->second.ifindex == ifindex) {
-         change.hosts.push_back(it->first);
+         if (const auto row = servedKey(it->first)) {
+            change.hosts.push_back(*row);
+         }
          it = hosts_.erase(it);
       } else {
          ++it;
@@ -23,9 +93,7 @@ void KernelBridge::forgetPort(int ifindex, BridgeChange& change) {
 }
 
 void KernelBridge::clear(BridgeChange& change) {
-   for (const auto& [key, host] : hosts_) {
-      change.hosts.push_back(key);
-   }
+   addServed(change.hosts);
    hosts_.clear();
    ports_.clear();
    ifindex_ = 0;
@@ -58,14 +126,22 @@ BridgeChange KernelBridge::apply(const LinkEvent& event) {
          address_ = *event.address;
       }
       ageingCentis_ = event.ageingCentis.value_or(ageingCentis_);
-      vlanFiltering_ = event.vlanFiltering.value_or(vlanFiltering_);
+      if (event.vlanFiltering.value_or(vlanFiltering_) != vlanFiltering_) {
+         addServed(change.withdrawn);
+         vlanFiltering_ = !vlanFiltering_;
+         addServed(change.hosts);
+      }
       change.bridge = true;
       return change;
    }
    if (!exists()) {
       return change;
    }
-   if (event.removed || event.master != ifindex_) {
+   // A port leaves with an RTM_DELLINK or RTM_NEWLINK of the interface itself that names no
+   // master, or another. An AF_BRIDGE RTM_DELLINK alone says only that VLANs went (the kernel
+   // reports a VLAN deleted through RTM_DELVLAN so, and sends one too as a port starts to
+   // leave): it lists the VLANs the port keeps.
+   if ((event.removed && !event.bridgeFamily) || event.master != ifindex_) {
       forgetPort(event.ifindex, change);
       return change;
    }
@@ -84,9 +160,9 @@ BridgeChange KernelBridge::apply(const LinkEvent& event) {
    }
    change.bridge = !(before == port);
    if (!before.name.empty() && before.name != port.name) {
-      for (const auto& [key, host] : hosts_) {  // renamed: its entries name it anew
+      for (const auto& [key, host] : servedHosts()) {  // renamed: its entries name it anew
          if (host.ifindex == event.ifindex) {
-            change.hosts.push_back(key);
+            change.hosts.push_back(*servedKey(key));
          }
       }
    }
@@ -99,11 +175,11 @@ BridgeChange KernelBridge::apply(const NeighEvent& event) {
        ports_.count(event.ifindex) == 0) {
       return change;
    }
-   const Bridging::HostKey key(Bridging::Fid(vlanFiltering_ && event.vid ? event.vid : 1),
-                               event.address);
+   const FdbKey key{event.vid, event.address};
+   const auto row = servedKey(key);
    if (event.removed) {
-      if (hosts_.erase(key)) {
-         change.hosts.push_back(key);
+      if (hosts_.erase(key) && row) {
+         change.hosts.push_back(*row);
       }
       return change;
    }
@@ -111,7 +187,9 @@ BridgeChange KernelBridge::apply(const NeighEvent& event) {
    auto [it, inserted] = hosts_.try_emplace(key, host);
    if (inserted || !(it->second == host)) {
       it->second = host;
-      change.hosts.push_back(key);
+      if (row) {
+         change.hosts.push_back(*row);
+      }
    }
    return change;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,14 @@ struct KernelPort {
    friend bool operator==(const KernelPort&, const KernelPort&) = default;
 };
 
+// A forwarding entry as the kernel keys it: an address in one VLAN, 0 meaning none. Ordered by
+// VLAN, then address, as served rows are by FID, then address.
+struct FdbKey {
+   std::uint16_t vid = 0;
+   Velnet::EthAddr address;
+   friend auto operator<=>(const FdbKey&, const FdbKey&) = default;
+};
+
 struct KernelHost {
    int ifindex = 0;
    bool configured = false;  // static or permanent, not learned
@@ -31,18 +40,33 @@ struct BridgeChange {
    bool bridge = false;  // the bridge itself, its ports or their VLANs
    bool appeared = false;
    bool vanished = false;
+   // Served rows whose entry is another one now (VLAN filtering was switched): taken away
+   // before `hosts` are published, so that no port change there reads as a move.
+   std::vector<Bridging::HostKey> withdrawn;
+   // Served rows to bring in line with the model.
    std::vector<Bridging::HostKey> hosts;
 };
 
 // One named bridge as the kernel last described it: its attributes, ports and forwarding
-// database. Events about other interfaces and bridges are ignored. Without VLAN filtering
-// every entry is in FID 1; with it, an entry's FID is its VLAN.
+// database. Events about other interfaces and bridges are ignored.
+//
+// Entries are kept as the kernel keys them, so that no two of them ever share a row. The
+// kernel looks a frame up under VLAN 0 without VLAN filtering and under the frame's VLAN with
+// it: those entries are live, and are served, in FID 1 or in their VLAN's FID. The others
+// (the VLAN copies of a static entry without filtering, the VLAN-0 copies with it, what was
+// learned before the mode changed) stay in the model, unserved, until the mode changes back.
 class KernelBridge {
  public:
    // Ordered by key, so that two models are compared in one pass; nodes from the pools, as a
    // bridge may hold millions of entries (and a resync two models of them).
-   using HostMap = std::map<Bridging::HostKey, KernelHost, std::less<Bridging::HostKey>,
-                            Kel::PoolAllocator<std::pair<const Bridging::HostKey, KernelHost>>>;
+   using HostMap = std::map<FdbKey, KernelHost, std::less<FdbKey>,
+                            Kel::PoolAllocator<std::pair<const FdbKey, KernelHost>>>;
+   // A run of the map's entries, in its order.
+   struct HostRange {
+      HostMap::const_iterator first, last;
+      HostMap::const_iterator begin() const { return first; }
+      HostMap::const_iterator end() const { return last; }
+   };
 
    explicit KernelBridge(std::string name) : name_(std::move(name)) {}
 
@@ -61,7 +85,23 @@ class KernelBridge {
    HostMap releaseHosts() { return std::exchange(hosts_, HostMap()); }
    const KernelPort* port(int ifindex) const;
 
+   // The row an entry is served in, if it is live.
+   std::optional<Bridging::HostKey> servedKey(const FdbKey& key) const {
+      return servedKey(key, vlanFiltering_);
+   }
+   // The same for a bridge with or without VLAN filtering.
+   static std::optional<Bridging::HostKey> servedKey(const FdbKey& key, bool vlanFiltering);
+   // The entry served in a row, or null.
+   const KernelHost* servedHost(const Bridging::HostKey& row) const;
+   // The live entries, in the order of their rows.
+   HostRange servedHosts() const;
+   // The live entries of the rows after `row`, found by key (a resync's comparison resumes
+   // there in its next slice).
+   HostRange servedHostsAfter(const Bridging::HostKey& row) const;
+   bool servesFid(Bridging::Fid fid) const;
+
  private:
+   void addServed(std::vector<Bridging::HostKey>& rows) const;
    void forgetPort(int ifindex, BridgeChange& change);
    void clear(BridgeChange& change);
 

@@ -80,12 +80,13 @@ std::optional<Velnet::EthAddr> macOf(const nlattr* attr) {
    return Velnet::EthAddr(octets);
 }
 
-// IFLA_AF_SPEC of an AF_BRIDGE message: its VLAN entries, with ranges expanded.
-std::optional<std::vector<PortVlan>> vlansOf(const nlattr* afSpec) {
-   if (!afSpec) {
-      return std::nullopt;
-   }
+// IFLA_AF_SPEC of an AF_BRIDGE message: its VLAN entries, with ranges expanded. The kernel
+// leaves it out for a port that has no VLAN.
+std::vector<PortVlan> vlansOf(const nlattr* afSpec) {
    std::vector<PortVlan> vlans;
+   if (!afSpec) {
+      return vlans;
+   }
    std::uint16_t rangeBegin = 0;  // the first VLAN of an open range; 0 for none
    const auto* end =
        static_cast<const char*>(mnl_attr_get_payload(afSpec)) + mnl_attr_get_payload_len(afSpec);

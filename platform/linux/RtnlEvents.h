@@ -23,7 +23,7 @@ struct PortVlan {
 
 // RTM_NEWLINK / RTM_DELLINK. An AF_UNSPEC message describes the interface itself (its name,
 // state, master and, for a bridge or a bridge port, the bridge attributes); an AF_BRIDGE
-// message describes a bridge port's VLANs.
+// message describes a bridge port's VLANs, all it has (an RTM_DELLINK lists those it keeps).
 struct LinkEvent {
    bool removed = false;
    bool bridgeFamily = false;  // AF_BRIDGE
@@ -36,7 +36,7 @@ struct LinkEvent {
    std::optional<std::uint16_t> portNo;
    std::optional<std::uint32_t> ageingCentis;  // a bridge's ageing time, hundredths of a second
    std::optional<bool> vlanFiltering;
-   std::optional<std::vector<PortVlan>> vlans;  // ranges expanded
+   std::optional<std::vector<PortVlan>> vlans;  // AF_BRIDGE only; ranges expanded
 };
 
 // RTM_NEWNEIGH / RTM_DELNEIGH of family AF_BRIDGE: one forwarding-database entry.
@@ -45,7 +45,7 @@ struct NeighEvent {
    int ifindex = 0;  // the port, or the bridge itself for its own addresses
    int master = 0;   // the bridge the entry belongs to; 0 for a port's own (self) entry
    Velnet::EthAddr address;
-   std::uint16_t vid = 0;  // 0 without VLAN filtering
+   std::uint16_t vid = 0;  // 0 for an entry without a VLAN
    std::uint16_t state = 0;
    std::uint8_t flags = 0;
    // Configured rather than learned: NUD_PERMANENT (local) or NUD_NOARP (static).

@@ -8,6 +8,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -41,6 +42,12 @@ struct Client {
    std::string reply;
 };
 
+void require(bool condition) {
+   if (!condition) {
+      std::abort();
+   }
+}
+
 bool wellFormed(const std::string& reply) {
    return reply.empty() || reply.rfind("ok\n", 0) == 0 || reply.rfind("error: ", 0) == 0;
 }
@@ -65,77 +72,46 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       for (std::size_t i = 0; i + 1 < size; i += 2) {
          Client& c = clients[data[i + 1] % clients.size()];
          const std::uint8_t arg = data[i + 1] / clients.size();
-         switch (data[i] % 7) {
-            case 0:
-               if (c.fd < 0) {
-                  c.fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-                  sockaddr_un address{};
-                  address.sun_family = AF_UNIX;
-                  std::strncpy(address.sun_path, socketPath().c_str(), sizeof address.sun_path - 1);
-                  c.reply.clear();
-                  if (::connect(c.fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-                     ::close(c.fd);
-                     c.fd = -1;
-                  }
-               }
-               break;
-            case 1:
-               if (c.fd >= 0) {
-                  const char* piece = pieces[arg % std::size(pieces)];
-                  [[maybe_unused]] const ssize_t n =
-                      ::send(c.fd, piece, std::strlen(piece), MSG_NOSIGNAL | MSG_DONTWAIT);
-               }
-               break;
-            case 2:
-               if (c.fd >= 0) {
-                  const std::string junk(arg, 'x');
-                  [[maybe_unused]] const ssize_t n =
-                      ::send(c.fd, junk.data(), junk.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-               }
-               break;
-            case 3:
-               if (c.fd >= 0) {
-                  ::shutdown(c.fd, SHUT_WR);
-               }
-               break;
-            case 4:
-               if (c.fd >= 0) {
-                  if (!wellFormed(c.reply)) {
-                     std::abort();
-                  }
-                  ::close(c.fd);
-                  c.fd = -1;
-               }
-               break;
-            case 5:
-               if (c.fd >= 0) {
-                  char buffer[512];
-                  const ssize_t n = ::recv(c.fd, buffer, sizeof buffer, MSG_DONTWAIT);
-                  if (n > 0) {
-                     c.reply.append(buffer, static_cast<std::size_t>(n));
-                  }
-               }
-               break;
-            default:
-               time.advance(arg / 64.0);
-               break;
+         const int action = data[i] % 7;
+         if (action == 0 && c.fd < 0) {
+            c.fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+            sockaddr_un address{};
+            address.sun_family = AF_UNIX;
+            std::strncpy(address.sun_path, socketPath().c_str(), sizeof address.sun_path - 1);
+            c.reply.clear();
+            if (::connect(c.fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+               ::close(c.fd);
+               c.fd = -1;
+            }
+         } else if ((action == 1 || action == 2) && c.fd >= 0) {
+            // A piece of a command line, or `arg` bytes of junk.
+            const std::string text =
+                action == 1 ? pieces[arg % std::size(pieces)] : std::string(arg, 'x');
+            [[maybe_unused]] const ssize_t n =
+                ::send(c.fd, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+         } else if (action == 3 && c.fd >= 0) {
+            ::shutdown(c.fd, SHUT_WR);
+         } else if (action == 4 && c.fd >= 0) {
+            require(wellFormed(c.reply));
+            ::close(c.fd);
+            c.fd = -1;
+         } else if (action == 5 && c.fd >= 0) {
+            char buffer[512];
+            const ssize_t n = ::recv(c.fd, buffer, sizeof buffer, MSG_DONTWAIT);
+            c.reply.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
+         } else if (action == 6) {
+            time.advance(arg / 64.0);
          }
          loop.runOnce(0);
-         if (manager.fdReactors().size() > readers + 1) {  // the listening socket and readers
-            std::abort();
-         }
+         require(manager.fdReactors().size() <= readers + 1);  // the listening socket, readers
       }
    }
    for (Client& c : clients) {
       if (c.fd >= 0) {
          ::close(c.fd);
       }
-      if (!wellFormed(c.reply)) {
-         std::abort();
-      }
+      require(wellFormed(c.reply));
    }
-   if (!manager.fdReactors().empty()) {
-      std::abort();
-   }
+   require(manager.fdReactors().empty());
    return 0;
 }

@@ -43,16 +43,15 @@ TEST_F(AgentxTest, SubagentServesThroughTheMasterAndComesBackAfterARestart) {
    EXPECT_TRUE(eventually(answers)) << "the subagent reconnects to the restarted master";
    EXPECT_EQ(snmpd().get(pvid9).integer, 20) << "with its state kept";
    EXPECT_TRUE(processRunning(subagent())) << "the subagent kept running";
-   std::ifstream out(snmpd().directory() / "subagent.out");
-   const std::string said(std::istreambuf_iterator<char>(out), {});
-   std::size_t serving = 0;
-   for (std::size_t at = 0;
-        (at = said.find("serving through the master agent", at)) != std::string::npos; ++at) {
-      ++serving;
-   }
-   EXPECT_EQ(serving, 2u) << "said once for each session with a master:\n" << said;
+   const std::string said = readFile(snmpd().directory() / "subagent.out");
+   EXPECT_EQ(occurrences(said, "serving through the master agent"), 2u)
+       << "said once for each session with a master:\n"
+       << said;
    const ExitStatus ended = stopSubagent();
    EXPECT_TRUE(ended.exited() && ended.exitCode() == 0) << "it ends cleanly on SIGTERM";
+   EXPECT_FALSE(
+       std::filesystem::exists(snmpd().directory() / "subagent" / "bridgesnmp-agentx.conf"))
+       << "and keeps no persistent state";
 }
 
 // Without a master, the subagent says it waits for one, and not that it serves.
@@ -62,10 +61,7 @@ TEST(AgentxAloneTest, SubagentWithoutAMasterSaysItWaits) {
    const pid_t subagent =
        startProcess({BRIDGESNMP_AGENTX_PATH, "-L", "-x", "/nonexistent/agentx", "-c", "/dev/null"},
                     {{"SNMPCONFPATH", "/nonexistent"}, {"SNMP_PERSISTENT_DIR", "/tmp"}}, output);
-   const auto said = [&] {
-      std::ifstream in(output);
-      return std::string(std::istreambuf_iterator<char>(in), {});
-   };
+   const auto said = [&] { return readFile(output); };
    EXPECT_TRUE(eventually([&] {
       return said().find("waiting for the master agent at /nonexistent/agentx") !=
              std::string::npos;

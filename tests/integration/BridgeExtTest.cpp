@@ -12,9 +12,7 @@ namespace {
 
 using namespace Harness;
 
-const Oid sysUpTime = "1.3.6.1.2.1.1.3.0";
-// veltraDot1qTpFdbEntry: enterprises.<number>.3.2.1.1, index (time mark, FID, address).
-const Oid moveEntry = Oid("1.3.6.1.4.1").child(BRIDGESNMP_ENTERPRISE_NUMBER) + Oid("3.2.1.1");
+using namespace Harness::Mib;
 const Oid numMoves = moveEntry.child(2);
 const Oid lastMove = moveEntry.child(3);
 

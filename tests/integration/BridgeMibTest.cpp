@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "SwitchAgentTest.h"
@@ -12,10 +13,7 @@ namespace {
 
 using namespace Harness;
 
-const Oid dot1dBase = "1.3.6.1.2.1.17.1";
-const Oid dot1dTp = "1.3.6.1.2.1.17.4";
-const Oid portEntry = "1.3.6.1.2.1.17.1.4.1";
-const Oid fdbEntry = "1.3.6.1.2.1.17.4.3.1";
+using namespace Harness::Mib;
 const Oid agingTime = "1.3.6.1.2.1.17.4.2.0";
 
 Varbind objectId(const Oid& oid, const Oid& id) {
@@ -41,30 +39,15 @@ const std::string topology = Topology()
                                  .host(1, "02:00:00:00:00:06", "Ethernet6")
                                  .host(10, "02:00:00:00:0a:06", "Ethernet6");
 
-// The three dot1dTpFdbTable rows: address, port, status (3 learned, 5 mgmt).
-struct FdbRow {
-   const char* mac;
-   std::int64_t port;
-   std::int64_t status;
-};
-
-std::vector<Varbind> fdbTable(const std::vector<FdbRow>& rows) {
-   std::vector<Varbind> table;
-   for (const FdbRow& row : rows) {
-      const Oid id = macIndex(row.mac);
-      std::string address;
-      for (const std::uint32_t octet : id.arcs()) {
-         address += static_cast<char>(octet);
-      }
-      table.push_back(octets(fdbEntry.child(1) + id, address));
+// dot1dTpFdbTable with rows of address, port and status (3 learned, 5 mgmt).
+std::vector<Varbind> fdbTable(const std::vector<std::tuple<const char*, int, int>>& rows) {
+   std::vector<TableRow> cells;
+   for (const auto& [mac, port, status] : rows) {
+      const Oid index = macIndex(mac);
+      const std::string address(index.arcs().begin(), index.arcs().end());
+      cells.push_back({index, {address, port, status}});
    }
-   for (const FdbRow& row : rows) {
-      table.push_back(value(fdbEntry.child(2) + macIndex(row.mac), AsnType::Integer, row.port));
-   }
-   for (const FdbRow& row : rows) {
-      table.push_back(value(fdbEntry.child(3) + macIndex(row.mac), AsnType::Integer, row.status));
-   }
-   return table;
+   return tableWalk(fdbEntry, 1, {AsnType::OctetString, AsnType::Integer, AsnType::Integer}, cells);
 }
 
 class BridgeMibTest : public BothFormsTest {};

@@ -47,22 +47,19 @@ TEST_F(BridgectlTest, RefusedAndBadCommandsExitNonZeroAndChangeNothing) {
    ASSERT_EQ(ok({"learn", "10", host, "Ethernet3"}), "learned\n");
    ok({"link", "Ethernet2", "down"});
    const std::string before = snapshot();
+   // The switch's refusals exit 1, what is no command at all 2; the words of each the
+   // interpreter's tests check.
    struct Case {
       std::vector<std::string> args;
       int exitCode;
       std::string err;
    };
    const std::vector<Case> cases = {
-       {{"learn", "10", host, "Ethernet9"}, 1, "bridgectl: no interface Ethernet9\n"},
        {{"learn", "10", host, "Ethernet2"},
         1,
         "bridgectl: Ethernet2 is not an active member of VLAN 10\n"},
-       {{"vlan", "del", "30"}, 1, "bridgectl: no VLAN 30\n"},
        {{"vlan", "add", "20", "name", "again"}, 1, "bridgectl: VLAN 20 already exists\n"},
        {{"learn", "5000", host, "Ethernet1"}, 2, "bridgectl: VLAN 5000 is outside 1-4094\n"},
-       {{"static", "add", "10", "00:1c:73:zz:00:01", "Ethernet1"},
-        2,
-        "bridgectl: '00:1c:73:zz:00:01' is not a MAC address\n"},
        {{"frobnicate"}, 2, "bridgectl: unknown command 'frobnicate' (see --help)\n"},
    };
    for (const Case& c : cases) {

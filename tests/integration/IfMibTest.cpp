@@ -13,11 +13,9 @@ namespace {
 
 using namespace Harness;
 
+using namespace Harness::Mib;
 const Oid ifNumber = "1.3.6.1.2.1.2.1.0";
-const Oid ifEntry = "1.3.6.1.2.1.2.2.1";
-const Oid ifXEntry = "1.3.6.1.2.1.31.1.1.1";
-const Oid basePortIfIndex = "1.3.6.1.2.1.17.1.4.1.2";
-const Oid sysUpTime = "1.3.6.1.2.1.1.3.0";
+const Oid basePortIfIndex = portEntry.child(2);
 
 // Bridge ports 1-2 (ifIndex 101-102), Ethernet3 (ifIndex 103, described) not a bridge port,
 // Ethernet4 (port 4, ifIndex 104) with its link down, Ethernet5 with no ifIndex at all.

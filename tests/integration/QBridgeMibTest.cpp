@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "SwitchAgentTest.h"
@@ -13,15 +12,9 @@ namespace {
 
 using namespace Harness;
 
-const Oid sysUpTime = "1.3.6.1.2.1.1.3.0";
-const Oid qBridgeBase = "1.3.6.1.2.1.17.7.1.1";
+using namespace Harness::Mib;
 const Oid numVlans = "1.3.6.1.2.1.17.7.1.1.4.0";
 const Oid numDeletes = "1.3.6.1.2.1.17.7.1.4.1.0";
-const Oid fdbEntry = "1.3.6.1.2.1.17.7.1.2.1.1";
-const Oid tpFdbEntry = "1.3.6.1.2.1.17.7.1.2.2.1";
-const Oid currentEntry = "1.3.6.1.2.1.17.7.1.4.2.1";
-const Oid staticEntry = "1.3.6.1.2.1.17.7.1.4.3.1";
-const Oid portVlanEntry = "1.3.6.1.2.1.17.7.1.4.5.1";
 
 // Bridge ports 1-4, 7 and 8 (link down); Ethernet5 has no port number, Ethernet6 is routed.
 // VLAN 20 keeps its learned hosts out of the forwarding views; 30 is suspended, 99 hidden,
@@ -51,61 +44,27 @@ const std::string topology = Topology()
                                  .host(20, "02:00:00:00:20:02", "Ethernet3", "management")
                                  .host(4094, "02:00:00:00:ff:01", "Ethernet3");
 
-using Cell = std::variant<std::int64_t, std::string>;
-
-struct Row {
-   Oid index;
-   std::vector<Cell> cells;  // one per column, in order
-};
-
-// A table's varbinds as a walk returns them, column by column.
-std::vector<Varbind> table(const Oid& entry,
-                           const std::vector<std::pair<std::uint32_t, std::uint8_t>>& columns,
-                           const std::vector<Row>& rows) {
-   std::vector<Varbind> walk;
-   for (std::size_t c = 0; c < columns.size(); ++c) {
-      for (const Row& row : rows) {
-         Varbind vb;
-         vb.oid = entry.child(columns[c].first) + row.index;
-         vb.type = columns[c].second;
-         if (const auto* number = std::get_if<std::int64_t>(&row.cells.at(c))) {
-            vb.integer = *number;
-         } else {
-            vb.bytes = std::get<std::string>(row.cells.at(c));
-         }
-         walk.push_back(vb);
-      }
-   }
-   return walk;
-}
-
-Oid index(std::initializer_list<std::uint32_t> arcs) {
-   return Oid(std::vector<std::uint32_t>(arcs));
-}
-
-const std::vector<std::pair<std::uint32_t, std::uint8_t>> currentColumns = {
-    {3, AsnType::Gauge32},
-    {4, AsnType::OctetString},
-    {5, AsnType::OctetString},
-    {6, AsnType::Integer},
-    {7, AsnType::TimeTicks}};
+// dot1qVlanCurrentTable from its column 3.
+const std::vector<std::uint8_t> currentColumns = {AsnType::Gauge32, AsnType::OctetString,
+                                                  AsnType::OctetString, AsnType::Integer,
+                                                  AsnType::TimeTicks};
 
 class QBridgeMibTest : public BothFormsTest {
  protected:
    void SetUp() override { startAgent(topology); }
 
    // dot1qTpFdbTable once the agent has worked off the switch's hosts.
-   std::vector<Varbind> settledTpFdb(const std::vector<Row>& rows) {
-      const auto expected = table(tpFdbEntry, {{2, AsnType::Integer}, {3, AsnType::Integer}}, rows);
+   std::vector<Varbind> settledTpFdb(const std::vector<TableRow>& rows) {
+      const auto expected = tableWalk(tpFdbEntry, 2, {AsnType::Integer, AsnType::Integer}, rows);
       EXPECT_TRUE(eventually([&] { return snmpd().walk(tpFdbEntry) == expected; }))
           << ::testing::PrintToString(snmpd().walk(tpFdbEntry));
       return expected;
    }
 };
 
-const std::vector<Row> tpFdbRows = {{index({10}) + macIndex("02:00:00:00:10:01"), {1, 3}},
-                                    {index({20}) + macIndex("00:1c:73:00:20:01"), {3, 5}},
-                                    {index({20}) + macIndex("02:00:00:00:20:02"), {3, 5}}};
+const std::vector<TableRow> tpFdbRows = {{Oid("10") + macIndex("02:00:00:00:10:01"), {1, 3}},
+                                         {Oid("20") + macIndex("00:1c:73:00:20:01"), {3, 5}},
+                                         {Oid("20") + macIndex("02:00:00:00:20:02"), {3, 5}}};
 
 TEST_P(QBridgeMibTest, EveryTableListsExactlyTheRowsOfTheSwitch) {
    // Only learned hosts on bridge ports of VLANs that are neither internal nor selected show;
@@ -114,101 +73,82 @@ TEST_P(QBridgeMibTest, EveryTableListsExactlyTheRowsOfTheSwitch) {
    // A GETNEXT from part of an index finds the first row after it.
    const Oid port = tpFdbEntry.child(2);
    for (const auto& [from, next] :
-        std::vector<std::pair<Oid, Oid>>{{port + index({0}), port + tpFdbRows[0].index},
-                                         {port + index({10}), port + tpFdbRows[0].index},
-                                         {port + index({11}), port + tpFdbRows[1].index},
-                                         {port + index({20, 0, 28}), port + tpFdbRows[1].index}}) {
+        std::vector<std::pair<Oid, Oid>>{{port + Oid("0"), port + tpFdbRows[0].index},
+                                         {port + Oid("10"), port + tpFdbRows[0].index},
+                                         {port + Oid("11"), port + tpFdbRows[1].index},
+                                         {port + Oid("20.0.28"), port + tpFdbRows[1].index}}) {
       EXPECT_EQ(snmpd().getNext(from).oid, next) << "GETNEXT " << from;
    }
 
-   EXPECT_EQ(snmpd().walk(qBridgeBase), table(qBridgeBase,
-                                              {{1, AsnType::Integer},
-                                               {2, AsnType::Integer},
-                                               {3, AsnType::Gauge32},
-                                               {4, AsnType::Gauge32},
-                                               {5, AsnType::Integer}},
-                                              {{index({0}), {1, 4094, 4094, 3, 2}}}));
+   EXPECT_EQ(snmpd().walk(qBridgeBase),
+             tableWalk(qBridgeBase, 1,
+                       {AsnType::Integer, AsnType::Integer, AsnType::Gauge32, AsnType::Gauge32,
+                        AsnType::Integer},
+                       {{"0", {1, 4094, 4094, 3, 2}}}));
    EXPECT_EQ(snmpd().get(numDeletes).type, AsnType::Counter32);
    // Every FID but the internal VLAN's, counting what it learned, shown or not.
-   EXPECT_EQ(snmpd().walk(fdbEntry), table(fdbEntry, {{2, AsnType::Counter32}},
-                                           {{index({1}), {0}},
-                                            {index({10}), {2}},
-                                            {index({20}), {2}},
-                                            {index({30}), {0}},
-                                            {index({99}), {0}}}));
+   EXPECT_EQ(snmpd().walk(qFdbEntry),
+             tableWalk(qFdbEntry, 2, {AsnType::Counter32},
+                       {{"1", {0}}, {"10", {2}}, {"20", {2}}, {"30", {0}}, {"99", {0}}}));
    // The switch made its VLANs together, just after start-up.
-   const std::int64_t created = snmpd().get(currentEntry.child(7) + index({0, 1})).integer;
+   const std::int64_t created = snmpd().get(currentEntry.child(7) + Oid("0.1")).integer;
    EXPECT_LE(created, snmpd().get(sysUpTime).integer);
    // Ports that carry the VLAN now: Ethernet8's link is down, Ethernet5 has no bridge port.
-   EXPECT_EQ(snmpd().walk(currentEntry), table(currentEntry, currentColumns,
-                                               {{index({0, 1}), {1, "\x02", "\x02", 2, created}},
-                                                {index({0, 10}), {10, "\xf0", "\xc0", 2, created}},
-                                                {index({0, 20}), {20, "\x30", "\x20", 2, created}},
-                                                {index({0, 30}), {30, "", "", 2, created}},
-                                                {index({0, 99}), {99, "", "", 2, created}}}));
+   EXPECT_EQ(snmpd().walk(currentEntry), tableWalk(currentEntry, 3, currentColumns,
+                                                   {{"0.1", {1, "\x02", "\x02", 2, created}},
+                                                    {"0.10", {10, "\xf0", "\xc0", 2, created}},
+                                                    {"0.20", {20, "\x30", "\x20", 2, created}},
+                                                    {"0.30", {30, "", "", 2, created}},
+                                                    {"0.99", {99, "", "", 2, created}}}));
    // Configured members, whatever their link; suspended, hidden and internal VLANs left out.
-   EXPECT_EQ(snmpd().walk(staticEntry), table(staticEntry,
-                                              {{1, AsnType::OctetString},
-                                               {2, AsnType::OctetString},
-                                               {3, AsnType::OctetString},
-                                               {4, AsnType::OctetString},
-                                               {5, AsnType::Integer}},
-                                              {{index({1}), {"default", "\x02", "", "\x02", 1}},
-                                               {index({10}), {"ten", "\xf1", "", "\xc1", 1}},
-                                               {index({20}), {"twenty", "\x30", "", "\x20", 1}}}));
+   EXPECT_EQ(snmpd().walk(staticEntry),
+             tableWalk(staticEntry, 1,
+                       {AsnType::OctetString, AsnType::OctetString, AsnType::OctetString,
+                        AsnType::OctetString, AsnType::Integer},
+                       {{"1", {"default", "\x02", "", "\x02", 1}},
+                        {"10", {"ten", "\xf1", "", "\xc1", 1}},
+                        {"20", {"twenty", "\x30", "", "\x20", 1}}}));
    // Every bridge port but the routed one; a trunk without a native VLAN admits tagged frames
    // only.
    const std::string noOrigin(6, '\0');
-   EXPECT_EQ(snmpd().walk(portVlanEntry), table(portVlanEntry,
-                                                {{1, AsnType::Gauge32},
-                                                 {2, AsnType::Integer},
-                                                 {3, AsnType::Integer},
-                                                 {4, AsnType::Integer},
-                                                 {5, AsnType::Counter32},
-                                                 {6, AsnType::OctetString},
-                                                 {7, AsnType::Integer}},
-                                                {{index({1}), {10, 1, 1, 2, 0, noOrigin, 2}},
-                                                 {index({2}), {10, 1, 1, 2, 0, noOrigin, 2}},
-                                                 {index({3}), {20, 1, 1, 2, 0, noOrigin, 2}},
-                                                 {index({4}), {1, 2, 1, 2, 0, noOrigin, 2}},
-                                                 {index({7}), {1, 1, 1, 2, 0, noOrigin, 2}},
-                                                 {index({8}), {10, 1, 1, 2, 0, noOrigin, 2}}}));
+   EXPECT_EQ(snmpd().walk(portVlanEntry),
+             tableWalk(portVlanEntry, 1,
+                       {AsnType::Gauge32, AsnType::Integer, AsnType::Integer, AsnType::Integer,
+                        AsnType::Counter32, AsnType::OctetString, AsnType::Integer},
+                       {{"1", {10, 1, 1, 2, 0, noOrigin, 2}},
+                        {"2", {10, 1, 1, 2, 0, noOrigin, 2}},
+                        {"3", {20, 1, 1, 2, 0, noOrigin, 2}},
+                        {"4", {1, 2, 1, 2, 0, noOrigin, 2}},
+                        {"7", {1, 1, 1, 2, 0, noOrigin, 2}},
+                        {"8", {10, 1, 1, 2, 0, noOrigin, 2}}}));
 }
 
-// Nothing has changed since the switch started at up-time 0: a time mark of 2 still lists a
-// VLAN, a mark of 3 no longer does.
+// A time mark lists the VLANs whose ports changed up to two ticks before it. Nothing has
+// changed since the switch started at up-time 0: a mark of 2 still lists a VLAN, a mark of 3
+// no longer does; then a link goes down.
 TEST_P(QBridgeMibTest, TimeMarkListsVlansChangedUpToTwoTicksBeforeIt) {
-   const Oid fdbId = currentEntry.child(3);
+   const Oid fdbId = currentEntry.child(3), egress = currentEntry.child(4);
    const std::vector<std::pair<Oid, Oid>> nextCases = {
-       {fdbId + index({2, 0}), fdbId + index({2, 1})},
-       {fdbId + index({2, 1}), fdbId + index({2, 10})},
-       {fdbId + index({2}), fdbId + index({2, 1})},
-       {fdbId + index({3, 0}), currentEntry.child(4) + index({0, 1})},
-       {fdbId + index({3}), currentEntry.child(4) + index({0, 1})},
+       {fdbId + Oid("2.0"), fdbId + Oid("2.1")}, {fdbId + Oid("2.1"), fdbId + Oid("2.10")},
+       {fdbId + Oid("2"), fdbId + Oid("2.1")},   {fdbId + Oid("3.0"), egress + Oid("0.1")},
+       {fdbId + Oid("3"), egress + Oid("0.1")},
    };
    for (const auto& [from, next] : nextCases) {
       EXPECT_EQ(snmpd().getNext(from).oid, next) << "GETNEXT " << from;
    }
-   const GetResult atTwo = snmpd().get(fdbId + index({2, 10}));
-   EXPECT_EQ(atTwo.type, AsnType::Gauge32) << atTwo;
-   EXPECT_EQ(atTwo.integer, 10);
-   EXPECT_EQ(snmpd().get(fdbId + index({3, 10})).type, AsnType::NoSuchInstance);
-}
+   EXPECT_EQ(snmpd().get(fdbId + Oid("2.10")), value(fdbId + Oid("2.10"), AsnType::Gauge32, 10));
+   EXPECT_EQ(snmpd().get(fdbId + Oid("3.10")).type, AsnType::NoSuchInstance);
 
-TEST_P(QBridgeMibTest, LinkChangeMovesItsVlansPastTheTimeMark) {
-   const GetResult before = snmpd().get(sysUpTime);
+   const std::int64_t before = snmpd().get(sysUpTime).integer;
    ok({"link", "Ethernet2", "down"});
-   const GetResult after = snmpd().get(sysUpTime);
-   const Oid fdbId = currentEntry.child(3);
-
+   const std::int64_t after = snmpd().get(sysUpTime).integer;
    // VLAN 10 alone changed, no earlier than `before`.
-   const auto mark = static_cast<std::uint32_t>(before.integer + 2);
-   EXPECT_EQ(snmpd().getNext(fdbId + index({mark, 0})).oid, fdbId + index({mark, 10}));
-   EXPECT_EQ(snmpd().getNext(fdbId + index({mark, 10})).oid, currentEntry.child(4) + index({0, 1}));
-   const auto late = static_cast<std::uint32_t>(after.integer + 3);
-   EXPECT_EQ(snmpd().get(fdbId + index({late, 10})).type, AsnType::NoSuchInstance);
-   EXPECT_EQ(snmpd().get(currentEntry.child(4) + index({0, 10})).bytes, "\xb0");
-   EXPECT_EQ(snmpd().get(currentEntry.child(5) + index({0, 10})).bytes, "\x80");
+   const std::string mark = std::to_string(before + 2), late = std::to_string(after + 3);
+   EXPECT_EQ(snmpd().getNext(fdbId + Oid(mark + ".0")).oid, fdbId + Oid(mark + ".10"));
+   EXPECT_EQ(snmpd().getNext(fdbId + Oid(mark + ".10")).oid, egress + Oid("0.1"));
+   EXPECT_EQ(snmpd().get(fdbId + Oid(late + ".10")).type, AsnType::NoSuchInstance);
+   EXPECT_EQ(snmpd().get(egress + Oid("0.10")).bytes, "\xb0");
+   EXPECT_EQ(snmpd().get(currentEntry.child(5) + Oid("0.10")).bytes, "\x80");
 }
 
 TEST_P(QBridgeMibTest, AddedVlanShowsEverywhereAndDeletedOneIsCountedAndGone) {
@@ -217,8 +157,8 @@ TEST_P(QBridgeMibTest, AddedVlanShowsEverywhereAndDeletedOneIsCountedAndGone) {
    ASSERT_EQ(ok({"learn", "60", "02:00:00:00:60:01", "Ethernet4"}), "learned\n");
    const GetResult upTime = snmpd().get(sysUpTime);
 
-   const Row current = {index({0, 60}), {60, "\x10", "", 2, 0}};
-   auto currentRow = table(currentEntry, currentColumns, {current});
+   const TableRow current = {"0.60", {60, "\x10", "", 2, 0}};
+   auto currentRow = tableWalk(currentEntry, 3, currentColumns, {current});
    ASSERT_EQ(snmpd().get(currentRow.back().oid).type, AsnType::TimeTicks);
    const std::int64_t created = snmpd().get(currentRow.back().oid).integer;
    EXPECT_GT(created, 0);
@@ -227,12 +167,12 @@ TEST_P(QBridgeMibTest, AddedVlanShowsEverywhereAndDeletedOneIsCountedAndGone) {
    for (const Varbind& vb : currentRow) {
       EXPECT_EQ(snmpd().get(vb.oid), vb);
    }
-   EXPECT_EQ(snmpd().get(staticEntry.child(1) + index({60})).bytes, "lab net");
-   EXPECT_EQ(snmpd().get(staticEntry.child(2) + index({60})).bytes, "\x10");
+   EXPECT_EQ(snmpd().get(staticEntry.child(1) + Oid("60")).bytes, "lab net");
+   EXPECT_EQ(snmpd().get(staticEntry.child(2) + Oid("60")).bytes, "\x10");
    EXPECT_EQ(snmpd().get(numVlans).integer, 4);
-   EXPECT_EQ(snmpd().get(fdbEntry.child(2) + index({60})).integer, 1);
+   EXPECT_EQ(snmpd().get(qFdbEntry.child(2) + Oid("60")).integer, 1);
    auto rows = tpFdbRows;
-   rows.push_back({index({60}) + macIndex("02:00:00:00:60:01"), {4, 3}});
+   rows.push_back({Oid("60") + macIndex("02:00:00:00:60:01"), {4, 3}});
    settledTpFdb(rows);
 
    ok({"vlan", "del", "60"});
@@ -242,17 +182,17 @@ TEST_P(QBridgeMibTest, AddedVlanShowsEverywhereAndDeletedOneIsCountedAndGone) {
    EXPECT_EQ(deletes.integer, 1);
    EXPECT_EQ(snmpd().get(numVlans).integer, 3);
    settledTpFdb(tpFdbRows);
-   for (const Oid& gone : {fdbEntry.child(2) + index({60}), currentEntry.child(3) + index({0, 60}),
-                           staticEntry.child(1) + index({60})}) {
+   for (const Oid& gone : {qFdbEntry.child(2) + Oid("60"), currentEntry.child(3) + Oid("0.60"),
+                           staticEntry.child(1) + Oid("60")}) {
       EXPECT_EQ(snmpd().get(gone).type, AsnType::NoSuchInstance) << gone;
    }
 }
 
 TEST_P(QBridgeMibTest, InternalVlanKeepsItsFidAndHostsOutOfEveryTable) {
-   const Oid host = index({4094}) + macIndex("02:00:00:00:ff:01");
-   const std::vector<Oid> rowsOf4094 = {fdbEntry.child(2) + index({4094}),
+   const Oid host = Oid("4094") + macIndex("02:00:00:00:ff:01");
+   const std::vector<Oid> rowsOf4094 = {qFdbEntry.child(2) + Oid("4094"),
                                         tpFdbEntry.child(2) + host,
-                                        currentEntry.child(3) + index({0, 4094})};
+                                        currentEntry.child(3) + Oid("0.4094")};
    settledTpFdb(tpFdbRows);
 
    ok({"vlan", "internal", "4094", "off"});
@@ -271,7 +211,7 @@ TEST_P(QBridgeMibTest, InternalVlanKeepsItsFidAndHostsOutOfEveryTable) {
 }
 
 TEST_P(QBridgeMibTest, VlanNamesAreAtMost32Octets) {
-   const Oid name10 = staticEntry.child(1) + index({10});
+   const Oid name10 = staticEntry.child(1) + Oid("10");
 
    ok({"vlan", "name", "10", std::string(32, 'n')});
    EXPECT_EQ(snmpd().get(name10).bytes, std::string(32, 'n'));

@@ -41,19 +41,14 @@ Varbind fromNetSnmp(const netsnmp_variable_list& var) {
       case ASN_TIMETICKS:
          vb.integer = static_cast<std::int64_t>(*var.val.integer & 0xffffffffUL);
          break;
-      case ASN_COUNTER64:
-         vb.counter64 = (std::uint64_t{var.val.counter64->high} << 32) | var.val.counter64->low;
-         break;
       case ASN_OCTET_STR:
-      case ASN_IPADDRESS:
-      case ASN_OPAQUE:
          vb.bytes.assign(reinterpret_cast<const char*>(var.val.string), var.val_len);
          break;
       case ASN_OBJECT_ID:
          vb.objectId = fromNetSnmp(var.val.objid, var.val_len / sizeof(oid));
          break;
       default:
-         break;  // NULL and the exception values carry nothing
+         break;  // NULL, the exception values and types the module never serves
    }
    return vb;
 }
@@ -137,8 +132,6 @@ std::ostream& operator<<(std::ostream& os, const Varbind& vb) {
       << std::dec << ": ";
    switch (vb.type) {
       case AsnType::OctetString:
-      case AsnType::IpAddress:
-      case AsnType::Opaque:
          os << "hex";
          for (const unsigned char c : vb.bytes) {
             os << ' ' << std::hex << std::setw(2) << std::setfill('0') << int{c} << std::dec;
@@ -146,8 +139,6 @@ std::ostream& operator<<(std::ostream& os, const Varbind& vb) {
          return os;
       case AsnType::ObjectId:
          return os << vb.objectId;
-      case AsnType::Counter64:
-         return os << vb.counter64;
       default:
          return os << vb.integer;
    }
@@ -232,14 +223,14 @@ SnmpClient::~SnmpClient() {
    snmp_sess_close(session_);
 }
 
-std::optional<Response> SnmpClient::send(void* request) {
+Response SnmpClient::send(void* request, const std::string& about) {
    netsnmp_pdu* reply = nullptr;
    // The library owns the request PDU from here on.
    const int status =
        snmp_sess_synch_response(session_, static_cast<netsnmp_pdu*>(request), &reply);
    if (status != STAT_SUCCESS || reply == nullptr) {
       snmp_free_pdu(reply);
-      return std::nullopt;
+      throw std::runtime_error("no response from " + peer_ + " to " + about);
    }
    Response response{reply->errstat, reply->errindex, {}};
    for (netsnmp_variable_list* var = reply->variables; var != nullptr; var = var->next_variable) {
@@ -258,11 +249,7 @@ Response SnmpClient::request(int command, const std::vector<Oid>& oids, int nonR
       const std::vector<oid> name = toNetSnmp(id);
       snmp_add_null_var(pdu, name.data(), name.size());
    }
-   std::optional<Response> response = send(pdu);
-   if (!response) {
-      throw std::runtime_error("no response from " + peer_ + " about " + oids.front().str());
-   }
-   return std::move(*response);
+   return send(pdu, "a request about " + oids.front().str());
 }
 
 namespace {
@@ -300,23 +287,8 @@ Response SnmpClient::getBulk(const std::vector<Oid>& oids, int nonRepeaters, int
    return request(SNMP_MSG_GETBULK, oids, nonRepeaters, maxRepetitions);
 }
 
-std::optional<Response> SnmpClient::tryGet(const Oid& id) {
-   netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_GET);
-   const std::vector<oid> name = toNetSnmp(id);
-   snmp_add_null_var(pdu, name.data(), name.size());
-   return send(pdu);
-}
-
-std::vector<Varbind> SnmpClient::walk(const Oid& subtree) {
-   return walkWith(subtree, 0);
-}
-
-std::vector<Varbind> SnmpClient::bulkWalk(const Oid& subtree, int maxRepetitions) {
-   return walkWith(subtree, maxRepetitions);
-}
-
 // GETNEXT when maxRepetitions is 0, else GETBULK.
-std::vector<Varbind> SnmpClient::walkWith(const Oid& subtree, int maxRepetitions) {
+std::vector<Varbind> SnmpClient::bulkWalk(const Oid& subtree, int maxRepetitions) {
    std::vector<Varbind> result;
    Oid current = subtree;
    for (;;) {
@@ -357,11 +329,7 @@ Response SnmpClient::set(const std::vector<SetValue>& values) {
          throw std::invalid_argument("bad SET value for " + value.oid.str() + ": " + text);
       }
    }
-   std::optional<Response> response = send(pdu);
-   if (!response) {
-      throw std::runtime_error("no response from " + peer_ + " to a SET");
-   }
-   return std::move(*response);
+   return send(pdu, "a SET");
 }
 
 }  // namespace Harness

@@ -18,12 +18,9 @@ constexpr std::uint8_t Integer = 0x02;
 constexpr std::uint8_t OctetString = 0x04;
 constexpr std::uint8_t Null = 0x05;
 constexpr std::uint8_t ObjectId = 0x06;
-constexpr std::uint8_t IpAddress = 0x40;
 constexpr std::uint8_t Counter32 = 0x41;
 constexpr std::uint8_t Gauge32 = 0x42;  // also Unsigned32
 constexpr std::uint8_t TimeTicks = 0x43;
-constexpr std::uint8_t Opaque = 0x44;
-constexpr std::uint8_t Counter64 = 0x46;
 constexpr std::uint8_t NoSuchObject = 0x80;
 constexpr std::uint8_t NoSuchInstance = 0x81;
 constexpr std::uint8_t EndOfMibView = 0x82;
@@ -82,18 +79,18 @@ std::ostream& operator<<(std::ostream& os, const Oid& oid);
 struct Varbind {
    Oid oid;
    std::uint8_t type = AsnType::Null;
-   std::int64_t integer = 0;     // INTEGER, Counter32, Gauge32, TimeTicks
-   std::uint64_t counter64 = 0;  // Counter64
-   std::string bytes;            // OCTET STRING, IpAddress, Opaque
-   Oid objectId;                 // OBJECT IDENTIFIER
+   std::int64_t integer = 0;  // INTEGER, Counter32, Gauge32, TimeTicks
+   std::string bytes;         // OCTET STRING
+   Oid objectId;              // OBJECT IDENTIFIER
 
    // noSuchObject, noSuchInstance or endOfMibView.
    bool isException() const;
-   // "1.3.6.1.2.1.17.1.3.0 = 0x02: 2": the OID, the type tag, the value.
+   // As printed below.
    std::string str() const;
    bool operator==(const Varbind&) const = default;
 };
 
+// "1.3.6.1.2.1.17.1.3.0 = 0x02: 2": the OID, the type tag, the value.
 std::ostream& operator<<(std::ostream& os, const Varbind& vb);
 
 struct Response {
@@ -155,21 +152,18 @@ class SnmpClient {
    Response getMany(const std::vector<Oid>& oids);
    Response getBulk(const Oid& oid, int maxRepetitions);
    Response getBulk(const std::vector<Oid>& oids, int nonRepeaters, int maxRepetitions);
-   // Every object under `subtree` in order, by GETNEXT (bulkWalk: GETBULK), up to the end of
-   // the subtree or an exception value. Throws std::runtime_error on an error status or on an
-   // OID not greater than the one before it.
-   std::vector<Varbind> walk(const Oid& subtree);
+   // Every object under `subtree` in order, by GETBULK (by GETNEXT with no repetitions), up
+   // to the end of the subtree or an exception value. Throws std::runtime_error on an error
+   // status or on an OID not greater than the one before it.
    std::vector<Varbind> bulkWalk(const Oid& subtree, int maxRepetitions = 10);
+   std::vector<Varbind> walk(const Oid& subtree) { return bulkWalk(subtree, 0); }
    // All varbinds in one SET PDU.
    Response set(const std::vector<SetValue>& values);
-   // A GET that answers nothing instead of throwing when no response comes.
-   std::optional<Response> tryGet(const Oid& oid);
 
  private:
-   std::optional<Response> send(void* pdu);
+   Response send(void* pdu, const std::string& about);
    Response request(int command, const std::vector<Oid>& oids, int nonRepeaters = 0,
                     int maxRepetitions = 0);
-   std::vector<Varbind> walkWith(const Oid& subtree, int maxRepetitions);
 
    std::string peer_;
    void* session_ = nullptr;

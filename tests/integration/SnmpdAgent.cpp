@@ -52,9 +52,8 @@ pid_t spawn(const std::vector<std::string>& argv,
 std::string readAll(std::FILE* file) {
    std::rewind(file);
    std::string text;
-   char buffer[4096];
-   for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) {
-      text.append(buffer, n);
+   for (int c; (c = std::fgetc(file)) != EOF;) {
+      text += static_cast<char>(c);
    }
    return text;
 }
@@ -151,8 +150,11 @@ bool SnmpdAgent::launch() {
          pid_ = -1;
          return false;
       }
-      if (probe.tryGet("1.3.6.1.2.1.1.3.0")) {
+      try {
+         probe.get("1.3.6.1.2.1.1.3.0");
          return true;
+      } catch (const std::runtime_error&) {
+         // not answering yet
       }
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
    }
@@ -166,6 +168,8 @@ void SnmpdAgent::start() {
    // Another process may take the port between our look and snmpd's bind: try again.
    for (int attempt = 0; attempt < 3; ++attempt) {
       if (launch()) {
+         reader_ = client("public");
+         writer_ = client("private");
          return;
       }
       if (log().find("Error opening specified endpoint") == std::string::npos) {
@@ -222,26 +226,20 @@ std::filesystem::path SnmpdAgent::writeFile(const std::string& name,
 
 // The log, then what snmpd printed.
 std::string SnmpdAgent::log() const {
-   std::string text;
-   for (const char* name : {"snmpd.log", "snmpd.out"}) {
-      std::ifstream in(dir_ / name);
-      text.append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-   }
-   return text;
+   return readFile(dir_ / "snmpd.log") + readFile(dir_ / "snmpd.out");
 }
 
-SnmpClient& SnmpdAgent::reader() {
-   if (!reader_) {
-      reader_ = client("public");
-   }
-   return *reader_;
+std::string readFile(const std::filesystem::path& path) {
+   std::ifstream in(path);
+   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-SnmpClient& SnmpdAgent::writer() {
-   if (!writer_) {
-      writer_ = client("private");
+std::size_t occurrences(const std::string& text, const std::string& what) {
+   std::size_t n = 0;
+   for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+      ++n;
    }
-   return *writer_;
+   return n;
 }
 
 std::unique_ptr<SnmpClient> SnmpdAgent::client(const std::string& community) {

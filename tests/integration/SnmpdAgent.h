@@ -47,6 +47,10 @@ ExitStatus stopProcess(pid_t pid);
 // Whether the process is still running (not ended, or ended and not yet reaped by us).
 bool processRunning(pid_t pid);
 
+// A file's contents ("" when it cannot be read), and how often `what` occurs in a text.
+std::string readFile(const std::filesystem::path& path);
+std::size_t occurrences(const std::string& text, const std::string& what);
+
 struct SnmpdOptions {
    // snmpd.conf lines after the plug-in's dlmod line.
    std::vector<std::string> extraConfig;
@@ -88,8 +92,8 @@ class SnmpdAgent {
    void keepDirectory() { keep_ = true; }
 
    // Clients with the read community (reader), the write community (writer), or any.
-   SnmpClient& reader();
-   SnmpClient& writer();
+   SnmpClient& reader() { return *reader_; }
+   SnmpClient& writer() { return *writer_; }
    std::unique_ptr<SnmpClient> client(const std::string& community);
 
    // Reads with the read community, SET with the write community.

@@ -52,14 +52,7 @@ TEST_F(SnmpdPluginTest, AReloadKeepsTheRunningSwitch) {
    const auto before = snmpd().walk("1.3.6.1.2.1.17");
    std::ofstream(snmpd().directory() / "conf" / "snmpd.conf", std::ios::app)
        << "bridgesnmpSystemName renamed\n";
-   const auto count = [&](const std::string& text) {
-      const std::string log = snmpd().log();
-      std::size_t n = 0;
-      for (auto at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
-         ++n;
-      }
-      return n;
-   };
+   const auto count = [&](const std::string& text) { return occurrences(snmpd().log(), text); };
    for (std::size_t reloads = 1; reloads <= 2; ++reloads) {
       ASSERT_EQ(::kill(snmpd().pid(), SIGHUP), 0);
       ASSERT_TRUE(eventually([&] { return count("running switch is kept") == reloads; }));
@@ -131,7 +124,7 @@ TEST_F(SnmpdPluginTest, ReadOnlyObjectsRefuseSetsAndChangeNothing) {
                   .host(10, "02:00:00:00:00:0a", "Ethernet4"));
    const Oid host1 = macIndex("02:00:00:00:00:01");
    const Oid host10 = Oid("10") + macIndex("02:00:00:00:00:0a");
-   const Oid ext = Oid("1.3.6.1.4.1").child(BRIDGESNMP_ENTERPRISE_NUMBER) + "3.2.1.1";
+   const Oid ext = Mib::moveEntry;
    const long notWritable = ErrStat::NotWritable;
    const long noCreation = ErrStat::NoCreation;
    const std::vector<std::pair<SetValue, long>> cases = {

@@ -117,11 +117,7 @@ SnmpdAgent& SwitchAgentTest::startAgent(const std::string& topology, SnmpdOption
    subagent_ = startProcess(
        {BRIDGESNMP_AGENTX_PATH, "-L", "-x", socket, "-c", file.string(), "--ping", "1"},
        environment, output);
-   const auto serving = [&] {
-      std::ifstream in(output);
-      return std::string(std::istreambuf_iterator<char>(in), {}).find("serving through") !=
-             std::string::npos;
-   };
+   const auto serving = [&] { return occurrences(readFile(output), "serving through") > 0; };
    if (!eventually([&] { return serving() || !processRunning(subagent_); }) || !serving()) {
       agent_->keepDirectory();
       throw std::runtime_error("bridgesnmp-agentx is not serving; see " + output.string());
@@ -205,6 +201,25 @@ Varbind octets(const Oid& oid, const std::string& bytes) {
    Varbind vb = value(oid, AsnType::OctetString, 0);
    vb.bytes = bytes;
    return vb;
+}
+
+std::vector<Varbind> tableWalk(const Oid& entry, std::uint32_t firstColumn,
+                               const std::vector<std::uint8_t>& types,
+                               const std::vector<TableRow>& rows) {
+   std::vector<Varbind> walk;
+   for (std::size_t c = 0; c < types.size(); ++c) {
+      for (const TableRow& row : rows) {
+         const auto column = firstColumn + static_cast<std::uint32_t>(c);
+         Varbind vb = value(entry.child(column) + row.index, types[c], 0);
+         if (const auto* number = std::get_if<std::int64_t>(&row.cells.at(c))) {
+            vb.integer = *number;
+         } else {
+            vb.bytes = std::get<std::string>(row.cells.at(c));
+         }
+         walk.push_back(vb);
+      }
+   }
+   return walk;
 }
 
 }  // namespace Harness

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "SnmpdAgent.h"
@@ -100,5 +101,36 @@ Oid macIndex(const std::string& mac);
 Varbind value(const Oid& oid, std::uint8_t type, std::int64_t integer);
 // An expected OCTET STRING varbind.
 Varbind octets(const Oid& oid, const std::string& bytes);
+
+// An expected row: its index, and a cell (a number or octets) a column.
+struct TableRow {
+   Oid index;
+   std::vector<std::variant<std::int64_t, std::string>> cells;
+};
+// A table's varbinds as a walk returns them, column by column: the types of the columns from
+// `firstColumn` on, then the rows.
+std::vector<Varbind> tableWalk(const Oid& entry, std::uint32_t firstColumn,
+                               const std::vector<std::uint8_t>& types,
+                               const std::vector<TableRow>& rows);
+
+// The objects the scenarios read; tables by their entry.
+namespace Mib {
+inline const Oid sysUpTime = "1.3.6.1.2.1.1.3.0";
+inline const Oid ifEntry = "1.3.6.1.2.1.2.2.1";
+inline const Oid ifXEntry = "1.3.6.1.2.1.31.1.1.1";
+inline const Oid dot1dBase = "1.3.6.1.2.1.17.1";
+inline const Oid portEntry = "1.3.6.1.2.1.17.1.4.1";  // dot1dBasePortEntry
+inline const Oid dot1dTp = "1.3.6.1.2.1.17.4";
+inline const Oid fdbEntry = "1.3.6.1.2.1.17.4.3.1";  // dot1dTpFdbEntry
+inline const Oid qBridgeBase = "1.3.6.1.2.1.17.7.1.1";
+inline const Oid qFdbEntry = "1.3.6.1.2.1.17.7.1.2.1.1";
+inline const Oid tpFdbEntry = "1.3.6.1.2.1.17.7.1.2.2.1";  // dot1qTpFdbEntry
+inline const Oid currentEntry = "1.3.6.1.2.1.17.7.1.4.2.1";
+inline const Oid staticEntry = "1.3.6.1.2.1.17.7.1.4.3.1";
+inline const Oid portVlanEntry = "1.3.6.1.2.1.17.7.1.4.5.1";
+// The maker's per-host moves: enterprises.<number>.3.2.1.1, index (time mark, FID, address).
+inline const Oid moveEntry =
+    Oid("1.3.6.1.4.1").child(BRIDGESNMP_ENTERPRISE_NUMBER) + Oid("3.2.1.1");
+}  // namespace Mib
 
 }  // namespace Harness

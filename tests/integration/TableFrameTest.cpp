@@ -20,8 +20,7 @@ namespace {
 
 using namespace Harness;
 
-const Oid portEntry = "1.3.6.1.2.1.17.1.4.1";
-const Oid fdbEntry = "1.3.6.1.2.1.17.4.3.1";
+using namespace Harness::Mib;
 // The objects after each table: dot1dTpLearnedEntryDiscards,
 // dot1qVlanVersionNumber.
 const Oid afterPorts = "1.3.6.1.2.1.17.4.1.0";

@@ -15,11 +15,9 @@ namespace {
 
 using namespace Harness;
 
-const Oid sysUpTime = "1.3.6.1.2.1.1.3.0";
-const Oid basePortIfIndex = "1.3.6.1.2.1.17.1.4.1.2";
-const Oid ifLastChange = "1.3.6.1.2.1.2.2.1.9";
-const Oid fdbPort = "1.3.6.1.2.1.17.7.1.2.2.1.2";
-const Oid lastMove = Oid("1.3.6.1.4.1").child(BRIDGESNMP_ENTERPRISE_NUMBER) + Oid("3.2.1.1.3.0.10");
+using namespace Harness::Mib;
+const Oid fdbPort = tpFdbEntry.child(2);
+const Oid lastMove = moveEntry + Oid("3.0.10");
 const char* libfaketime = "/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1";
 
 class WallClockTest : public BothFormsTest {
@@ -54,7 +52,7 @@ TEST_P(WallClockTest, StampsAndAgeingFollowTheMonotonicClock) {
               options);
    const std::string host = "02:00:0a:00:00:00";
    ASSERT_TRUE(eventually([&] { return snmpd().walk(fdbPort).size() == 20; }));
-   const Oid ethernet3 = ifLastChange.child(snmpd().get(basePortIfIndex.child(3)).integer);
+   const Oid ethernet3 = ifEntry.child(9).child(snmpd().get(portEntry.child(2).child(3)).integer);
 
    for (const std::string offset : {"+3600", "-3600"}) {
       SCOPED_TRACE("wall clock " + offset + " s");

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The Debian package end to end: built from the build tree, linted, installed, serving with the
-# installed snippet and plug-in in a private snmpd, removed leaving only its configuration.
+# The Debian package end to end: built from the build tree, linted, installed, its programs
+# saying its version, serving with the installed snippet and plug-in in a private snmpd, removed
+# leaving only its configuration, purged leaving nothing.
 #
 #   package-test.sh <builddir>
 #
@@ -25,22 +26,28 @@ fail() {
 apt() { apt-get -qq -y -o DPkg::Lock::Timeout=120 "$@" >"$work/log" 2>&1 || fail "apt-get $*"; }
 
 deb=$("$src/tools/build-deb.sh" "$1" "$work/deb" 2>"$work/log") || fail "the package did not build"
-lintian --fail-on error "$deb" || fail "lintian reports errors"
+lintian -I --fail-on error,warning "$deb" >"$work/log" 2>&1 || fail "lintian reports errors or warnings"
 root=$work/root
 if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null | grep -q installed; then
    apt install "$deb"
    installed=yes root=
    dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
    dpkg -L bridgesnmp >"$work/files"
-   grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" || fail "no conffile snippet"
+   grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" &&
+      grep -qx /etc/snmp/bridgesnmp-agentx.conf "$work/conffiles" || fail "conffiles: $(cat "$work/conffiles")"
 else
    dpkg -x "$deb" "$root"
 fi
+for program in usr/bin/bridgectl usr/sbin/bridgesnmp-agentx; do
+   [ "$("$root/$program" --version)" = "${program##*/} $(dpkg-deb -f "$deb" Version)" ] ||
+      fail "$program --version does not say the package's version"
+done
 snippet=$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf
 ! grep -Eqv '^[[:space:]]*(#|$)' "$snippet" || fail "the snippet loads something as installed"
 
-# The snippet's plug-in lines uncommented, with our own control socket. Installed, the
-# plug-in's compiled default topology is used; in a scratch root, the snippet's, moved there.
+# The snippet's plug-in lines uncommented, with our own control socket, in an snmpd without
+# its own interface tables (so the switch's ports are IF-MIB's). Installed, the plug-in's
+# compiled default topology is used; in a scratch root, the snippet's, moved there.
 drop=ControlSocket
 [ -n "$root" ] || drop="ControlSocket|Topology"
 {
@@ -53,7 +60,7 @@ grep -q "^dlmod bridgesnmp $root/usr/lib/" "$work/snmpd.conf" || fail "the snipp
 for _ in 1 2 3; do
    port=$((20000 + RANDOM % 40000))
    SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work MIBS='' /usr/sbin/snmpd -f -C -c "$work/snmpd.conf" \
-      -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
+      -I -ifTable,-ifXTable,-interfaces -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
    pid=$!
    for _ in $(seq 100); do
       answer=$(MIBS='' snmpget -v2c -c public -On -t 0.2 -r 0 "127.0.0.1:$port" \

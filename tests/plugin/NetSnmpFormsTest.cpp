@@ -13,8 +13,6 @@
 #include <vector>
 
 #include "conversions/SnmpConversions.h"
-#include "model/PortIdMap.h"
-#include "platform/kel/Exception.h"
 #include "platform/snmputil/AsnTypes.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/velnet/EthAddr.h"
@@ -64,35 +62,15 @@ class Varbind {
    netsnmp_variable_list* var_;
 };
 
-template <class F>
-std::string rangeError(F&& f) {
-   Kel::Expect expect(Kel::ExceptionId::range);
-   try {
-      f();
-   } catch (const Kel::RangeException& e) {
-      return e.what();
-   }
-   return "no error";
-}
-
-// Keeps the agent start time and the port map the tests set from leaking.
 class NetSnmpFormsTest : public ::testing::Test {
  protected:
-   void SetUp() override { savedStart_ = Snmp::agentStartTime(); }
-   void TearDown() override {
-      Snmp::agentStartTimeIs(savedStart_);
-      BridgeSnmp::currentPortIdMapIs(nullptr);
-   }
-
    unsigned char buf[1024];
    Varbind var;
-
- private:
-   double savedStart_ = 0.0;
 };
 
 // What a value written by one converter reads back as through net-snmp: an integer-type
-// value, octets, or an OBJECT IDENTIFIER.
+// value, octets, or an OBJECT IDENTIFIER. The forms the SNMP scenarios read in every answer
+// (port numbers, statuses, TimeTicks, addresses) are theirs; these are the extremes.
 struct Form {
    const char* what;
    std::function<int(unsigned char*, int)> write;
@@ -101,13 +79,6 @@ struct Form {
 };
 
 TEST_F(NetSnmpFormsTest, EveryConverterReadsBackAsWhatItMeant) {
-   Snmp::agentStartTimeIs(5000.0);
-   BridgeSnmp::PortIdMap::Ptr map(new BridgeSnmp::PortIdMap());
-   map->portIdIs(Velnet::IntfId("Ethernet12"), Interface::EthPortId(12));
-   BridgeSnmp::currentPortIdMapIs(map);
-   Interface::EthIntfStatus::Ptr status(new Interface::EthIntfStatus(Velnet::IntfId("Ethernet48")));
-   status->portIdIs(Interface::EthPortId(48));
-   const Velnet::EthAddr mac = *Velnet::EthAddr::parse("00:1c:73:aa:bb:cc");
    std::string longOid = "1.3.6.1.4.1.32473";
    std::vector<oid> longArcs = {1, 3, 6, 1, 4, 1, 32473};
    for (oid i = 0; i < 40; ++i) {  // longer than the varbind's own buffer
@@ -115,68 +86,30 @@ TEST_F(NetSnmpFormsTest, EveryConverterReadsBackAsWhatItMeant) {
       longArcs.push_back(i);
    }
    using namespace Snmp;
+   using B = unsigned char*;
    const std::vector<Form> forms = {
-       {"INTEGER min", [](auto b, int n) { return S32ToAsnIntegerF()(-2147483647 - 1, b, n); },
+       {"INTEGER min", [](B b, int n) { return S32ToAsnIntegerF()(-2147483647 - 1, b, n); },
         ASN_INTEGER, -2147483647L - 1},
-       {"INTEGER max", [](auto b, int n) { return S32ToAsnIntegerF()(2147483647, b, n); },
-        ASN_INTEGER, 2147483647L},
-       {"Unsigned32", [](auto b, int n) { return U32ToAsnUnsignedF()(4294967295u, b, n); },
+       {"INTEGER max", [](B b, int n) { return S32ToAsnIntegerF()(2147483647, b, n); }, ASN_INTEGER,
+        2147483647L},
+       {"Unsigned32", [](B b, int n) { return U32ToAsnUnsignedF()(4294967295u, b, n); },
         ASN_UNSIGNED, 4294967295L},
-       {"Gauge32", [](auto b, int n) { return U32ToAsnUnsignedF()(2147483648u, b, n); }, ASN_GAUGE,
+       {"Gauge32", [](B b, int n) { return U32ToAsnUnsignedF()(2147483648u, b, n); }, ASN_GAUGE,
         2147483648L},
        {"Counter32 of a 64-bit count",
-        [](auto b, int n) { return U64ToCounter32F()(0x123456789abcull, b, n); }, ASN_COUNTER,
+        [](B b, int n) { return U64ToCounter32F()(0x123456789abcull, b, n); }, ASN_COUNTER,
         0x56789abcL},
+       {"port id",
+        [](B b, int n) { return EthPortIdToAsnUnsigned(Interface::EthPortId(65535), b, n); },
+        ASN_UNSIGNED, 65535L},
        {"octets with a NUL",
-        [](auto b, int n) { return StringToAsnOctetStringF()(std::string("Ether\0t", 7), b, n); },
+        [](B b, int n) { return StringToAsnOctetStringF()(std::string("Ether\0t", 7), b, n); },
         ASN_OCTET_STR, std::string("Ether\0t", 7)},
        {"300 octets",
-        [](auto b, int n) { return StringToAsnOctetStringF()(std::string(300, 'x'), b, n); },
+        [](B b, int n) { return StringToAsnOctetStringF()(std::string(300, 'x'), b, n); },
         ASN_OCTET_STR, std::string(300, 'x')},
-       {"no octets", [](auto b, int n) { return StringToAsnOctetStringF()("", b, n); },
-        ASN_OCTET_STR, std::string()},
-       {"MAC", [&](auto b, int n) { return VelnetEthAddrToAsnOctetStringF()(mac, b, n); },
-        ASN_OCTET_STR, std::string("\x00\x1c\x73\xaa\xbb\xcc", 6)},
-       {"OID 0.0", [](auto b, int n) { return StringToAsnOidF()("0.0", b, n); }, ASN_OBJECT_ID,
-        std::vector<oid>{0, 0}},
-       {"long OID", [&](auto b, int n) { return StringToAsnOidF()(longOid, b, n); }, ASN_OBJECT_ID,
+       {"long OID", [&](B b, int n) { return StringToAsnOidF()(longOid, b, n); }, ASN_OBJECT_ID,
         longArcs},
-       {"up-time", [](auto b, int n) { return NowSecondsToUptimeTimeTicksF()(5123.45, b, n); },
-        ASN_TIMETICKS, 12345L},
-       {"up-time before the start",
-        [](auto b, int n) { return NowSecondsToUptimeTimeTicksF()(4000.0, b, n); }, ASN_TIMETICKS,
-        0L},
-       {"up-time past 2^32 ticks",
-        [](auto b, int n) { return NowSecondsToUptimeTimeTicksF()(5000 + 42949673.0, b, n); },
-        ASN_TIMETICKS, 4L},
-       {"port id",
-        [](auto b, int n) { return EthPortIdToAsnUnsigned(Interface::EthPortId(65535), b, n); },
-        ASN_UNSIGNED, 65535L},
-       {"FID", [](auto b, int n) { return BridgingFidToAsnUnsigned(Bridging::Fid(4094), b, n); },
-        ASN_UNSIGNED, 4094L},
-       {"port of a status",
-        [&](auto b, int n) { return EthIntfStatusToPortIdAsnUnsigned(status, b, n); }, ASN_UNSIGNED,
-        48L},
-       {"port of a name",
-        [](auto b, int n) {
-           return EthIntfNameToPortIdAsnUnsigned(Velnet::IntfId("Ethernet12"), b, n);
-        },
-        ASN_UNSIGNED, 12L},
-       {"port of a name without one",
-        [](auto b, int n) {
-           return EthIntfNameToPortIdAsnUnsigned(Velnet::IntfId("Ethernet13"), b, n);
-        },
-        ASN_UNSIGNED, 0L},
-       {"FDB status",
-        [](auto b, int n) { return FdbStatusToAsnInteger(BridgeSnmp::statusMgmt, b, n); },
-        ASN_INTEGER, 5L},
-       {"aging off", [](auto b, int n) { return HostAgingTimeToAsnInteger(0, b, n); }, ASN_INTEGER,
-        1000000L},
-       {"aging below the range", [](auto b, int n) { return HostAgingTimeToAsnInteger(5, b, n); },
-        ASN_INTEGER, 10L},
-       {"aging above the range",
-        [](auto b, int n) { return HostAgingTimeToAsnInteger(4294967295u, b, n); }, ASN_INTEGER,
-        1000000L},
    };
    for (const Form& form : forms) {
       ASSERT_TRUE(var.store(form.type, buf, form.write(buf, sizeof(buf)))) << form.what;
@@ -191,7 +124,7 @@ TEST_F(NetSnmpFormsTest, EveryConverterReadsBackAsWhatItMeant) {
    }
 }
 
-// Received values as net-snmp keeps them in a varbind.
+// Received values as net-snmp keeps them in a varbind (their ranges: the unit tests).
 TEST_F(NetSnmpFormsTest, ReceivedValuesAreReadFromTheVarbind) {
    ASSERT_TRUE(var.storeLong(ASN_INTEGER, -2147483647L - 1));
    EXPECT_EQ(Snmp::AsnIntegerToS32(var->val.integer), -2147483647 - 1);
@@ -199,15 +132,10 @@ TEST_F(NetSnmpFormsTest, ReceivedValuesAreReadFromTheVarbind) {
    EXPECT_EQ(Snmp::AsnUnsignedToU32(var->val.integer), 4294967295u);
    ASSERT_TRUE(var.storeLong(ASN_INTEGER, 2));
    EXPECT_EQ(AsnIntegerToFrameAdmits(var->val.integer), admitOnlyVlanTagged);
-   ASSERT_TRUE(var.storeLong(ASN_INTEGER, -1));
-   EXPECT_EQ(rangeError([this] { AsnIntegerToFrameAdmits(var->val.integer); }), "FrameAdmits");
    ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 4094));
    EXPECT_EQ(AsnUnsignedToVlanIdOrNone(var->val.integer).value(), 4094);
    ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 0));
    EXPECT_TRUE(AsnUnsignedToVlanIdOrNone(var->val.integer).isNone());
-   ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 4095));
-   EXPECT_EQ(rangeError([this] { AsnUnsignedToVlanIdOrNone(var->val.integer); }),
-             "VlanIdOrNone::value > 4094 not allowed");
    const Velnet::EthAddr mac = *Velnet::EthAddr::parse("00:1c:73:aa:bb:cc");
    const int n = Snmp::VelnetEthAddrToAsnOctetStringF()(mac, buf, sizeof(buf));
    ASSERT_TRUE(var.store(ASN_OCTET_STR, buf, n));

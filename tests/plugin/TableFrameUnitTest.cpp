@@ -9,6 +9,7 @@
 
 #include "model/QBridgeMib.h"
 #include "platform/snmputil/Converters.h"
+#include "snmp/CacheRows.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/RequestSerializer.h"
 #include "snmp/TableFrame.h"
@@ -16,58 +17,12 @@
 namespace {
 
 // A table over the cache's port rows with one INTEGER index; ports 13 and up are filtered.
-struct PortTable : Snmp::TablePolicyDefaults {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1dBasePortTableMap;
-   using Key = Interface::EthPortId;
+struct PortTable : Snmp::BasePortRows<PortTable> {
    static constexpr const char* name = "testPortTable";
    static constexpr const char* unit = "TableFrameUnitTest";
    static constexpr const char* entityText = "no entity";
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* filterName = "TestFilter";
-   static constexpr const char* keyName = "port";
-   static constexpr const char* keyTypeName = "Interface::EthPortId";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1dBasePortTableCollection();
-   }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto port = Snmp::Index::hintNumber(c, ASN_INTEGER, 65535, unit, "port", name);
-      return port ? std::optional<Key>(Interface::EthPortId(*port)) : std::nullopt;
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& port) {
-      Snmp::Index::putNumber(vars, port.value());
-   }
-   static void printKey(std::ostream& os, const Key& port) { os << port; }
    static bool filter(const Collection::IteratorConst& row) { return row.key().value() < 13; }
-};
-
-// A time-filtered table over the current VLAN rows: (time mark, VLAN).
-struct VlanTable : Snmp::TablePolicyDefaults {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1qVlanCurrentTableMap;
-   using Key = std::uint32_t;
-   static constexpr const char* name = "testVlanTable";
-   static constexpr const char* unit = "TableFrameUnitTest";
-   static constexpr const char* entityText = "no entity";
-   static constexpr unsigned indexCount = 2;
-   static constexpr bool timeFiltered = true;
-   static constexpr const char* keyName = "vlan";
-   static constexpr const char* keyTypeName = "U32";
-   static constexpr const char* changeTimeName = "lastChange";
-   static constexpr const char* timeMarkName = "mark";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1qVlanCurrentTableCollection();
-   }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      return Snmp::Index::hintNumber(c, ASN_UNSIGNED, 4294967295u, unit, "vlan", name);
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& vlan) {
-      Snmp::Index::putNumber(vars, vlan);
-   }
-   static void printKey(std::ostream& os, const Key& vlan) { os << vlan; }
-   static double changeTime(const BridgeSnmp::Dot1qVlanCurrentEntry& row) {
-      return row.lastChange();
-   }
 };
 
 // The index list net-snmp would pass: one varbind per index, of the index's type.
@@ -129,15 +84,9 @@ class TableFrameUnitTest : public ::testing::Test {
 
 using Rows = std::vector<std::vector<unsigned long>>;
 
-TEST_F(TableFrameUnitTest, NoHintWalksFromTheFirstRowAndFiltersRows) {
-   Walker<PortTable> walker(*mib);
-   IndexList put{ASN_INTEGER};
-   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{2}, {5}, {9}, {12}})) << "13 and 20 filtered";
-}
-
 // A hint starts a GETNEXT's pass after the row it names, or at the first row at or after its
 // index when it names none; a GET's pass offers the row it names or none: a lookup, never a
-// walk from the first row.
+// walk from the first row. Rows 13 and up are filtered.
 TEST_F(TableFrameUnitTest, HintsStartAtOrAfterTheirIndex) {
    Walker<PortTable> walker(*mib);
    IndexList put{ASN_INTEGER};
@@ -232,46 +181,6 @@ TEST(IndexLowerBoundTest, EveryKeyTypeStartsWhereASearchOfTheIndexesWould) {
    expectLeastKeyAtOrAfterAsASearchFinds<Bridging::Fid>(random);
    expectLeastKeyAtOrAfterAsASearchFinds<Velnet::EthAddr>(random);
    expectLeastKeyAtOrAfterAsASearchFinds<BridgeSnmp::Dot1qTpFdbEntryKey>(random);
-}
-
-TEST_F(TableFrameUnitTest, LaterPassIgnoresTheIndexListOfTheLastRowVisited) {
-   // The first pass over a column ends after the last row; net-snmp then starts the next
-   // column's pass with no hint, and with the index list still holding that last row.
-   Walker<PortTable> walker(*mib);
-   IndexList put{ASN_INTEGER};
-   IndexList hintIndexes{ASN_INTEGER};
-   Snmp::Index::putNumber(hintIndexes.get(), 12);
-   netsnmp_table_request_info hint{};
-   hint.indexes = hintIndexes.get();
-   hint.number_indexes = 1;
-   EXPECT_EQ(walker.pass(&hint, put), (Rows{{12}}));
-   EXPECT_EQ(put.values(), (std::vector<unsigned long>{12}));
-   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{2}, {5}, {9}, {12}}))
-       << "the next column starts at its first row, not at the row put_index_data holds";
-}
-
-TEST_F(TableFrameUnitTest, TimeFilterKeepsRowsChangedAtTheMarkLessTwoTicks) {
-   const double before = Snmp::agentStartTime();
-   Snmp::agentStartTimeIs(1000.0);
-   mib->dot1qVlanCurrentTableIs(10)->lastChangeIs(1010.0);  // 1000 ticks since the start
-   mib->dot1qVlanCurrentTableIs(20)->lastChangeIs(1020.0);  // 2000 ticks
-   Walker<VlanTable> walker(*mib);
-   auto passWithMark = [&](unsigned long mark) {
-      IndexList hintIndexes{ASN_TIMETICKS, ASN_UNSIGNED};
-      Snmp::Index::putNumber(Snmp::Index::putNumber(hintIndexes.get(), mark), 0);
-      netsnmp_table_request_info hint{};
-      hint.indexes = hintIndexes.get();
-      hint.number_indexes = 2;
-      IndexList put{ASN_TIMETICKS, ASN_UNSIGNED};
-      return walker.pass(&hint, put);
-   };
-   EXPECT_EQ(passWithMark(1002), (Rows{{1002, 10}, {1002, 20}})) << "ticks + 2 == mark is kept";
-   EXPECT_EQ(passWithMark(1003), (Rows{{1003, 20}})) << "one tick later it is not";
-   EXPECT_EQ(passWithMark(2002), (Rows{{2002, 20}}));
-   EXPECT_TRUE(passWithMark(2003).empty());
-   IndexList put{ASN_TIMETICKS, ASN_UNSIGNED};
-   EXPECT_EQ(walker.pass(nullptr, put), (Rows{{0, 10}, {0, 20}})) << "no mark: every row";
-   Snmp::agentStartTimeIs(before);
 }
 
 TEST_F(TableFrameUnitTest, DataContextHoldsTheRowEvenAfterItIsDeleted) {

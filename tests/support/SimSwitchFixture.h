@@ -16,6 +16,18 @@ inline Velnet::EthAddr mac(const char* text) {
    return *Velnet::EthAddr::parse(text);
 }
 
+// A time source that moves on by a fixed step at every reading, so that work measured in wall
+// time has a fixed cost per call.
+class SteppingTime : public Kel::TimeSource {
+ public:
+   SteppingTime(double start, double step) : now_(start), step_(step) {}
+   double now() const override { return now_ += step_; }
+
+ private:
+   mutable double now_;
+   double step_;
+};
+
 // A simulated switch on its own activity manager with fake time: Ethernet1..N with port
 // ids and ifIndexes 1..N, links up, VLANs 1, 10, 20 and 30.
 class SimSwitchTest : public ::testing::Test {

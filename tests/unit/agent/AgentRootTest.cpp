@@ -37,19 +37,13 @@ std::string rowsOf(const BridgeSnmp::QBridgeMib& mib) {
 
 class AgentRootTest : public TestSupport::AgentTest {};
 
-TEST_F(AgentRootTest, SameCacheRebuildsNothing) {
-   const auto portSm = agent->portSm();
-   const auto fidSm = agent->fidSm();
-   agent->mibIs(mib);
-   EXPECT_EQ(agent->portSm(), portSm);
-   EXPECT_EQ(agent->fidSm(), fidSm);
-}
-
 TEST_F(AgentRootTest, ChangedInputsReachOnlyTheMachinesThatUseThem) {
    const auto portSm = agent->portSm();
    const auto fidSm = agent->fidSm();
    const auto vlanConfigSm = agent->vlanConfigSm();
    const auto vlanStatusSm = agent->vlanStatusSm();
+   agent->mibIs(mib);
+   EXPECT_EQ(agent->fidSm(), fidSm) << "the same cache rebuilds nothing";
    auto otherConfig = Kel::make<Bridging::Config>();
    agent->configIs(otherConfig);
    EXPECT_EQ(agent->fidSm(), fidSm) << "an input alone does not rebuild";

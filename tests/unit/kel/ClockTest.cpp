@@ -51,18 +51,6 @@ TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
    EXPECT_EQ(loop.nextWake(), Kel::timeNever);
 }
 
-TEST_F(ClockTest, AsapRunsAfterPendingInput) {
-   TestSupport::PipeInput input(&log, "input");
-   ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
-   Wakee w(&log, "w");
-   w.notifierIs(manager.clock());
-   input.arrive();
-   w.timeMinIs(Kel::timeAsap);
-   loop.runOnce(0);
-   EXPECT_EQ(log, (std::vector<std::string>{"input", "w at 100.000000 idle"}));
-   manager.fdReactorDel(input.readFd());
-}
-
 TEST_F(ClockTest, ReactorThatRearmsAsapRunsOncePerPass) {
    TestSupport::PipeInput input(&log, "input");
    ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
@@ -99,19 +87,7 @@ TEST_F(ClockTest, ReactorDestroyedByAnEarlierOneDoesNotRun) {
    EXPECT_FALSE(d.victim);
 }
 
-}  // namespace
-
-namespace {
-
-class ClockRotationTest : public ::testing::Test {
- protected:
-   Kel::ScopedFakeTime time{100.0};
-   Kel::ActivityManager manager;
-   Kel::StandaloneLoop loop{manager};
-   std::vector<std::string> log;
-};
-
-TEST_F(ClockRotationTest, OneReactorAPassInTurnWithInputBetween) {
+TEST_F(ClockTest, OneReactorAPassInTurnWithInputBetween) {
    TestSupport::PipeInput input(&log, "input");
    ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
    Wakee a(&log, "a");

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 
 #include "platform/kel/MemoryTraceSink.h"
@@ -51,18 +50,14 @@ TEST_F(TraceTest, MessageIsFormattedOnlyWhenItsLevelIsEnabled) {
    EXPECT_EQ(sink->lines()[0].message, "value expensive");
 }
 
+// Levels apply to handles made before and after, by name; "*" to facilities not named.
 TEST_F(TraceTest, LevelsApplyToExistingAndLaterHandlesByName) {
    Kel::TraceHandle early("Beta");
-   ASSERT_TRUE(Kel::setTraceLevels("Beta/8, Alpha/1"));
+   ASSERT_TRUE(Kel::setTraceLevels("Beta/8, Alpha/1,*/5"));
    Kel::TraceHandle late("Beta");
+   Kel::TraceHandle gamma("Gamma");
    EXPECT_EQ(early.level(), 8);
    EXPECT_EQ(late.level(), 8);
-   EXPECT_EQ(Kel::traceLevel("Alpha"), 1);
-}
-
-TEST_F(TraceTest, WildcardSetsFacilitiesNotNamed) {
-   ASSERT_TRUE(Kel::setTraceLevels("*/5,Alpha/1"));
-   Kel::TraceHandle gamma("Gamma");
    EXPECT_EQ(gamma.level(), 5);
    EXPECT_EQ(Kel::traceLevel("Alpha"), 1);
 }
@@ -78,14 +73,6 @@ TEST_F(TraceTest, MalformedLevelTextChangesNothing) {
    EXPECT_EQ(error, "trace level must be 0 to 9 in 'Alpha/10'");
    EXPECT_FALSE(Kel::setTraceLevels("Alpha/x", &error));
    EXPECT_EQ(alpha.level(), 4);
-}
-
-TEST_F(TraceTest, EnvironmentVariableSetsLevels) {
-   ASSERT_EQ(::setenv("BRIDGESNMP_TRACE", "Alpha/6,Beta/3", 1), 0);
-   EXPECT_TRUE(Kel::applyTraceEnvironment());
-   ::unsetenv("BRIDGESNMP_TRACE");
-   EXPECT_EQ(Kel::traceLevel("Alpha"), 6);
-   EXPECT_EQ(Kel::traceLevel("Beta"), 3);
 }
 
 }  // namespace

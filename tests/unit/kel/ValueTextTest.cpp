@@ -2,22 +2,16 @@
 
 #include <string>
 
-#include "platform/kel/Assert.h"
 #include "platform/kel/Exception.h"
 #include "platform/kel/MemoryTraceSink.h"
 #include "platform/kel/ValueText.h"
+#include "tests/support/Errors.h"
 
 namespace {
 
 template <class T>
 std::string parseError(const std::string& text) {
-   Kel::Expect expect(Kel::ExceptionId::parse);
-   try {
-      Kel::sequenceToValue<T>(text);
-   } catch (const Kel::ParseException& e) {
-      return e.what();
-   }
-   return "no error";
+   return TestSupport::kelError([&] { Kel::sequenceToValue<T>(text); }, Kel::ExceptionId::parse);
 }
 
 TEST(ValueTextTest, PrimitivesRoundTrip) {
@@ -30,17 +24,11 @@ TEST(ValueTextTest, PrimitivesRoundTrip) {
    EXPECT_EQ(Kel::sequenceToValue<Kel::String8>("'it\\'s'"), Kel::String8("it's"));
 }
 
-TEST(ValueTextTest, TrailingGarbageIsJunkAtItsColumn) {
+TEST(ValueTextTest, BadTextIsRefusedNamingTheProblemAndItsColumn) {
    EXPECT_EQ(parseError<int>("12x"), "junk at column 3 deserializing int");
    EXPECT_EQ(parseError<unsigned>("  7   8"), "junk at column 7 deserializing unsigned");
-}
-
-TEST(ValueTextTest, MissingInputIsPrematureEnd) {
    EXPECT_EQ(parseError<int>("   "), "premature end of value type int");
    EXPECT_EQ(parseError<Kel::String8>("'open"), "premature end of value type Kel::String8");
-}
-
-TEST(ValueTextTest, OutOfRangeAndWrongKindAreRefused) {
    EXPECT_EQ(parseError<unsigned>("4294967296"),
              "value out of range at column 11 deserializing unsigned");
    EXPECT_EQ(parseError<bool>("yes"), "expected True or False at column 1 deserializing bool");
@@ -80,14 +68,6 @@ TEST_F(ExceptionTest, ExpectScopesNestAndEnd) {
       EXPECT_FALSE(Kel::Expect::expected(Kel::ExceptionId::nullPointer));
    }
    EXPECT_FALSE(Kel::Expect::expected(Kel::ExceptionId::range));
-}
-
-TEST(AssertDeathTest, FailedAssertionReportsItsExpressionAndEnds) {
-   const int len = 2;
-   const int newSize = 3;
-   EXPECT_DEATH(KEL_ASSERT(newSize <= len), "assertion \"newSize <= len\" failed");
-   const void* dEntry = &len;
-   EXPECT_DEATH(KEL_ASSERT(dEntry == NULL), "assertion \"dEntry == __null\" failed");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The Linux bridge backend without a kernel: netlink messages as the kernel sends them, built
-// here byte for byte, go through the parser and the mirror into the bridging entities. VLAN
-// filtering, which the test machines' kernels lack, is covered this way.
+// here byte for byte, go through the parser and the mirror into the bridging entities, for
+// what a real kernel cannot be made to do on cue (LinuxBridgeTest runs against one).
 #include <gtest/gtest.h>
 #include <libmnl/libmnl.h>
 #include <linux/if.h>
@@ -74,9 +74,8 @@ RtnlEvent bridgeLink(bool filtering, std::uint32_t ageing = 1500) {
 // A bridge port as AF_BRIDGE reports it: number, link and VLANs (flags, vid), ranges as the
 // kernel compresses them.
 RtnlEvent portLink(int ifindex, const char* name, std::uint16_t portNo, bool running,
-                   const std::vector<std::pair<std::uint16_t, std::uint16_t>>& vlans,
-                   std::uint16_t type = RTM_NEWLINK) {
-   Message m(type, AF_BRIDGE, ifindex, running ? IFF_UP | IFF_RUNNING : IFF_UP);
+                   const std::vector<std::pair<std::uint16_t, std::uint16_t>>& vlans) {
+   Message m(RTM_NEWLINK, AF_BRIDGE, ifindex, running ? IFF_UP | IFF_RUNNING : IFF_UP);
    mnl_attr_put_strz(m.nlh(), IFLA_IFNAME, name);
    mnl_attr_put_u32(m.nlh(), IFLA_MASTER, brIndex);
    nlattr* prot = mnl_attr_nest_start(m.nlh(), IFLA_PROTINFO);
@@ -91,16 +90,9 @@ RtnlEvent portLink(int ifindex, const char* name, std::uint16_t portNo, bool run
    return m.event();
 }
 
-RtnlEvent fdb(bool removed, int port, std::uint16_t vid, std::uint16_t state,
-              const Velnet::EthAddr& mac = hostA) {
-   Message m(removed ? RTM_DELNEIGH : RTM_NEWNEIGH, AF_BRIDGE, port, state);
-   const auto octets = mac.octets();
-   mnl_attr_put(m.nlh(), NDA_LLADDR, 6, octets.data());
-   mnl_attr_put_u32(m.nlh(), NDA_MASTER, brIndex);
-   if (vid) {
-      mnl_attr_put_u16(m.nlh(), NDA_VLAN, vid);
-   }
-   return m.event();
+// hostA learned on a port in a VLAN (0 for none).
+NeighEvent learnedOn(int port, std::uint16_t vid) {
+   return {false, port, brIndex, hostA, vid, NUD_REACHABLE};
 }
 
 constexpr std::uint16_t pvidUntagged = BRIDGE_VLAN_INFO_PVID | BRIDGE_VLAN_INFO_UNTAGGED;
@@ -110,148 +102,30 @@ class BridgeMirrorTest : public ::testing::Test {
    Bridging::PlatformEntities e;
    BridgeMirror mirror{e, "br0"};
    Kel::ScopedFakeTime time{1000.0};
-
-   const Bridging::LearnedHost* learned(std::uint16_t fid) const {
-      const auto fs = e.status->fdbStatus(Bridging::Fid(fid));
-      return fs ? fs->learnedHostRecord(hostA) : nullptr;
-   }
-   std::string members(std::uint16_t vlan) const {
-      std::string out;
-      const auto vc = e.config->vlanConfig(Bridging::VlanId(vlan));
-      for (auto it = vc ? vc->intfIteratorConst() : decltype(vc->intfIteratorConst())(); it; ++it) {
-         out += it.key().stringValue().stdString() + (it.value().tagged ? "(t) " : " ");
-      }
-      return out;
-   }
 };
 
-TEST_F(BridgeMirrorTest, FilteringPortsBecomeSwitchportsAndVlans) {
-   mirror.apply(bridgeLink(true));
-   mirror.apply(portLink(11, "p1", 1, true, {{pvidUntagged, 10}}));
-   mirror.apply(portLink(
-       12, "p2", 2, true,
-       {{pvidUntagged, 1}, {BRIDGE_VLAN_INFO_RANGE_BEGIN, 20}, {BRIDGE_VLAN_INFO_RANGE_END, 22}}));
-   // Untagged in one VLAN, without the PVID flag: the kernel drops its untagged frames, so it
-   // is a trunk without a native VLAN.
-   mirror.apply(portLink(13, "p3", 5, false, {{BRIDGE_VLAN_INFO_UNTAGGED, 20}}));
-
-   EXPECT_EQ(e.config->bridgeMacAddr(), brMac);
-   EXPECT_DOUBLE_EQ(e.config->hostAgingTime(), 15.0);
-   const auto p3 = e.intfStatusDir->intfStatus(Velnet::IntfId("p3"));
-   ASSERT_TRUE(p3);
-   EXPECT_EQ(p3->ifIndex(), 13);
-   EXPECT_EQ(p3->portId(), Interface::EthPortId(5));
-   EXPECT_EQ(p3->operStatus(), Interface::OperStatus::down);
-   EXPECT_EQ(members(1), "p2 ");
-   EXPECT_EQ(members(10), "p1 ");
-   EXPECT_EQ(members(20), "p2(t) p3 ");
-   EXPECT_EQ(members(22), "p2(t) ");
-   EXPECT_EQ(e.config->vlanConfigs(), 5u);
-   // Active means a member whose link is up.
-   EXPECT_EQ(e.vlanStatusDir->vlanStatus(Bridging::VlanId(20))->vlanPortStatuss(), 1u);
-
-   struct Expected {
-      const char* port;
-      Bridging::SwitchportMode mode;
-      std::uint16_t native;
-      const char* allowed;
-   };
-   for (const Expected& x : {Expected{"p1", Bridging::SwitchportMode::access, 10, nullptr},
-                             Expected{"p2", Bridging::SwitchportMode::trunk, 1, "1,20-22"},
-                             Expected{"p3", Bridging::SwitchportMode::trunk, 0, "20"}}) {
-      SCOPED_TRACE(x.port);
-      const auto sic = e.config->switchIntfConfig(Velnet::IntfId(x.port));
-      ASSERT_TRUE(sic);
-      EXPECT_EQ(sic->switchportMode(), x.mode);
-      EXPECT_EQ(sic->nativeVlan().value(), x.native);
-      const auto input = e.input->switchIntfConfig(Velnet::IntfId(x.port));
-      EXPECT_EQ(input->switchportMode(), x.mode);
-      if (x.allowed) {
-         EXPECT_EQ(input->trunkAllowedVlans().view(), x.allowed);
-      } else {
-         EXPECT_EQ(input->accessVlan().value(), x.native);
-      }
+// A move while a resync's dump is read, which the dump already shows: the notification of it,
+// queued meanwhile, is applied on top of the dump, and the dump's differences are published
+// after that; the move counts once. The dump also holds the entry's VLAN-0 copy, on the old
+// port, from before VLAN filtering: no row of its own.
+TEST_F(BridgeMirrorTest, AMoveWhileADumpIsReadCountsOnce) {
+   KernelBridge dump("br0");
+   for (const auto& link : {bridgeLink(true), portLink(11, "p1", 1, true, {{pvidUntagged, 1}}),
+                            portLink(12, "p2", 2, true, {{pvidUntagged, 1}})}) {
+      mirror.apply(link);
+      dump.apply(std::get<LinkEvent>(link));
    }
-
-   // The port leaves: its rows go, the VLAN only it had goes too.
-   mirror.apply(portLink(11, "p1", 1, true, {}, RTM_DELLINK));
-   EXPECT_FALSE(e.intfStatusDir->intfStatus(Velnet::IntfId("p1")));
-   EXPECT_FALSE(e.config->vlanConfig(Bridging::VlanId(10)));
-   EXPECT_FALSE(e.input->vlanConfig(Bridging::VlanId(10)));
-}
-
-TEST_F(BridgeMirrorTest, ForwardingEntriesLearnMoveAndGoPerVlan) {
-   mirror.apply(bridgeLink(true));
-   mirror.apply(portLink(11, "p1", 1, true, {{pvidUntagged, 10}}));
-   mirror.apply(portLink(12, "p2", 2, true, {{0, 10}}));
-
-   mirror.apply(fdb(false, 11, 10, NUD_REACHABLE));
-   ASSERT_TRUE(learned(10));
-   EXPECT_EQ(learned(10)->intf, Velnet::IntfId("p1"));
-   EXPECT_EQ(learned(10)->moves, 0u);
-   time.nowIs(1005.0);
-   mirror.apply(fdb(false, 12, 10, NUD_REACHABLE));  // seen on another port: a move
-   EXPECT_EQ(learned(10)->intf, Velnet::IntfId("p2"));
-   EXPECT_EQ(learned(10)->moves, 1u);
-   EXPECT_DOUBLE_EQ(learned(10)->lastMoveTime, 1005.0);
-   mirror.apply(fdb(false, 12, 10, NUD_STALE));  // refreshed where it is: no move
-   EXPECT_EQ(learned(10)->moves, 1u);
-   mirror.apply(portLink(12, "uplink", 2, true, {{0, 10}}));  // p2 renamed: no move either
-   EXPECT_EQ(learned(10)->intf, Velnet::IntfId("uplink"));
-   EXPECT_EQ(learned(10)->moves, 1u);
-
-   // A static entry replaces the learned one; deleting it leaves nothing.
-   mirror.apply(fdb(false, 12, 10, NUD_NOARP));
-   EXPECT_FALSE(learned(10));
-   const auto fc = e.config->fdbConfig(Bridging::Fid(10));
-   ASSERT_TRUE(fc);
-   EXPECT_EQ(fc->configuredHostCollection().find(hostA)->intf, Velnet::IntfId("uplink"));
-   mirror.apply(fdb(true, 12, 10, NUD_NOARP));
-   EXPECT_FALSE(e.config->fdbConfig(Bridging::Fid(10)));
-
-   // Entries of the bridge itself, of another bridge or of an unknown port are not ours.
-   mirror.apply(fdb(false, brIndex, 10, NUD_PERMANENT));
-   mirror.apply(fdb(false, 99, 10, NUD_REACHABLE));
-   EXPECT_FALSE(learned(10));
-}
-
-TEST_F(BridgeMirrorTest, WithoutFilteringTheBridgeIsVlanOneAndComesBack) {
-   mirror.apply(bridgeLink(false));
-   mirror.apply(portLink(11, "p1", 1, true, {{pvidUntagged, 10}}));  // ignored VLANs
-   mirror.apply(fdb(false, 11, 0, NUD_REACHABLE));
-   EXPECT_EQ(members(1), "p1 ");
-   EXPECT_EQ(e.config->vlanConfigs(), 1u);
-   EXPECT_EQ(e.config->switchIntfConfig(Velnet::IntfId("p1"))->switchportMode(),
-             Bridging::SwitchportMode::access);
-   ASSERT_TRUE(learned(1));
-
-   Message gone(RTM_DELLINK, AF_UNSPEC, brIndex);
-   EXPECT_TRUE(mirror.apply(gone.event()).vanished);
-   EXPECT_EQ(e.config->vlanConfigs(), 0u);
-   EXPECT_EQ(e.intfStatusDir->intfStatuss(), 0u);
-   EXPECT_EQ(e.status->fdbStatuss(), 0u);
-   EXPECT_EQ(e.config->bridgeMacAddr(), Velnet::EthAddr());
-
-   EXPECT_TRUE(mirror.apply(bridgeLink(false)).appeared);
-   EXPECT_EQ(e.config->bridgeMacAddr(), brMac);
-   EXPECT_EQ(members(1), "");
-}
-
-TEST_F(BridgeMirrorTest, ResyncReportsOnlyDifferingEntries) {
-   mirror.apply(bridgeLink(false));
-   mirror.apply(portLink(11, "p1", 1, true, {}));
-   mirror.apply(fdb(false, 11, 0, NUD_REACHABLE));
-   const Velnet::EthAddr hostB(0x0200, 0, 0xbb);
-   KernelBridge fresh("br0");
-   fresh.apply(std::get<LinkEvent>(bridgeLink(false)));
-   fresh.apply(std::get<LinkEvent>(portLink(11, "p1", 1, true, {})));
-   fresh.apply(std::get<NeighEvent>(fdb(false, 11, 0, NUD_REACHABLE)));
-   fresh.apply(std::get<NeighEvent>(fdb(false, 11, 0, NUD_REACHABLE, hostB)));
-   mirror.resyncTo(std::move(fresh));
-   EXPECT_TRUE(mirror.differencesPending());
-   EXPECT_EQ(mirror.publishDifferences([] { return true; }), 1u);
+   mirror.apply(learnedOn(11, 1));
+   dump.apply(learnedOn(12, 1));
+   dump.apply(learnedOn(11, 0));
+   mirror.resyncTo(std::move(dump));
+   mirror.apply(learnedOn(12, 1));
+   EXPECT_EQ(mirror.publishDifferences([] { return true; }), 1u);  // hostA's row only
    EXPECT_FALSE(mirror.differencesPending());
-   EXPECT_NE(e.status->fdbStatus(Bridging::Fid(1))->learnedHostRecord(hostB), nullptr);
+   const auto* host = e.status->fdbStatus(Bridging::Fid(1))->learnedHostRecord(hostA);
+   ASSERT_TRUE(host);
+   EXPECT_EQ(host->intf, Velnet::IntfId("p2"));
+   EXPECT_EQ(host->moves, 1u);
 }
 
 // A request the writer sent: its type and VLAN entries.

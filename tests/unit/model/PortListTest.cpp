@@ -62,20 +62,15 @@ TEST_F(PortListTest, EdgePortsEncodeAndDecode) {
    }
 }
 
-TEST_F(PortListTest, PortsThatCannotBeEncodedAreLeftOut) {
-   EXPECT_TRUE(allowed({"port4096"}).empty()) << "beyond the 4095 ports a PortList can carry";
-   EXPECT_TRUE(allowed({"unmapped"}).empty()) << "an interface without a port id";
-   EXPECT_TRUE(allowed({}).empty());
-}
-
-TEST_F(PortListTest, TrailingOctetsAreNotWritten) {
+// Members are bits from the high one of the first octet; the list ends at the last member's
+// octet; what a PortList cannot carry (port 4096, an interface without a port id) is left out.
+TEST_F(PortListTest, ConfiguredMembersEncodeUpToTheLastMember) {
    EXPECT_EQ(allowed({"port1", "port17"}), (Octets{0x80, 0x00, 0x80}));
    EXPECT_EQ(allowed({"port17", "port1", "port9"}), (Octets{0x80, 0x80, 0x80}));
-}
-
-TEST_F(PortListTest, UntaggedListsOnlyUntaggedMembers) {
-   EXPECT_EQ(allowed({"port1", "port9", "port8"}, {"port9"}, true), (Octets{0x81}));
+   EXPECT_EQ(allowed({"port1", "port9", "port8"}, {"port9"}, true), (Octets{0x81})) << "untagged";
    EXPECT_EQ(allowed({"port1", "port9", "port8"}, {"port9"}), (Octets{0x81, 0x80}));
+   EXPECT_EQ(allowed({"port4096", "unmapped"}), Octets{});
+   EXPECT_EQ(allowed({}), Octets{});
 }
 
 TEST_F(PortListTest, StatusListsActivePortsAndUntaggedOnes) {
@@ -102,31 +97,21 @@ TEST_F(PortListTest, InterfaceStatusesYieldTheirOwnPortIds) {
    EXPECT_EQ(Octets(buf, buf + 2), (Octets{0x40, 0x01}));
 }
 
-TEST(PortListDecodeTest, MembershipBeyondTheDataAndPortZero) {
-   const unsigned char one[] = {0x80};
-   auto set = PortListToPortIdSet(one, 1);
-   EXPECT_EQ(set->length(), 1);
-   EXPECT_TRUE(set->portId(1));
-   EXPECT_FALSE(set->portId(0));
-   EXPECT_FALSE(set->portId(9));
-   const unsigned char last[] = {0x01};
-   set = PortListToPortIdSet(last, 1);
-   EXPECT_TRUE(set->portId(8)) << "port length*8 is still in the last octet";
-   EXPECT_FALSE(set->portId(8 + 1));
-   set = PortListToPortIdSet(nullptr, 0);
-   EXPECT_EQ(set->length(), 0);
-   EXPECT_FALSE(set->portId(1));
-   set = PortListToPortIdSet(one, 1);
-   set->doDestroy();
-   EXPECT_FALSE(set->portId(1));
-}
-
-TEST(PortListDecodeTest, KeepsAPrivateCopy) {
-   unsigned char data[] = {0xff, 0x00};
+// A received list: port N is bit N, never port 0 nor ports past the octets; the set keeps its
+// own copy of the octets and knows no port once destroyed.
+TEST(PortListDecodeTest, MembershipIsTheBitsOfAPrivateCopy) {
+   unsigned char data[] = {0x81, 0x00};
    auto set = PortListToPortIdSet(data, 2);
    data[0] = 0;
-   EXPECT_TRUE(set->portId(1));
    EXPECT_EQ(set->length(), 2);
+   EXPECT_TRUE(set->portId(1));
+   EXPECT_TRUE(set->portId(8));
+   EXPECT_FALSE(set->portId(0));
+   EXPECT_FALSE(set->portId(9));
+   EXPECT_FALSE(set->portId(17));
+   EXPECT_EQ(PortListToPortIdSet(nullptr, 0)->length(), 0);
+   set->doDestroy();
+   EXPECT_FALSE(set->portId(1));
 }
 
 TEST(PortListDeathTest, BufferTooSmallForAMemberIsAProgrammingFault) {

@@ -2,6 +2,7 @@
 
 #include "platform/kel/Exception.h"
 #include "platform/swix/VlanIdSet.h"
+#include "tests/support/Errors.h"
 
 namespace {
 
@@ -12,16 +13,12 @@ SwixUtils::VlanIdSet setOf(std::string_view text) {
 }
 
 std::string parseError(std::string_view text) {
-   Kel::Expect expect(Kel::ExceptionId::parse);
    SwixUtils::VlanIdSet set;
    set.doAdd(Bridging::VlanId(3));
-   try {
-      SwixUtils::computeVlanSet(set, text);
-   } catch (const Kel::ParseException& e) {
-      EXPECT_EQ(set.multiRangeString(), "3") << "a refused text leaves the set as it was";
-      return e.what();
-   }
-   return "no error";
+   const std::string error = TestSupport::kelError([&] { SwixUtils::computeVlanSet(set, text); },
+                                                   Kel::ExceptionId::parse);
+   EXPECT_EQ(set.multiRangeString(), "3") << "a refused text leaves the set as it was";
+   return error;
 }
 
 TEST(VlanIdSetTest, PrintsAscendingRanges) {
@@ -37,16 +34,14 @@ TEST(VlanIdSetTest, PrintsAscendingRanges) {
    EXPECT_TRUE(set.empty());
 }
 
-TEST(VlanIdSetTest, ParsesWhatItPrints) {
+// Parsing adds to what is there and reads what the set prints.
+TEST(VlanIdSetTest, ParsesWhatItPrintsAddingToWhatIsThere) {
    for (const char* text : {"1", "1-10,20", "2,4,6-8,4094", "1-4094"}) {
       EXPECT_EQ(setOf(text).multiRangeString(), text);
    }
    EXPECT_EQ(setOf(" 5 - 7 , 1 ").multiRangeString(), "1,5-7");
    EXPECT_EQ(setOf("all").count(), 4094u);
    EXPECT_TRUE(setOf("").empty());
-}
-
-TEST(VlanIdSetTest, ComputeAddsToWhatIsThere) {
    SwixUtils::VlanIdSet set;
    set.doAdd(Bridging::VlanId(20));
    SwixUtils::computeVlanSet(set, "1-10");

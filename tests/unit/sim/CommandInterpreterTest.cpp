@@ -8,48 +8,33 @@
 
 #include <cstdint>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
-#include "platform/kel/ActivityManager.h"
-#include "platform/kel/StandaloneLoop.h"
-#include "platform/kel/Time.h"
-#include "platform/kel/Trace.h"
+#include "tests/support/SimSwitchFixture.h"
 
 namespace {
 
 using Bridging::Fid;
 using Bridging::VlanId;
-using Velnet::EthAddr;
 
 const std::string hostA = "00:1c:73:00:00:0a";
 const std::string hostB = "00:1c:73:00:00:0b";
 const std::string hostC = "00:1c:73:00:00:0c";
 
-EthAddr mac(const std::string& text) {
-   return *EthAddr::parse(text);
-}
-
-// Four ports: Ethernet1 in VLAN 10, Ethernet2 a trunk of VLANs 10 and 20 (native 10),
-// Ethernet3 in VLAN 20 with its link down, Ethernet4 in VLAN 20.
-void buildLab(Sim::Switch& sw) {
-   sw.bridgeMacAddrIs(mac("00:1c:73:ff:00:00"));
-   for (int i = 1; i <= 4; ++i) {
-      sw.newPort({Velnet::IntfId("Ethernet" + std::to_string(i)), static_cast<std::uint16_t>(i), i,
-                  i != 3});
-   }
-   sw.vlanIs({VlanId(10), "ten"});
-   sw.vlanIs({VlanId(20), "twenty"});
-   sw.switchportIs("Ethernet1", {Bridging::SwitchportMode::access, VlanId(10)});
-   sw.switchportIs("Ethernet2", {Bridging::SwitchportMode::trunk, VlanId(1),
-                                 Bridging::VlanIdOrNone(10), "10,20"});
-   sw.switchportIs("Ethernet3", {Bridging::SwitchportMode::access, VlanId(20)});
-   sw.switchportIs("Ethernet4", {Bridging::SwitchportMode::access, VlanId(20)});
-}
-
-class CommandInterpreterTest : public ::testing::Test {
+// Ethernet1 in VLAN 10, Ethernet2 a trunk of VLANs 10 and 20 (native 10), Ethernet3 in VLAN 20
+// with its link down, Ethernet4 in VLAN 20; VLAN 30 exists too.
+class CommandInterpreterTest : public TestSupport::SimSwitchTest {
  protected:
-   void SetUp() override { buildLab(sw); }
+   CommandInterpreterTest() : SimSwitchTest(4) {
+      sw.switchportIs(eth(1), {Bridging::SwitchportMode::access, VlanId(10)});
+      sw.switchportIs(eth(2), {Bridging::SwitchportMode::trunk, VlanId(1),
+                               Bridging::VlanIdOrNone(10), "10,20"});
+      sw.switchportIs(eth(3), {Bridging::SwitchportMode::access, VlanId(20)});
+      sw.switchportIs(eth(4), {Bridging::SwitchportMode::access, VlanId(20)});
+      sw.linkIs(eth(3), false);
+   }
 
    std::string run(const std::string& line) { return cli.execute(line); }
 
@@ -58,7 +43,7 @@ class CommandInterpreterTest : public ::testing::Test {
       if (!fdb) {
          return std::nullopt;
       }
-      const Bridging::LearnedHost* host = fdb->learnedHostRecord(mac(address));
+      const Bridging::LearnedHost* host = fdb->learnedHostRecord(TestSupport::mac(address.c_str()));
       return host ? std::optional<Bridging::LearnedHost>(*host) : std::nullopt;
    }
 
@@ -71,31 +56,18 @@ class CommandInterpreterTest : public ::testing::Test {
       return all;
    }
 
-   Kel::ScopedFakeTime time{5000.0};
-   Kel::ActivityManager manager;
-   Kel::StandaloneLoop loop{manager};
-   Sim::Switch sw{manager};
    Sim::CommandInterpreter cli{sw};
 };
 
-TEST_F(CommandInterpreterTest, LearnAgainRefreshesAndLearnElsewhereMoves) {
-   ASSERT_EQ(run("learn 10 " + hostA + " Ethernet1"), "ok\nlearned\n");
-
+// What learning does to a host is the switch's (LearningTest); the replies say which it was.
+TEST_F(CommandInterpreterTest, LearnSaysWhetherItLearnedRefreshedOrMovedAndMoveMoves) {
+   EXPECT_EQ(run("learn 10 " + hostA + " Ethernet1"), "ok\nlearned\n");
    EXPECT_EQ(run("learn 10 " + hostA + " Ethernet1"), "ok\nrefreshed\n");
-   EXPECT_EQ(learned(10, hostA)->moves, 0u);
    EXPECT_EQ(run("learn 10 " + hostA + " Ethernet2"), "ok\nmoved\n");
    EXPECT_EQ(learned(10, hostA)->intf, Velnet::IntfId("Ethernet2"));
-   EXPECT_EQ(learned(10, hostA)->moves, 1u);
-}
-
-TEST_F(CommandInterpreterTest, MoveTakesALearnedHostToAnotherInterface) {
-   ASSERT_EQ(run("learn 20 " + hostA + " Ethernet4"), "ok\nlearned\n");
-
-   EXPECT_EQ(run("move 20 " + hostA + " Ethernet2"), "ok\n");
-
-   ASSERT_TRUE(learned(20, hostA));
-   EXPECT_EQ(learned(20, hostA)->intf, Velnet::IntfId("Ethernet2"));
-   EXPECT_EQ(learned(20, hostA)->moves, 1u);
+   EXPECT_EQ(run("move 10 " + hostA + " Ethernet1"), "ok\n");
+   EXPECT_EQ(learned(10, hostA)->intf, Velnet::IntfId("Ethernet1"));
+   EXPECT_EQ(learned(10, hostA)->moves, 2u);
 }
 
 TEST_F(CommandInterpreterTest, FlushRemovesWhatItsFiltersSelect) {
@@ -121,91 +93,66 @@ TEST_F(CommandInterpreterTest, FlushRemovesWhatItsFiltersSelect) {
    EXPECT_EQ(sw.learnedHosts(), 0u);
 }
 
-TEST_F(CommandInterpreterTest, LinkDownTakesThePortOutOfItsVlansAndFlushesIt) {
-   ASSERT_EQ(run("learn 10 " + hostA + " Ethernet1"), "ok\nlearned\n");
-   ASSERT_TRUE(sw.vlanStatusDir()->vlanStatus(VlanId(10))->vlanPortStatus("Ethernet1").untagged);
-
+TEST_F(CommandInterpreterTest, LinkSetsTheOperationalStatus) {
    EXPECT_EQ(run("link Ethernet1 down"), "ok\n");
-
    EXPECT_EQ(sw.intfStatusDir()->intfStatus("Ethernet1")->operStatus(),
              Interface::OperStatus::down);
-   EXPECT_EQ(
-       sw.vlanStatusDir()->vlanStatus(VlanId(10))->vlanPortStatusCollection().find("Ethernet1"),
-       nullptr);
-   EXPECT_FALSE(learned(10, hostA));
-
    EXPECT_EQ(run("link Ethernet3 up"), "ok\n");
-   EXPECT_EQ(sw.intfStatusDir()->intfStatus("Ethernet3")->operStatus(), Interface::OperStatus::up);
-   EXPECT_NE(
-       sw.vlanStatusDir()->vlanStatus(VlanId(20))->vlanPortStatusCollection().find("Ethernet3"),
-       nullptr);
-   EXPECT_EQ(run("learn 20 " + hostB + " Ethernet3"), "ok\nlearned\n");
+   EXPECT_EQ(run("learn 20 " + hostB + " Ethernet3"), "ok\nlearned\n") << "Ethernet3 is active";
 }
 
+// Each command in turn, and the VLAN's applied settings after it: internal, hidden, state, name.
 TEST_F(CommandInterpreterTest, VlanSettingsReachTheAppliedConfiguration) {
-   EXPECT_EQ(run("vlan internal 10 on"), "ok\n");
-   EXPECT_EQ(run("vlan hidden 10 on"), "ok\n");
-   EXPECT_EQ(run("vlan state 20 suspended"), "ok\n");
-   EXPECT_EQ(run("vlan name 20 \"\""), "ok\n");
-
-   EXPECT_TRUE(sw.config()->vlanConfig(VlanId(10))->internal());
-   EXPECT_TRUE(sw.config()->vlanConfig(VlanId(10))->hidden());
-   EXPECT_EQ(sw.config()->vlanConfig(VlanId(20))->adminState(), Bridging::AdminState::suspended);
-   EXPECT_EQ(sw.config()->vlanConfig(VlanId(20))->configuredName().stdString(), "");
-
-   EXPECT_EQ(run("vlan internal 10 off"), "ok\n");
-   EXPECT_EQ(run("vlan state 20 active"), "ok\n");
-   EXPECT_EQ(run("vlan name 20 blue"), "ok\n");
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(10))->internal());
-   EXPECT_EQ(sw.config()->vlanConfig(VlanId(20))->adminState(), Bridging::AdminState::active);
-   EXPECT_EQ(sw.config()->vlanConfig(VlanId(20))->configuredName().stdString(), "blue");
+   const struct {
+      const char* command;
+      int vlan;
+      const char* settings;
+   } steps[] = {
+       {"vlan internal 10 on", 10, "internal hidden active 'vlan10'"},  // internal is hidden too
+       {"vlan hidden 10 on", 10, "internal hidden active 'vlan10'"},
+       {"vlan internal 10 off", 10, "hidden active 'vlan10'"},
+       {"vlan state 20 suspended", 20, "suspended 'vlan20'"},
+       {"vlan name 20 \"\"", 20, "suspended ''"},
+       {"vlan state 20 active", 20, "active ''"},
+       {"vlan name 20 blue", 20, "active 'blue'"},
+   };
+   for (const auto& step : steps) {
+      EXPECT_EQ(run(step.command), "ok\n") << step.command;
+      const auto vlan = sw.config()->vlanConfig(VlanId(step.vlan));
+      std::ostringstream text;
+      text << (vlan->internal() ? "internal " : "") << (vlan->hidden() ? "hidden " : "")
+           << vlan->adminState() << " '" << vlan->configuredName().stdString() << "'";
+      EXPECT_EQ(text.str(), step.settings) << step.command;
+   }
 }
 
+// Each command in turn on Ethernet4 (access in VLAN 20): its input settings as "mode access
+// native allowed", and its membership in VLANs 10 and 20 ('u', 't' or '-' each).
 TEST_F(CommandInterpreterTest, SwitchportCommandsKeepTheSettingsTheyDoNotName) {
-   EXPECT_EQ(run("switchport Ethernet4 trunk allowed 10"), "ok\n");
-   auto input = sw.inputConfig()->switchIntfConfig("Ethernet4");
-   EXPECT_EQ(input->switchportMode(), Bridging::SwitchportMode::trunk);
-   EXPECT_EQ(input->accessVlan(), VlanId(20));
-   EXPECT_EQ(input->trunkNativeVlan(), Bridging::VlanIdOrNone(1));
-   EXPECT_EQ(input->trunkAllowedVlans().stdString(), "10");
-   ASSERT_TRUE(sw.config()->vlanConfig(VlanId(10))->intfCollection().find("Ethernet4"));
-   EXPECT_TRUE(sw.config()->vlanConfig(VlanId(10))->intf("Ethernet4").tagged);
-
-   EXPECT_EQ(run("switchport Ethernet4 trunk native none"), "ok\n");
-   EXPECT_TRUE(input->trunkNativeVlan().isNone());
-   EXPECT_EQ(input->trunkAllowedVlans().stdString(), "10");
-
-   EXPECT_EQ(run("switchport Ethernet4 access 10"), "ok\n");
-   EXPECT_EQ(input->switchportMode(), Bridging::SwitchportMode::access);
-   EXPECT_EQ(input->accessVlan(), VlanId(10));
-   EXPECT_EQ(input->trunkAllowedVlans().stdString(), "10");
-   ASSERT_TRUE(sw.config()->vlanConfig(VlanId(10))->intfCollection().find("Ethernet4"));
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(10))->intf("Ethernet4").tagged);
-
-   EXPECT_EQ(run("switchport Ethernet4 mode routed"), "ok\n");
-   EXPECT_EQ(input->switchportMode(), Bridging::SwitchportMode::routed);
-   EXPECT_EQ(input->accessVlan(), VlanId(10));
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(10))->intfCollection().find("Ethernet4"));
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(20))->intfCollection().find("Ethernet4"));
-
-   EXPECT_EQ(run("switchport Ethernet4 mode dot1q-tunnel"), "ok\n");
-   EXPECT_EQ(input->switchportMode(), Bridging::SwitchportMode::dot1qTunnel);
-}
-
-TEST_F(CommandInterpreterTest, SwitchportTrunkTakesNativeAndAllowedTogether) {
-   EXPECT_EQ(run("switchport Ethernet1 trunk native 20 allowed 10-20"), "ok\n");
-
-   const auto input = sw.inputConfig()->switchIntfConfig("Ethernet1");
-   EXPECT_EQ(input->switchportMode(), Bridging::SwitchportMode::trunk);
-   EXPECT_EQ(input->trunkNativeVlan(), Bridging::VlanIdOrNone(20));
-   EXPECT_EQ(input->trunkAllowedVlans().stdString(), "10-20");
-   EXPECT_TRUE(sw.config()->vlanConfig(VlanId(10))->intf("Ethernet1").tagged);
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(20))->intf("Ethernet1").tagged);
-
-   // "none" allows no VLAN, as in a topology file.
-   EXPECT_EQ(run("switchport Ethernet1 trunk allowed none"), "ok\n");
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(10))->intfCollection().find("Ethernet1"));
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(20))->intfCollection().find("Ethernet1"));
+   const auto input = sw.inputConfig()->switchIntfConfig("Ethernet4");
+   const auto memberOf = [&](int vlan) {
+      const auto config = sw.config()->vlanConfig(VlanId(vlan));
+      return !config->intfCollection().find("Ethernet4") ? '-'
+             : config->intf("Ethernet4").tagged          ? 't'
+                                                         : 'u';
+   };
+   const std::pair<const char*, const char*> steps[] = {
+       {"trunk allowed 10", "trunk 20 1 10 t-"},
+       {"trunk native none", "trunk 20 0 10 t-"},
+       {"access 10", "access 10 0 10 u-"},
+       {"mode routed", "routed 10 0 10 --"},
+       {"mode dot1q-tunnel", "dot1q-tunnel 10 0 10 --"},
+       {"trunk native 20 allowed 10-20", "trunk 10 20 10-20 tu"},
+       {"trunk allowed none", "trunk 10 20 none --"},  // as in a topology file
+   };
+   for (const auto& [command, settings] : steps) {
+      EXPECT_EQ(run(std::string("switchport Ethernet4 ") + command), "ok\n") << command;
+      std::ostringstream text;
+      text << input->switchportMode() << " " << input->accessVlan() << " "
+           << input->trunkNativeVlan() << " " << input->trunkAllowedVlans().stdString() << " "
+           << memberOf(10) << memberOf(20);
+      EXPECT_EQ(text.str(), settings) << command;
+   }
 }
 
 TEST_F(CommandInterpreterTest, ShowOfOneVlansHostsAndTheLongestName) {
@@ -220,35 +167,10 @@ TEST_F(CommandInterpreterTest, ShowOfOneVlansHostsAndTheLongestName) {
    EXPECT_NE(run("show vlans").find(longest + "  active"), std::string::npos);
 }
 
-TEST_F(CommandInterpreterTest, TheSwitchsRefusalsChangeNothing) {
-   ASSERT_EQ(run("learn 10 " + hostA + " Ethernet1"), "ok\nlearned\n");
-   const std::string before = snapshot();
-
-   EXPECT_EQ(run("learn 10 " + hostB + " Ethernet3"),
-             "error: Ethernet3 is not an active member of VLAN 10\n");
-   EXPECT_EQ(run("learn 30 " + hostB + " Ethernet1"), "error: no VLAN 30\n");
-   EXPECT_EQ(run("learn 10 01:00:5e:00:00:01 Ethernet1"),
-             "error: 01:00:5e:00:00:01 is not a unicast address\n");
-   EXPECT_EQ(run("link Ethernet99 down"), "error: no interface Ethernet99\n");
-   EXPECT_EQ(run("move 10 " + hostA + " Ethernet1"),
-             "error: " + hostA + " is already on Ethernet1\n");
-   const std::string badList = run("switchport Ethernet2 trunk allowed 10,5-x");
-   EXPECT_EQ(badList.rfind("error: ", 0), 0u) << badList;
-   EXPECT_NE(badList.find("5-x"), std::string::npos) << badList;
-   EXPECT_EQ(run("switchport Ethernet9 access 10"), "error: no interface Ethernet9\n");
-   // A VLAN name is at most 32 octets, however it is given: 33 one-octet characters, or 17
-   // two-octet ones.
-   const std::string long33(33, 'n');
-   std::string accents;
-   for (int i = 0; i < 17; ++i) {
-      accents += "\u00e9";
-   }
-   EXPECT_EQ(run("vlan add 62 name " + long33),
-             "error: VLAN name '" + long33 + "' is 33 octets long; at most 32 are allowed\n");
-   EXPECT_EQ(run("vlan name 10 \"" + accents + "\""),
-             "error: VLAN name '" + accents + "' is 34 octets long; at most 32 are allowed\n");
-
-   EXPECT_EQ(snapshot(), before);
+TEST_F(CommandInterpreterTest, StatusIsWhatTheServingAgentReports) {
+   EXPECT_EQ(run("status"), "error: no agent serves this switch\n");
+   sw.statusReporterIs([] { return std::string("rows: 3\n"); });
+   EXPECT_EQ(run("status"), "ok\nrows: 3\n");
 }
 
 struct BadLine {
@@ -256,17 +178,43 @@ struct BadLine {
    std::string reply;
 };
 
-TEST_F(CommandInterpreterTest, StatusIsWhatTheServingAgentReports) {
-   EXPECT_EQ(run("status"), "error: no agent serves this switch\n");
-   sw.statusReporterIs([] { return std::string("rows: 3\n"); });
-   EXPECT_EQ(run("status"), "ok\nrows: 3\n");
-}
-
-TEST_F(CommandInterpreterTest, BadCommandsAreNamedAndChangeNothing) {
+TEST_F(CommandInterpreterTest, RefusedAndBadCommandsAreNamedAndChangeNothing) {
    ASSERT_EQ(run("learn 10 " + hostA + " Ethernet1"), "ok\nlearned\n");
+   ASSERT_EQ(run("static add 10 00:00:00:00:00:05 Ethernet2"), "ok\n");
+   ASSERT_EQ(run("link Ethernet4 down"), "ok\n");
    const std::string before = snapshot();
    const std::string learnUsage = "; usage: learn <vlan> <mac> <intf> [<entry-type>]\n";
+   // A VLAN name is at most 32 octets, however it is given: 33 one-octet characters, or 17
+   // two-octet ones.
+   const std::string long33(33, 'n');
+   std::string accents;
+   for (int i = 0; i < 17; ++i) {
+      accents += "\u00e9";
+   }
    const std::vector<BadLine> cases = {
+       // Refused by the switch.
+       {"learn 10 " + hostB + " Ethernet3",
+        "error: Ethernet3 is not an active member of VLAN 10\n"},
+       {"learn 20 " + hostB + " Ethernet4",
+        "error: Ethernet4 is not an active member of VLAN 20\n"},
+       {"learn 40 " + hostB + " Ethernet1", "error: no VLAN 40\n"},
+       {"learn 10 01:00:5e:00:00:01 Ethernet1",
+        "error: 01:00:5e:00:00:01 is not a unicast address\n"},
+       {"learn 10 00:00:00:00:00:05 Ethernet1",
+        "error: 00:00:00:00:00:05 is a static address in VLAN 10\n"},
+       {"link Ethernet99 down", "error: no interface Ethernet99\n"},
+       {"move 10 " + hostA + " Ethernet1", "error: " + hostA + " is already on Ethernet1\n"},
+       {"move 10 " + hostB + " Ethernet1", "error: " + hostB + " is not learned in VLAN 10\n"},
+       {"age 10 " + hostB, "error: " + hostB + " is not learned in VLAN 10\n"},
+       {"learn 10 " + hostB + " Ethernet9", "error: no interface Ethernet9\n"},
+       {"switchport Ethernet2 trunk allowed 10,5-x",
+        "error: malformed VLAN list '10,5-x': 'x' is not a VLAN number\n"},
+       {"switchport Ethernet9 access 10", "error: no interface Ethernet9\n"},
+       {"vlan add 62 name " + long33,
+        "error: VLAN name '" + long33 + "' is 33 octets long; at most 32 are allowed\n"},
+       {"vlan name 10 \"" + accents + "\"",
+        "error: VLAN name '" + accents + "' is 34 octets long; at most 32 are allowed\n"},
+       // Not commands the switch could take.
        {"", "error: empty command (try 'help')\n"},
        {"frobnicate 10", "error: unknown command 'frobnicate' (try 'help')\n"},
        {"learn 5000 " + hostB + " Ethernet1", "error: VLAN 5000 is outside 1-4094\n"},
@@ -336,7 +284,7 @@ TEST(CommandLineWordsTest, NumbersAreReadStrictly) {
    EXPECT_EQ(Sim::parseNumberWord("007", "count", 1, 100), 7u);
    EXPECT_EQ(Sim::parseNumberWord("18446744073709551615", "seed", 0, UINT64_MAX), UINT64_MAX);
    EXPECT_EQ(Sim::parseVlanWord("4094"), VlanId(4094));
-   EXPECT_EQ(Sim::parseMacWord("001c.7300.000a"), mac(hostA));
+   EXPECT_EQ(Sim::parseMacWord("001c.7300.000a"), TestSupport::mac(hostA.c_str()));
    for (const char* bad : {"", " 4", "4 ", "4.0", "1e2", "٤"}) {
       EXPECT_THROW(Sim::parseNumberWord(bad, "count", 1, 100), Sim::CommandError) << bad;
    }

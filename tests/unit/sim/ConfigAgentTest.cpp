@@ -20,7 +20,8 @@ class ConfigAgentTest : public TestSupport::SimSwitchTest {
 };
 
 // One input configuration of Ethernet1 and what the switch makes of it: its membership in
-// VLANs 1, 10, 20 and 30, one letter each ('u' untagged, 't' tagged, '-' none).
+// VLANs 1, 10, 20 and 30, one letter each ('u' untagged, 't' tagged, '-' none). Access ports,
+// trunks and routed ports the SNMP scenarios read in the VLAN tables; these are the rest.
 struct MembershipCase {
    const char* name;
    Sim::SwitchportSpec settings;
@@ -34,33 +35,16 @@ std::vector<MembershipCase> membershipCases() {
    const auto access = SwitchportMode::access;
    const auto trunk = SwitchportMode::trunk;
    return {
-       {"access port is untagged in its access VLAN",
-        S{access, VlanId(10), VlanIdOrNone(5), "1-4094"}, "-u--", access, VlanIdOrNone(10)},
        {"access VLAN that does not exist gives no membership",
         S{access, VlanId(99), VlanIdOrNone(1), "1-4094"}, "----", access, VlanIdOrNone(99)},
-       {"trunk is tagged in allowed VLANs and untagged in its native VLAN",
-        S{trunk, VlanId(1), VlanIdOrNone(10), "10-20,99"}, "-ut-", trunk, VlanIdOrNone(10)},
        {"trunk without a native VLAN is tagged everywhere",
         S{trunk, VlanId(1), VlanIdOrNone(0), "1-4094"}, "tttt", trunk, VlanIdOrNone(0)},
        {"native VLAN outside the allowed list carries nothing untagged",
         S{trunk, VlanId(1), VlanIdOrNone(30), "10"}, "-t--", trunk, VlanIdOrNone(30)},
-       {"routed port carries no VLAN",
-        S{SwitchportMode::routed, VlanId(10), VlanIdOrNone(10), "1-4094"}, "----",
-        SwitchportMode::routed, VlanIdOrNone(0)},
        {"tunnel port carries no VLAN",
         S{SwitchportMode::dot1qTunnel, VlanId(20), VlanIdOrNone(1), "1"}, "----",
         SwitchportMode::dot1qTunnel, VlanIdOrNone(0)},
    };
-}
-
-TEST_F(ConfigAgentTest, NewPortsAreAccessPortsInVlan1) {
-   EXPECT_EQ(
-       members(1),
-       (Members{{"Ethernet1", "u"}, {"Ethernet2", "u"}, {"Ethernet3", "u"}, {"Ethernet4", "u"}}));
-   const auto sic = sw.config()->switchIntfConfig(eth(2));
-   ASSERT_TRUE(sic);
-   EXPECT_EQ(sic->switchportMode(), SwitchportMode::access);
-   EXPECT_EQ(sic->nativeVlan(), VlanIdOrNone(1));
 }
 
 TEST_F(ConfigAgentTest, MembershipFollowsTheSwitchportTable) {
@@ -81,30 +65,6 @@ TEST_F(ConfigAgentTest, MembershipFollowsTheSwitchportTable) {
       EXPECT_EQ(sic->switchportMode(), c.mode);
       EXPECT_EQ(sic->nativeVlan(), c.native);
    }
-}
-
-TEST_F(ConfigAgentTest, VlanCreatedLaterPicksUpTrunksThatAllowIt) {
-   sw.switchportIs(eth(2), {SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1,40-50"});
-   EXPECT_TRUE(members(40).empty());
-   sw.vlanIs({VlanId(40), "late"});
-   EXPECT_EQ(members(40), (Members{{"Ethernet2", "t"}}));
-   EXPECT_EQ(active(40), (Members{{"Ethernet2", "t"}}));
-   sw.vlanDel(VlanId(40));
-   EXPECT_FALSE(sw.config()->vlanConfig(VlanId(40)));
-   EXPECT_FALSE(sw.vlanStatusDir()->vlanStatus(VlanId(40)));
-   EXPECT_FALSE(sw.status()->fdbStatus(Bridging::Fid(40)));
-}
-
-TEST_F(ConfigAgentTest, SuspendedVlanOrDownLinkIsNotActive) {
-   sw.switchportIs(eth(3), {SwitchportMode::access, VlanId(20)});
-   EXPECT_EQ(active(20), (Members{{"Ethernet3", "u"}}));
-   sw.linkIs(eth(3), false);
-   EXPECT_TRUE(active(20).empty());
-   EXPECT_EQ(members(20), (Members{{"Ethernet3", "u"}})) << "membership is configuration";
-   sw.linkIs(eth(3), true);
-   sw.vlanAdminStateIs(VlanId(20), Bridging::AdminState::suspended);
-   EXPECT_TRUE(active(20).empty());
-   EXPECT_TRUE(sw.vlanStatusDir()->vlanStatus(VlanId(20))) << "a suspended VLAN still has status";
 }
 
 // Records what observers of the configuration and the VLAN status hear.
@@ -171,23 +131,6 @@ TEST_F(ConfigAgentTest, InputWritesApplyLaterAndTogether) {
              (std::vector<std::string>{"config1 intf Ethernet4", "config10 intf Ethernet4",
                                        "status10 port Ethernet4", "switchport", "switchport"}));
    EXPECT_EQ(manager.nextWake(), Kel::timeNever) << "nothing left to apply";
-}
-
-TEST_F(ConfigAgentTest, CreatingAVlanThroughTheInputConfiguration) {
-   sw.inputConfig()->doCreateVlan(VlanId(77));
-   sw.inputConfig()->doCreateVlan(VlanId(77));
-   runDue();
-   ASSERT_TRUE(sw.config()->vlanConfig(VlanId(77)));
-   EXPECT_TRUE(sw.vlanStatusDir()->vlanStatus(VlanId(77)));
-   EXPECT_TRUE(sw.status()->fdbStatus(Bridging::Fid(77))) << "a VLAN has its FID's status";
-}
-
-TEST_F(ConfigAgentTest, RefusedSwitchportChangesNothing) {
-   EXPECT_THROW(sw.switchportIs(eth(1), {SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1-x"}),
-                Sim::CommandError);
-   EXPECT_THROW(sw.switchportIs(eth(9), {SwitchportMode::access, VlanId(10)}), Sim::CommandError);
-   EXPECT_EQ(sw.inputConfig()->switchIntfConfig(eth(1))->switchportMode(), SwitchportMode::access);
-   EXPECT_FALSE(sw.inputConfig()->switchIntfConfig(eth(9)));
 }
 
 // Writes to the input that bypass the switch's own checks (an SNMP SET does) and that the

@@ -5,26 +5,21 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 
-#include "platform/kel/ActivityManager.h"
-#include "platform/kel/StandaloneLoop.h"
-#include "platform/kel/Time.h"
+#include "tests/support/Errors.h"
+#include "tests/support/SimSwitchFixture.h"
 
 namespace {
 
@@ -50,7 +45,6 @@ class Client {
    Client& operator=(const Client&) = delete;
 
    bool connected() const { return connected_; }
-
    void send(const std::string& text) {
       std::size_t sent = 0;
       while (sent < text.size()) {
@@ -59,7 +53,6 @@ class Client {
          sent += static_cast<std::size_t>(n);
       }
    }
-   void endInput() { ::shutdown(fd_, SHUT_WR); }
 
    // Reads what has arrived; true once the server has closed the connection.
    bool receive() {
@@ -87,18 +80,16 @@ class Client {
    std::string reply_;
 };
 
-class ControlServerTest : public ::testing::Test {
+// Ethernet1 and 2, in VLAN 1; the socket in a private directory.
+class ControlServerTest : public TestSupport::SimSwitchTest {
  protected:
+   ControlServerTest() : SimSwitchTest(2) {}
+
    void SetUp() override {
       char pattern[] = "/tmp/controlserver-test-XXXXXX";
       ASSERT_NE(::mkdtemp(pattern), nullptr);
       dir = pattern;
       socketPath = (dir / "control.sock").string();
-      sw.newPort({"Ethernet1", 1, 1, true});
-      sw.newPort({"Ethernet2", 2, 2, true});
-      sw.vlanIs({Bridging::VlanId(10), "ten"});
-      sw.switchportIs("Ethernet1", {Bridging::SwitchportMode::access, Bridging::VlanId(10)});
-      sw.switchportIs("Ethernet2", {Bridging::SwitchportMode::access, Bridging::VlanId(10)});
    }
 
    void TearDown() override {
@@ -111,6 +102,13 @@ class ControlServerTest : public ::testing::Test {
       server = std::make_unique<Sim::ControlServer>(sw, manager, socketPath, limits);
       return *server;
    }
+
+   // Why a server on `manager` refuses to start, or "no error".
+   std::string startError(Kel::ActivityManager& on) {
+      return TestSupport::errorOf<std::runtime_error>(
+          [&] { Sim::ControlServer(sw, on, socketPath); });
+   }
+   std::string startError() { return startError(manager); }
 
    // Runs the loop until the client has its whole reply (the server closed the connection).
    std::string await(Client& client) {
@@ -136,81 +134,48 @@ class ControlServerTest : public ::testing::Test {
    }
 
    bool linkUp(const char* intf) const {
-      for (const Sim::PortSpec& port : sw.ports()) {
-         if (port.name == Velnet::IntfId(intf)) {
-            return port.linkUp;
-         }
-      }
-      ADD_FAILURE() << "no port " << intf;
-      return false;
+      return sw.intfStatusDir()->intfStatus(Velnet::IntfId(intf))->operStatus() ==
+             Interface::OperStatus::up;
    }
 
-   Kel::ScopedFakeTime time{2000.0};
-   Kel::ActivityManager manager;
-   Kel::StandaloneLoop loop{manager};
-   Sim::Switch sw{manager};
    fs::path dir;
    std::string socketPath;
    std::unique_ptr<Sim::ControlServer> server;
 };
 
-TEST_F(ControlServerTest, CommandRoundTripChangesTheSwitch) {
-   start();
-
-   EXPECT_EQ(roundTrip("link Ethernet1 down\n"), "ok\n");
-   EXPECT_FALSE(linkUp("Ethernet1"));
-   EXPECT_EQ(roundTrip("show ports\r\n"), "ok\n" + sw.show("ports"));
-   EXPECT_EQ(roundTrip("link Ethernet9 down\n"), "error: no interface Ethernet9\n");
-   EXPECT_EQ(server->connections(), 0u);
-}
-
-TEST_F(ControlServerTest, StalledPartialLineDoesNotHoldUpOtherClients) {
-   start();
-   Client slow(socketPath);
-   slow.send("link Ether");
-   runPasses(3);
-   ASSERT_EQ(server->connections(), 1u);
-
-   EXPECT_EQ(roundTrip("link Ethernet2 down\n"), "ok\n");
-   EXPECT_FALSE(linkUp("Ethernet2"));
-   slow.receive();
-   EXPECT_FALSE(slow.closed());
-   EXPECT_EQ(slow.reply(), "");
-   EXPECT_TRUE(linkUp("Ethernet1"));
-   EXPECT_EQ(server->connections(), 1u);
-
-   slow.send("net1 down\n");
-   EXPECT_EQ(await(slow), "ok\n");
-   EXPECT_FALSE(linkUp("Ethernet1"));
-   EXPECT_EQ(server->connections(), 0u);
-}
-
-TEST_F(ControlServerTest, InterleavedClientsEachGetTheirOwnReply) {
+// A client that stalls in the middle of its line holds up no one, and clients whose lines
+// arrive interleaved each get their own reply.
+TEST_F(ControlServerTest, StalledAndInterleavedClientsEachGetTheirOwnReply) {
    start();
    Client first(socketPath);
+   first.send("learn 1 00:1c:73:00:00:01 ");
+   runPasses(3);
+   ASSERT_EQ(server->connections(), 1u);
+   EXPECT_EQ(roundTrip("aging 60\r\n"), "ok\n");
+   EXPECT_EQ(sw.config()->hostAgingTime(), 60.0);
+   EXPECT_EQ(roundTrip("link Ethernet9 down\n"), "error: no interface Ethernet9\n");
+   first.receive();
+   EXPECT_FALSE(first.closed());
+   EXPECT_EQ(first.reply(), "");
+   EXPECT_EQ(server->connections(), 1u);
+
    Client second(socketPath);
-   first.send("learn 10 00:1c:73:00:00:01 ");
-   second.send("learn 10 00:1c:73:00:00:02 Ethernet2\n");
+   second.send("learn 1 00:1c:73:00:00:02 Ethernet2\n");
    runPasses(3);
    first.send("Ethernet1\n");
-
    EXPECT_EQ(await(second), "ok\nlearned\n");
    EXPECT_EQ(await(first), "ok\nlearned\n");
-   const auto fdb = sw.status()->fdbStatus(Bridging::Fid(10));
-   ASSERT_TRUE(fdb);
-   EXPECT_EQ(fdb->learnedHost(*Velnet::EthAddr::parse("00:1c:73:00:00:01")).intf,
-             Velnet::IntfId("Ethernet1"));
-   EXPECT_EQ(fdb->learnedHost(*Velnet::EthAddr::parse("00:1c:73:00:00:02")).intf,
-             Velnet::IntfId("Ethernet2"));
+   const auto fdb = sw.status()->fdbStatus(Bridging::Fid(1));
+   EXPECT_EQ(fdb->learnedHost(TestSupport::mac("00:1c:73:00:00:01")).intf, eth(1));
+   EXPECT_EQ(fdb->learnedHost(TestSupport::mac("00:1c:73:00:00:02")).intf, eth(2));
+   EXPECT_EQ(server->connections(), 0u);
 }
 
 TEST_F(ControlServerTest, IdleClientIsClosedAfterTheTimeout) {
    start({.idleTimeout = 5.0});
    Client idle(socketPath);
    idle.send("flush");
-   ASSERT_EQ(
-       sw.learn(Bridging::VlanId(10), *Velnet::EthAddr::parse("00:1c:73:00:00:01"), "Ethernet1"),
-       Sim::LearnOutcome::learned);
+   sw.learn(Bridging::VlanId(1), TestSupport::mac("00:1c:73:00:00:01"), eth(1));
    runPasses(3);
    ASSERT_EQ(server->connections(), 1u);
 
@@ -239,22 +204,6 @@ TEST_F(ControlServerTest, OverLongLineIsRefused) {
    oneMore.resize(4097, ' ');
    EXPECT_EQ(roundTrip(oneMore + "\n"), "error: command line longer than 4096 bytes\n");
    EXPECT_TRUE(linkUp("Ethernet2"));
-}
-
-TEST_F(ControlServerTest, ConnectionsBeyondTheLimitAreTurnedAway) {
-   start({.maxConnections = 2});
-   Client first(socketPath);
-   Client second(socketPath);
-   first.send("show");
-   second.send("show");
-   runPasses(3);
-   ASSERT_EQ(server->connections(), 2u);
-
-   Client third(socketPath);
-   EXPECT_EQ(await(third), "error: too many control connections\n");
-   EXPECT_EQ(server->connections(), 2u);
-   first.send("\n");
-   EXPECT_EQ(await(first), "ok\n" + sw.show("summary"));
 }
 
 // A reply a client does not take is held, within the bytes allowed for all clients: while it
@@ -291,30 +240,18 @@ TEST_F(ControlServerTest, SocketAnotherServerListensOnIsLeftAlone) {
    start();
    Kel::ActivityManager otherManager;
 
-   try {
-      Sim::ControlServer second(sw, otherManager, socketPath);
-      ADD_FAILURE() << "a second server took over the socket";
-   } catch (const std::runtime_error& e) {
-      EXPECT_EQ(std::string(e.what()),
-                "control socket " + socketPath + ": another process is listening on it");
-   }
+   EXPECT_EQ(startError(otherManager),
+             "control socket " + socketPath + ": another process is listening on it");
    EXPECT_EQ(roundTrip("link Ethernet1 down\n"), "ok\n");
 }
 
 TEST_F(ControlServerTest, FileThatIsNotASocketIsRefused) {
    std::ofstream(socketPath) << "precious\n";
 
-   try {
-      start();
-      ADD_FAILURE() << "the file was replaced";
-   } catch (const std::runtime_error& e) {
-      EXPECT_EQ(std::string(e.what()),
-                "control socket " + socketPath + ": exists and is not a socket");
-   }
+   EXPECT_EQ(startError(), "control socket " + socketPath + ": exists and is not a socket");
 
-   std::ifstream in(socketPath);
    std::string content;
-   std::getline(in, content);
+   std::ifstream(socketPath) >> content;
    EXPECT_EQ(content, "precious");
    EXPECT_TRUE(manager.fdReactors().empty());
 }
@@ -323,13 +260,8 @@ TEST_F(ControlServerTest, FileThatIsNotASocketIsRefused) {
 // directory is made for its user alone.
 TEST_F(ControlServerTest, DirectoryOthersMayWriteIsRefusedAndAMissingOneMadePrivate) {
    ::chmod(dir.c_str(), 0777);
-   try {
-      start();
-      ADD_FAILURE() << "listening in a directory anyone may write";
-   } catch (const std::runtime_error& e) {
-      EXPECT_EQ(std::string(e.what()), "control socket " + socketPath + ": " + dir.string() +
-                                           " is writable by other users");
-   }
+   EXPECT_EQ(startError(),
+             "control socket " + socketPath + ": " + dir.string() + " is writable by other users");
    ::chmod(dir.c_str(), 0700);
    socketPath = (dir / "private" / "control.sock").string();
    start();
@@ -339,27 +271,12 @@ TEST_F(ControlServerTest, DirectoryOthersMayWriteIsRefusedAndAMissingOneMadePriv
    EXPECT_EQ(roundTrip("show\n"), "ok\n" + sw.show("summary"));
 }
 
-TEST_F(ControlServerTest, DestructorRemovesTheSocketFileAndItsReactors) {
-   start();
-   Client pending(socketPath);
-   pending.send("show");
-   runPasses(3);
-   ASSERT_EQ(manager.fdReactors().size(), 2u);
-
-   server.reset();
-
-   EXPECT_TRUE(manager.fdReactors().empty());
-   EXPECT_FALSE(fs::exists(socketPath));
-   pending.receive();
-   EXPECT_TRUE(pending.closed());
-}
-
 TEST(ControlServerAuthorisationTest, RootAndTheServersOwnUserMayCommand) {
-   EXPECT_TRUE(Sim::ControlServer::authorised(0, 1000));
-   EXPECT_TRUE(Sim::ControlServer::authorised(1000, 1000));
-   EXPECT_TRUE(Sim::ControlServer::authorised(0, 0));
-   EXPECT_FALSE(Sim::ControlServer::authorised(1001, 1000));
-   EXPECT_FALSE(Sim::ControlServer::authorised(1000, 0));
+   for (const auto& [peer, server, authorised] :
+        {std::tuple(0, 1000, true), std::tuple(1000, 1000, true), std::tuple(0, 0, true),
+         std::tuple(1001, 1000, false), std::tuple(1000, 0, false)}) {
+      EXPECT_EQ(Sim::ControlServer::authorised(peer, server), authorised) << peer << " " << server;
+   }
 }
 
 }  // namespace

@@ -58,30 +58,6 @@ TEST_F(LearningTest, LearnRefreshAndMove) {
    EXPECT_EQ(sw.status()->fdbStatus(Bridging::Fid(10))->learnedHosts(), 1u);
 }
 
-TEST_F(LearningTest, RefusedLearningChangesNothing) {
-   const auto refused = [&](VlanId vlan, const char* address, Velnet::IntfId intf,
-                            const std::string& why) {
-      try {
-         sw.learn(vlan, mac(address), intf);
-         ADD_FAILURE() << "learned " << address;
-      } catch (const Sim::CommandError& e) {
-         EXPECT_EQ(e.what(), why);
-      }
-   };
-   refused(VlanId(20), "00:00:00:00:00:02", eth(1), "Ethernet1 is not an active member of VLAN 20");
-   refused(VlanId(99), "00:00:00:00:00:02", eth(1), "no VLAN 99");
-   refused(VlanId(10), "01:00:5e:00:00:01", eth(1), "01:00:5e:00:00:01 is not a unicast address");
-   refused(VlanId(10), "00:00:00:00:00:02", eth(42), "no interface Ethernet42");
-   sw.staticHostIs(VlanId(10), mac("00:00:00:00:00:05"), eth(2));
-   refused(VlanId(10), "00:00:00:00:00:05", eth(1),
-           "00:00:00:00:00:05 is a static address in VLAN 10");
-   sw.linkIs(eth(2), false);
-   refused(VlanId(10), "00:00:00:00:00:02", eth(2), "Ethernet2 is not an active member of VLAN 10");
-   EXPECT_EQ(sw.learnedHosts(), 0u);
-   EXPECT_THROW(sw.age(VlanId(10), mac("00:00:00:00:00:02")), Sim::CommandError);
-   EXPECT_THROW(sw.move(VlanId(10), mac("00:00:00:00:00:02"), eth(1)), Sim::CommandError);
-}
-
 TEST_F(LearningTest, HostsAgeOutAfterTheAgingTime) {
    sw.hostAgingTimeIs(300);
    sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1));
@@ -159,19 +135,9 @@ TEST_F(LearningTest, BurstSpreadsRandomHostsOverActiveMembers) {
    EXPECT_EQ(sw.learnedHosts(), 1000u);
 }
 
-}  // namespace
-
-namespace {
-
-class PacedBurstTest : public TestSupport::SimSwitchTest {};
-
-TEST_F(PacedBurstTest, LearnsOverSeveralWakeUpsWithOtherWorkBetween) {
+TEST_F(LearningTest, PacedBurstLearnsOverSeveralWakeUpsWithOtherWorkBetween) {
    // Each reading of the clock costs a millisecond, so a wake-up's 5 ms pass quickly.
-   class SteppingTime : public Kel::TimeSource {
-    public:
-      double now() const override { return t += 0.001; }
-      mutable double t = 2000.0;
-   } stepping;
+   TestSupport::SteppingTime stepping(2000.0, 0.001);
    sw.burstPaced(1000, 4, 5);
    EXPECT_EQ(sw.learnedHosts(), 0u) << "nothing is learned inside the command";
    EXPECT_EQ(sw.burstsPending(), 1u);
