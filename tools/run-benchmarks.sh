@@ -4,8 +4,9 @@
 #
 #   tools/run-benchmarks.sh <builddir>        every benchmark, 100k learned hosts
 #   tools/run-benchmarks.sh <builddir> 1m     a million learned hosts: the drain, GETs during
-#                                             a burst, and the walks, whose cost per object
-#                                             is compared with the same walks at 10k hosts
+#                                             a burst, the walks, whose cost per object is
+#                                             compared with the same walks at 10k hosts, and
+#                                             a Linux bridge's dump and resync (as root)
 #
 # Each benchmark runs in a process of its own, so one does not inherit the heap another
 # left fragmented. Exits non-zero when a benchmark fails or an aim is not met.
@@ -42,6 +43,7 @@ case "$set_name" in
       run 1m 1000000 "$build/bench/bench_snmpd_walk"
       run 1m 1000000 "$build/bench/bench_agent_burst"
       run 1m 1000000 "$build/bench/bench_snmpd_burst"
+      run 1m 1000000 "$build/bench/bench_linux_bridge"
       ;;
    *)
       echo "usage: $0 <builddir> [100k|1m]" >&2

@@ -48,9 +48,8 @@ BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
    return change;
 }
 
-std::vector<Bridging::HostKey> BridgeMirror::resyncTo(KernelBridge fresh) {
+void BridgeMirror::resyncTo(KernelBridge fresh) {
    KernelBridge old = std::exchange(bridge_, std::move(fresh));
-   std::vector<Bridging::HostKey> changed;
    if (old.vlanFiltering() != bridge_.vlanFiltering()) {
       // Other entries are live now: every old row goes at once, every new one is published.
       for (const auto& [key, host] : old.servedHosts()) {
@@ -61,33 +60,58 @@ std::vector<Bridging::HostKey> BridgeMirror::resyncTo(KernelBridge fresh) {
    publishBridge();
    publishPorts();
    publishVlans();
-   // Both sides are ordered by row: one merge pass finds every row that differs.
-   const auto before = old.servedHosts();
-   const auto after = bridge_.servedHosts();
-   auto a = before.begin();
-   auto b = after.begin();
-   while (a != before.end() || b != after.end()) {
-      const auto rowA = a == before.end() ? std::nullopt : old.servedKey(a->first);
-      const auto rowB = b == after.end() ? std::nullopt : bridge_.servedKey(b->first);
-      if (!rowB || (rowA && *rowA < *rowB)) {
-         changed.push_back(*rowA);
-         ++a;
-      } else if (!rowA || *rowB < *rowA) {
-         changed.push_back(*rowB);
-         ++b;
-      } else {
-         if (!(a->second == b->second)) {
-            changed.push_back(*rowB);
-         }
-         ++a;
-         ++b;
-      }
-   }
    KEL_TRACE(linuxTrace, 1,
              "resynchronised bridge " << bridge_.name() << ": " << bridge_.ports().size()
-                                      << " ports, " << bridge_.hosts().size() << " entries, "
-                                      << changed.size() << " to publish");
-   return changed;
+                                      << " ports, " << bridge_.hosts().size() << " entries");
+   replaced_.push_back(Replaced{old.releaseHosts(), old.vlanFiltering(), std::nullopt});
+}
+
+std::size_t BridgeMirror::publishDifferences(const std::function<bool()>& more) {
+   std::size_t published = 0;
+   while (!replaced_.empty()) {
+      Replaced& replaced = replaced_.front();
+      auto& old = replaced.entries;
+      // Both sides are ordered by row: one merge pass finds every row that differs. The model
+      // may have changed since the last slice, so its place is found again by row.
+      const auto after =
+          replaced.compared ? bridge_.servedHostsAfter(*replaced.compared) : bridge_.servedHosts();
+      auto a = old.begin();
+      auto b = after.begin();
+      while (a != old.end() || b != after.end()) {
+         if (!more()) {
+            return published;
+         }
+         const auto rowA = a == old.end()
+                               ? std::nullopt
+                               : KernelBridge::servedKey(a->first, replaced.vlanFiltering);
+         if (a != old.end() && !rowA) {
+            a = old.erase(a);  // an entry the replaced model did not serve
+            continue;
+         }
+         const auto rowB = b == after.end() ? std::nullopt : bridge_.servedKey(b->first);
+         Bridging::HostKey row;
+         bool differs = true;
+         if (!rowB || (rowA && *rowA < *rowB)) {
+            row = *rowA;
+            a = old.erase(a);
+         } else if (!rowA || *rowB < *rowA) {
+            row = *rowB;
+            ++b;
+         } else {
+            row = *rowB;
+            differs = !(a->second == b->second);
+            a = old.erase(a);
+            ++b;
+         }
+         replaced.compared = row;
+         if (differs) {
+            publishHost(row);
+            ++published;
+         }
+      }
+      replaced_.pop_front();
+   }
+   return published;
 }
 
 void BridgeMirror::publishBridge() {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <deque>
 #include <functional>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -26,10 +28,15 @@ class BridgeMirror {
 
    // Returns what the event changed (BridgeChange::appeared: the bridge has just come).
    BridgeChange apply(const RtnlEvent& event);
-   // Replaces the model by `fresh` and publishes the bridge, its ports and VLANs; returns
-   // the forwarding entries that differ, for the caller to publish with publishHost (in
-   // slices: a resync can differ in many).
-   std::vector<Bridging::HostKey> resyncTo(KernelBridge fresh);
+   // Replaces the model by `fresh` and publishes the bridge, its ports and VLANs. The rows
+   // that differ from the replaced model are published afterwards, by publishDifferences, in
+   // slices: a resync can differ in millions.
+   void resyncTo(KernelBridge fresh);
+   // Compares replaced models with the model row by row, publishing each row that differs,
+   // for as long as `more()` says (asked before every row); returns the rows published. What
+   // has been compared of a replaced model is freed as it goes.
+   std::size_t publishDifferences(const std::function<bool()>& more);
+   bool differencesPending() const { return !replaced_.empty(); }
    // Brings one served row's entities in line with the model.
    void publishHost(const Bridging::HostKey& key);
 
@@ -56,8 +63,19 @@ class BridgeMirror {
    void dropConfigured(const Bridging::HostKey& key);
    void dropLearned(const Bridging::HostKey& key);
 
+   // A model a resync replaced, with what is left of it to compare: the rows after
+   // `compared` (every entry left in `entries` lies beyond it).
+   struct Replaced {
+      KernelBridge::HostMap entries;
+      bool vlanFiltering = false;  // which of them it served
+      std::optional<Bridging::HostKey> compared;
+   };
+
    Bridging::PlatformEntities& e_;
    KernelBridge bridge_;
+   // Oldest first. Each is compared on its own: the entities show, for every entry not yet
+   // compared, what that model held, or what a notification has published since.
+   std::deque<Replaced> replaced_;
    std::set<std::string> inputHeld_;
    bool writingInput_ = false;
 };

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include "platform/kel/Time.h"
 #include "platform/kel/Trace.h"
@@ -27,9 +28,9 @@ bool wouldBlock(long n) {
 
 BridgeMonitor::BridgeMonitor(BridgeMirror& mirror, Kel::ActivityManager& manager)
     : mirror_(mirror), manager_(manager) {
-   publisher_.notifierIs(manager_.clock());
+   stepper_.notifierIs(manager_.clock());
    if (!manager_.fdReactorIs(dumps_.fd(), this)) {
-      publisher_.notifierIs(nullptr);
+      stepper_.notifierIs(nullptr);
       throw std::runtime_error("bridge " + mirror_.bridge().name() +
                                ": the loop has no room to watch a netlink socket");
    }
@@ -41,7 +42,7 @@ BridgeMonitor::~BridgeMonitor() {
       manager_.fdReactorDel(events_->fd());
    }
    manager_.fdReactorDel(dumps_.fd());
-   publisher_.notifierIs(nullptr);
+   stepper_.notifierIs(nullptr);
 }
 
 void BridgeMonitor::resync() {
@@ -49,12 +50,9 @@ void BridgeMonitor::resync() {
    if (events_ && !resyncing()) {
       manager_.fdReactorDel(events_->fd());
    }
-   if (events_) {
-      // Kept, not replaced: once snmpd has dropped its privileges a new socket gets only the
-      // buffer an ordinary user may ask for. What it has queued happened before the dump
-      // and shows in it.
-      events_->drain();
-   } else {
+   // Kept, not replaced: once snmpd has dropped its privileges a new socket gets only the
+   // buffer an ordinary user may ask for.
+   if (!events_) {
       events_ = std::make_unique<RtnlSocket>(RtnlSocket::Role::events);
    }
    KEL_TRACE(linuxTrace, 1,
@@ -62,7 +60,37 @@ void BridgeMonitor::resync() {
                                        << events_->receiveBufferBytes()
                                        << " bytes of notification buffer");
    dumpAttempts_ = 0;
-   startDump();
+   redump();
+}
+
+void BridgeMonitor::discardFresh() {
+   if (fresh_ && !fresh_->hosts().empty()) {
+      discarded_.push_back(fresh_->releaseHosts());  // freed in slices: it may be large
+      stepper_.timeMinIs(Kel::timeAsap);
+   }
+   fresh_.reset();
+}
+
+void BridgeMonitor::redump() {
+   discardFresh();
+   // What the event socket holds happened before the next dump, and shows in it; left
+   // there, a queue too long to read at the dump's end would fail every later dump too.
+   draining_ = true;
+   drainLeft_ = 2 * static_cast<std::size_t>(events_->receiveBufferBytes());
+   drainSlice(Kel::now());
+}
+
+void BridgeMonitor::drainSlice(double start) {
+   bool empty = false;
+   const std::size_t dropped = events_->drain(
+       drainLeft_, [&] { return Kel::now() - start < wakeQuantum; }, empty);
+   drainLeft_ -= std::min(drainLeft_, dropped);
+   if (empty || drainLeft_ == 0) {
+      draining_ = false;
+      startDump();
+   } else {
+      stepper_.timeMinIs(Kel::timeAsap);
+   }
 }
 
 bool BridgeMonitor::sendDumpRequest() {
@@ -79,17 +107,17 @@ bool BridgeMonitor::sendDumpRequest() {
 void BridgeMonitor::finishResync(bool dumped) {
    if (dumped) {
       const bool first = resyncs_ == 1;
-      for (const auto& key : mirror_.resyncTo(std::move(*fresh_))) {
-         unpublished_.push_back(key);
+      mirror_.resyncTo(std::move(*fresh_));
+      if (mirror_.differencesPending()) {
+         stepper_.timeMinIs(Kel::timeAsap);
       }
-      publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
       if (first && !mirror_.bridge().exists()) {
          KEL_TRACE(linuxTrace, 0,
                    "bridge " << mirror_.bridge().name()
                              << " does not exist; its tables stay empty until it appears");
       }
    }
-   fresh_.reset();
+   discardFresh();  // a dump given up, when the model is served as before
    if (!manager_.fdReactorIs(events_->fd(), this)) {
       // Its slot went to another descriptor during the dump: the bridge's changes are seen
       // again at the next resync.
@@ -100,20 +128,36 @@ void BridgeMonitor::finishResync(bool dumped) {
    }
 }
 
-void BridgeMonitor::publishSlice() {
+void BridgeMonitor::step() {
    const double start = Kel::now();
-   while (!unpublished_.empty() && Kel::now() - start < wakeQuantum) {
-      mirror_.publishHost(unpublished_.front());
-      unpublished_.pop_front();
+   const auto more = [&] { return Kel::now() - start < wakeQuantum; };
+   if (draining_) {
+      drainSlice(start);
+   } else {
+      mirror_.publishDifferences(more);
    }
-   publisher_.timeMinIs(unpublished_.empty() ? Kel::timeNever : Kel::timeAsap);
+   while (!discarded_.empty() && more()) {
+      auto& entries = discarded_.back();
+      auto end = entries.begin();
+      std::advance(end, std::min<std::size_t>(entries.size(), 1024));
+      entries.erase(entries.begin(), end);
+      if (entries.empty()) {
+         discarded_.pop_back();
+      }
+   }
+   const bool pending = draining_ || mirror_.differencesPending() || !discarded_.empty();
+   stepper_.timeMinIs(pending ? Kel::timeAsap : Kel::timeNever);
    longestWake_ = std::max(longestWake_, Kel::now() - start);
 }
 
 void BridgeMonitor::onReadable(int fd) {
    const double start = Kel::now();
    if (fd == dumps_.fd()) {
-      readDump(start);
+      if (fresh_) {
+         readDump(start);
+      } else {
+         dropDumpLeftovers(start);
+      }
    } else if (!resyncing()) {
       readEvents(start);
    }
@@ -122,9 +166,14 @@ void BridgeMonitor::onReadable(int fd) {
 
 void BridgeMonitor::readDump(double start) {
    std::vector<std::uint8_t> buffer;
-   while (resyncing() && Kel::now() - start < wakeQuantum) {
+   while (fresh_ && Kel::now() - start < wakeQuantum) {
       const long n = dumps_.receive(buffer);
       if (wouldBlock(n)) {
+         return;
+      }
+      if (n == -EPIPE && dumps_.relayed()) {
+         relayEnded();
+         dumpFailed("its relay ended", false);
          return;
       }
       if (n < 0) {
@@ -159,8 +208,35 @@ void BridgeMonitor::readDump(double start) {
    }
 }
 
+void BridgeMonitor::dropDumpLeftovers(double start) {
+   // What is left of a dump given up: read, or it would wake the loop on every pass.
+   bool empty = false;
+   dumps_.drain(
+       2 * static_cast<std::size_t>(dumps_.receiveBufferBytes()),
+       [&] { return Kel::now() - start < wakeQuantum; }, empty);
+   std::vector<std::uint8_t> buffer;
+   if (dumps_.relayed() && dumps_.receive(buffer) == -EPIPE) {
+      relayEnded();
+   }
+}
+
+void BridgeMonitor::relayEnded() {
+   KEL_TRACE(linuxTrace, 0,
+             "bridge " << mirror_.bridge().name()
+                       << ": the process that read its dumps ended; snmpd reads them itself");
+   manager_.fdReactorDel(dumps_.fd());
+   dumps_.dropRelay();
+   if (!manager_.fdReactorIs(dumps_.fd(), this)) {
+      KEL_TRACE(linuxTrace, 0,
+                "bridge " << mirror_.bridge().name()
+                          << ": the loop has no room to watch its dumps; its tables stay as they "
+                             "are until snmpd restarts");
+   }
+}
+
 void BridgeMonitor::startDump() {
    dumps_.drain();  // what is left of a dump given up
+   discardFresh();
    fresh_ = std::make_unique<KernelBridge>(mirror_.bridge().name());
    dumpStep_ = 0;
    dumpInterrupted_ = false;
@@ -202,7 +278,7 @@ void BridgeMonitor::dumpRead() {
 void BridgeMonitor::dumpFailed(const std::string& why, bool usable) {
    if (++dumpAttempts_ < maxDumpAttempts) {
       KEL_TRACE(linuxTrace, 1, "dumping bridge " << mirror_.bridge().name() << " again: " << why);
-      startDump();
+      redump();
       return;
    }
    KEL_TRACE(linuxTrace, 0,

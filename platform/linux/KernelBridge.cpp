@@ -17,14 +17,14 @@ const KernelPort* KernelBridge::port(int ifindex) const {
    return it == ports_.end() ? nullptr : &it->second;
 }
 
-std::optional<Bridging::HostKey> KernelBridge::servedKey(const FdbKey& key) const {
-   const bool live = vlanFiltering_
+std::optional<Bridging::HostKey> KernelBridge::servedKey(const FdbKey& key, bool vlanFiltering) {
+   const bool live = vlanFiltering
                          ? key.vid >= Bridging::VlanId::min && key.vid <= Bridging::VlanId::max
                          : key.vid == 0;
    if (!live) {
       return std::nullopt;
    }
-   return Bridging::HostKey(Bridging::Fid(vlanFiltering_ ? key.vid : 1), key.address);
+   return Bridging::HostKey(Bridging::Fid(vlanFiltering ? key.vid : 1), key.address);
 }
 
 const KernelHost* KernelBridge::servedHost(const Bridging::HostKey& row) const {
@@ -43,6 +43,23 @@ KernelBridge::HostRange KernelBridge::servedHosts() const {
       return {hosts_.begin(), firstVlan};
    }
    return {firstVlan, hosts_.lower_bound(vlanStart(Bridging::VlanId::max + 1))};
+}
+
+KernelBridge::HostRange KernelBridge::servedHostsAfter(const Bridging::HostKey& row) const {
+   const HostRange all = servedHosts();
+   const auto fid = row.fid().value();
+   if (!vlanFiltering_ && fid != 1) {
+      return fid < 1 ? all : HostRange{all.end(), all.end()};
+   }
+   // Rows ascend with their entries' keys: a later row's entry lies after the key of `row`.
+   auto first = hosts_.upper_bound(FdbKey{vlanFiltering_ ? fid : std::uint16_t{0}, row.address()});
+   if (first != hosts_.end() && all.begin() != hosts_.end() && first->first < all.begin()->first) {
+      first = all.begin();
+   }
+   if (all.end() != hosts_.end() && (first == hosts_.end() || !(first->first < all.end()->first))) {
+      first = all.end();
+   }
+   return {first, all.end()};
 }
 
 bool KernelBridge::servesFid(Bridging::Fid fid) const {

@@ -4,9 +4,11 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/bridging/HostKey.h"
+#include "platform/kel/Pool.h"
 #include "platform/linux/RtnlEvents.h"
 
 namespace Linux {
@@ -55,7 +57,10 @@ struct BridgeChange {
 // learned before the mode changed) stay in the model, unserved, until the mode changes back.
 class KernelBridge {
  public:
-   using HostMap = std::map<FdbKey, KernelHost>;
+   // Ordered by key, so that two models are compared in one pass; nodes from the pools, as a
+   // bridge may hold millions of entries (and a resync two models of them).
+   using HostMap = std::map<FdbKey, KernelHost, std::less<FdbKey>,
+                            Kel::PoolAllocator<std::pair<const FdbKey, KernelHost>>>;
    // A run of the map's entries, in its order.
    struct HostRange {
       HostMap::const_iterator first, last;
@@ -76,14 +81,23 @@ class KernelBridge {
    bool vlanFiltering() const { return vlanFiltering_; }
    const std::map<int, KernelPort>& ports() const { return ports_; }
    const HostMap& hosts() const { return hosts_; }
+   // Hands the forwarding entries over, leaving none.
+   HostMap releaseHosts() { return std::exchange(hosts_, HostMap()); }
    const KernelPort* port(int ifindex) const;
 
    // The row an entry is served in, if it is live.
-   std::optional<Bridging::HostKey> servedKey(const FdbKey& key) const;
+   std::optional<Bridging::HostKey> servedKey(const FdbKey& key) const {
+      return servedKey(key, vlanFiltering_);
+   }
+   // The same for a bridge with or without VLAN filtering.
+   static std::optional<Bridging::HostKey> servedKey(const FdbKey& key, bool vlanFiltering);
    // The entry served in a row, or null.
    const KernelHost* servedHost(const Bridging::HostKey& row) const;
    // The live entries, in the order of their rows.
    HostRange servedHosts() const;
+   // The live entries of the rows after `row`, found by key (a resync's comparison resumes
+   // there in its next slice).
+   HostRange servedHostsAfter(const Bridging::HostKey& row) const;
    bool servesFid(Bridging::Fid fid) const;
 
  private:

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -49,6 +50,13 @@ RtnlSocket::RtnlSocket(Role role) {
       throw error;
    }
    portId_ = mnl_socket_get_portid(socket_);
+   if (role == Role::dumps) {
+      try {
+         relay_ = std::make_unique<DumpRelay>();
+      } catch (const std::runtime_error&) {
+         // Served all the same: the kernel makes the parts in this process's reads.
+      }
+   }
 }
 
 RtnlSocket::~RtnlSocket() {
@@ -56,12 +64,17 @@ RtnlSocket::~RtnlSocket() {
 }
 
 int RtnlSocket::fd() const {
-   return mnl_socket_get_fd(socket_);
+   return relay_ ? relay_->fd() : mnl_socket_get_fd(socket_);
 }
 
 long RtnlSocket::receive(std::vector<std::uint8_t>& buffer) {
    buffer.resize(datagramBytes);
-   const ssize_t n = mnl_socket_recvfrom(socket_, buffer.data(), buffer.size());
+   const ssize_t n = relay_ ? ::recv(relay_->fd(), buffer.data(), buffer.size(), MSG_DONTWAIT)
+                            : mnl_socket_recvfrom(socket_, buffer.data(), buffer.size());
+   if (n == 0 && relay_) {
+      buffer.clear();
+      return -EPIPE;  // the relay has ended
+   }
    if (n < 0) {
       buffer.clear();
       return -errno;
@@ -71,29 +84,60 @@ long RtnlSocket::receive(std::vector<std::uint8_t>& buffer) {
 }
 
 std::size_t RtnlSocket::drain() {
-   const std::size_t most = 2 * static_cast<std::size_t>(receiveBufferBytes());
-   std::vector<std::uint8_t> buffer;
+   bool empty = false;
+   return drain(
+       2 * static_cast<std::size_t>(receiveBufferBytes()), [] { return true; }, empty);
+}
+
+std::size_t RtnlSocket::drain(std::size_t most, const std::function<bool()>& more, bool& empty) {
+   // Only the lengths matter: each datagram is truncated into a few bytes of scratch.
+   constexpr unsigned batch = 256;
+   std::array<char, 16> scratch;
+   std::array<iovec, batch> iov;
+   std::array<mmsghdr, batch> messages{};
+   for (unsigned i = 0; i < batch; ++i) {
+      iov[i] = {scratch.data(), scratch.size()};
+      messages[i].msg_hdr.msg_iov = &iov[i];
+      messages[i].msg_hdr.msg_iovlen = 1;
+   }
    std::size_t dropped = 0;
-   while (dropped < most) {
-      const long n = receive(buffer);
-      if (n > 0) {
-         dropped += static_cast<std::size_t>(n);
-      } else if (n != -ENOBUFS && n != -EINTR) {
-         break;  // empty (EAGAIN), or an error the next read reports again
+   empty = false;
+   while (dropped < most && more()) {
+      const int n = ::recvmmsg(fd(), messages.data(), batch, MSG_DONTWAIT | MSG_TRUNC, nullptr);
+      if (n == 0) {
+         empty = true;  // a relay that has ended: the next receive() says so
+         break;
+      }
+      if (n < 0) {
+         if (errno == ENOBUFS || errno == EINTR) {
+            continue;
+         }
+         empty = true;  // EAGAIN, or an error the next read reports again
+         break;
+      }
+      // Fewer than asked may also mean an overrun, which the next call reports.
+      for (int i = 0; i < n; ++i) {
+         dropped += messages[i].msg_len;
       }
    }
    return dropped;
 }
 
+void RtnlSocket::dropRelay() {
+   relay_.reset();
+}
+
 int RtnlSocket::receiveBufferBytes() const {
    int bytes = 0;
    socklen_t length = sizeof bytes;
-   ::getsockopt(mnl_socket_get_fd(socket_), SOL_SOCKET, SO_RCVBUF, &bytes, &length);
+   ::getsockopt(fd(), SOL_SOCKET, SO_RCVBUF, &bytes, &length);
    return bytes;
 }
 
 int RtnlSocket::send(const RtnlMessage& message) {
-   return mnl_socket_sendto(socket_, message.data(), message.size()) < 0 ? -errno : 0;
+   const ssize_t sent = relay_ ? ::send(relay_->fd(), message.data(), message.size(), MSG_NOSIGNAL)
+                               : mnl_socket_sendto(socket_, message.data(), message.size());
+   return sent < 0 ? -errno : 0;
 }
 
 int RtnlSocket::request(const RtnlMessage& request) {

@@ -48,6 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
    }
    const std::set<std::string> dumped = portNames(fresh);
    mirror.resyncTo(std::move(fresh));
+   mirror.publishDifferences([] { return true; });
    if (portNames(mirror.bridge()) != dumped ||
        entities.intfStatusDir->intfStatuss() != dumped.size()) {
       std::abort();
