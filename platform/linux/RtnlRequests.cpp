@@ -45,6 +45,13 @@ RtnlMessage linkDump(std::uint8_t family, std::uint32_t seq, std::uint32_t extMa
    return m.done();
 }
 
+// The header of a request about one interface.
+void linkHeader(MessageBuilder& m, std::uint8_t family, int ifindex) {
+   auto* ifi = m.header<ifinfomsg>();
+   ifi->ifi_family = family;
+   ifi->ifi_index = ifindex;
+}
+
 }  // namespace
 
 RtnlMessage linkDumpRequest(std::uint32_t seq) {
@@ -64,9 +71,7 @@ RtnlMessage fdbDumpRequest(std::uint32_t seq) {
 RtnlMessage portVlanRequest(bool remove, int ifindex, const std::vector<PortVlan>& vlans,
                             std::uint32_t seq) {
    MessageBuilder m(remove ? RTM_DELLINK : RTM_SETLINK, NLM_F_ACK, seq);
-   auto* ifi = m.header<ifinfomsg>();
-   ifi->ifi_family = AF_BRIDGE;
-   ifi->ifi_index = ifindex;
+   linkHeader(m, AF_BRIDGE, ifindex);
    nlattr* afSpec = mnl_attr_nest_start(m.nlh(), IFLA_AF_SPEC);
    for (const PortVlan& v : vlans) {
       bridge_vlan_info info{};
@@ -81,18 +86,14 @@ RtnlMessage portVlanRequest(bool remove, int ifindex, const std::vector<PortVlan
 
 RtnlMessage linkGetRequest(int ifindex, std::uint32_t seq) {
    MessageBuilder m(RTM_GETLINK, NLM_F_ACK, seq);
-   auto* ifi = m.header<ifinfomsg>();
-   ifi->ifi_family = AF_UNSPEC;
-   ifi->ifi_index = ifindex;
+   linkHeader(m, AF_UNSPEC, ifindex);
    return m.done();
 }
 
 RtnlMessage bridgeStpRequest(int bridgeIfindex, const BridgeStpSettings& settings,
                              std::uint32_t seq) {
    MessageBuilder m(RTM_NEWLINK, NLM_F_ACK, seq);
-   auto* ifi = m.header<ifinfomsg>();
-   ifi->ifi_family = AF_UNSPEC;
-   ifi->ifi_index = bridgeIfindex;
+   linkHeader(m, AF_UNSPEC, bridgeIfindex);
    nlattr* info = mnl_attr_nest_start(m.nlh(), IFLA_LINKINFO);
    mnl_attr_put_strz(m.nlh(), IFLA_INFO_KIND, "bridge");
    nlattr* data = mnl_attr_nest_start(m.nlh(), IFLA_INFO_DATA);
@@ -117,9 +118,7 @@ RtnlMessage bridgeStpRequest(int bridgeIfindex, const BridgeStpSettings& setting
 RtnlMessage portStpRequest(int ifindex, const Bridging::Input::StpPortConfig& settings,
                            std::uint32_t seq) {
    MessageBuilder m(RTM_SETLINK, NLM_F_ACK, seq);
-   auto* ifi = m.header<ifinfomsg>();
-   ifi->ifi_family = AF_BRIDGE;
-   ifi->ifi_index = ifindex;
+   linkHeader(m, AF_BRIDGE, ifindex);
    // Marked nested: without the flag the kernel takes IFLA_PROTINFO for a bare port state.
    nlattr* prot = mnl_attr_nest_start(m.nlh(), IFLA_PROTINFO);
    prot->nla_type |= NLA_F_NESTED;
