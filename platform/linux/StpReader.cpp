@@ -29,15 +29,28 @@ class StpReader::InputReactor : public Bridging::Input::StpConfig::NotifieeConst
    std::uint32_t served_ = 0;
 };
 
+// A port that changed state may have started a topology change: the bridge is read on the
+// next pass.
+class StpReader::PortReactor : public Bridging::StpStatus::NotifieeConst {
+ public:
+   explicit PortReactor(StpReader& reader) : reader_(reader) { notifierIs(reader.e_.stpStatus); }
+   void onStpPort(const Velnet::IntfId&) override { reader_.timeMinIs(Kel::timeAsap); }
+
+ private:
+   StpReader& reader_;
+};
+
 StpReader::StpReader(Bridging::PlatformEntities& entities, BridgeMirror& mirror, KernelQuery query,
                      Kel::ActivityManager& manager)
     : e_(entities), mirror_(mirror), query_(std::move(query)) {
    notifierIs(manager.clock());
    input_ = std::make_unique<InputReactor>(*this);
+   ports_ = std::make_unique<PortReactor>(*this);
    timeMinIs(Kel::now() + period);
 }
 
 StpReader::~StpReader() {
+   ports_.reset();
    input_.reset();
    notifierIs(nullptr);
 }

@@ -13,8 +13,9 @@ namespace Linux {
 
 // Reads from the kernel what it does not announce, one small request at a time on snmpd's
 // loop:
-// - while the bridge runs the spanning tree, its link once a `period`, for the root, the root
-//   path cost and the topology-change flags (the kernel announces the ports' states only);
+// - while the bridge runs the spanning tree, its link once a `period`, and at once after a
+//   port's spanning-tree status changed, for the root, the root path cost and the
+//   topology-change flags (the kernel announces the ports' states only);
 // - a port's counters (IFLA_STATS64) into StpStatus's portCounters when a reader asks
 //   (Input::StpConfig's countersRequest), unless they were read less than a `period` ago:
 //   frames received, frames sent, and frames received but dropped.
@@ -37,11 +38,13 @@ class StpReader : public Kel::Clock::NotifieeConst {
 
  private:
    class InputReactor;
+   class PortReactor;
 
    Bridging::PlatformEntities& e_;
    BridgeMirror& mirror_;
    KernelQuery query_;
    std::unique_ptr<InputReactor> input_;
+   std::unique_ptr<PortReactor> ports_;
    std::uint64_t queries_ = 0;
 };
 

@@ -68,6 +68,10 @@ TEST(LinuxStpTest, ALoopIsBrokenAndTheMirrorShowsItAsTheKernelDoes) {
    for (const double start = Kel::now(); !settled() && Kel::now() - start < 20.0;) {
       loop.runOnce(0.1);
    }
+   // The change the new forwarding port began shows in the flags the root's BPDUs carry.
+   for (const double start = Kel::now(); stp.topologyChanges() == 0 && Kel::now() - start < 5.0;) {
+      loop.runOnce(0.1);
+   }
    ASSERT_TRUE(settled()) << stateName(stp.stpPort(vb0).state) << " "
                           << stateName(stp.stpPort(vb1).state);
    for (const auto& port : {vb0, vb1}) {
