@@ -88,7 +88,7 @@ const char* outcomeName(LearnOutcome outcome) {
 // a command changes only what it names.
 SwitchportSpec currentSwitchport(const Switch& sw, const Velnet::IntfId& intf) {
    SwitchportSpec settings;
-   if (const auto config = sw.inputConfig()->switchIntfConfig(intf)) {
+   if (const auto config = sw.entities().input->switchIntfConfig(intf)) {
       settings.mode = config->switchportMode();
       settings.accessVlan = config->accessVlan();
       settings.nativeVlan = config->trunkNativeVlan();
@@ -222,7 +222,7 @@ CommandAction parseVlan(const std::vector<std::string>& words) {
       }
       w.end();
       return [created](Switch& sw) {
-         if (sw.inputConfig()->vlanConfig(created.id)) {
+         if (sw.entities().input->vlanConfig(created.id)) {
             throw CommandError("VLAN " + std::to_string(created.id.value()) + " already exists");
          }
          sw.vlanIs(created);
