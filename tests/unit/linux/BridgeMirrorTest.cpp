@@ -16,6 +16,7 @@
 #include "platform/linux/BridgeMirror.h"
 #include "platform/linux/PortVlans.h"
 #include "platform/linux/RtnlRequests.h"
+#include "platform/linux/StpReader.h"
 #include "platform/linux/VlanWriter.h"
 
 namespace Linux {
@@ -238,21 +239,108 @@ TEST(PortVlansTest, InputSwitchportsBecomeKernelVlanEdits) {
 
    sic.switchportModeIs(Bridging::SwitchportMode::routed);
    EXPECT_TRUE(wantedVlans(sic, known).refusal.has_value());
-
-   // The request carries one VLAN entry per VLAN, with its flags.
-   const RtnlMessage request = portVlanRequest(false, 12, edit.add, 5);
-   const auto* nlh = reinterpret_cast<const nlmsghdr*>(request.data());
-   EXPECT_EQ(nlh->nlmsg_type, RTM_SETLINK);
-   EXPECT_TRUE(nlh->nlmsg_flags & NLM_F_ACK);
-   const auto* afSpec =
-       static_cast<const nlattr*>(mnl_nlmsg_get_payload_offset(nlh, sizeof(ifinfomsg)));
-   ASSERT_EQ(mnl_attr_get_type(afSpec), IFLA_AF_SPEC);
-   const auto* entry = static_cast<const nlattr*>(mnl_attr_get_payload(afSpec));
-   ASSERT_EQ(mnl_attr_get_type(entry), IFLA_BRIDGE_VLAN_INFO);
-   const auto* info = static_cast<const bridge_vlan_info*>(mnl_attr_get_payload(entry));
-   EXPECT_EQ(info->vid, 20);
-   EXPECT_EQ(info->flags, pvidUntagged);
 }
 
+// The bridge's spanning tree as the kernel reports it: on or off, the root's priority (the
+// root's address is hostA's, or the bridge's own when its priority is the bridge's), the root
+// port and whether a topology change is under way.
+RtnlEvent stpBridgeLink(std::uint32_t stpState, std::uint16_t rootPriority, bool change) {
+   Message m(RTM_NEWLINK, AF_UNSPEC, brIndex, IFF_UP | IFF_RUNNING);
+   mnl_attr_put_strz(m.nlh(), IFLA_IFNAME, "br0");
+   nlattr* info = mnl_attr_nest_start(m.nlh(), IFLA_LINKINFO);
+   mnl_attr_put_strz(m.nlh(), IFLA_INFO_KIND, "bridge");
+   nlattr* data = mnl_attr_nest_start(m.nlh(), IFLA_INFO_DATA);
+   mnl_attr_put_u32(m.nlh(), IFLA_BR_STP_STATE, stpState);
+   mnl_attr_put_u16(m.nlh(), IFLA_BR_PRIORITY, 0x8000);
+   const bool own = rootPriority == 0x8000;
+   const Bridging::BridgeId root{rootPriority, own ? brMac : hostA};
+   mnl_attr_put(m.nlh(), IFLA_BR_ROOT_ID, 8, root.octets().data());
+   mnl_attr_put(m.nlh(), IFLA_BR_BRIDGE_ID, 8, Bridging::BridgeId{0x8000, brMac}.octets().data());
+   mnl_attr_put_u16(m.nlh(), IFLA_BR_ROOT_PORT, own ? 0 : 1);
+   mnl_attr_put_u32(m.nlh(), IFLA_BR_ROOT_PATH_COST, own ? 0 : 100);
+   mnl_attr_put_u8(m.nlh(), IFLA_BR_TOPOLOGY_CHANGE, change);
+   mnl_attr_put_u32(m.nlh(), IFLA_BR_MAX_AGE, 2000);
+   mnl_attr_nest_end(m.nlh(), data);
+   mnl_attr_nest_end(m.nlh(), info);
+   return m.event();
+}
+
+// Port p1 in a kernel state (BR_STATE_*), with its counters.
+RtnlEvent stpPortLink(std::uint8_t state) {
+   Message m(RTM_NEWLINK, AF_BRIDGE, 11, IFF_UP | IFF_RUNNING);
+   mnl_attr_put_strz(m.nlh(), IFLA_IFNAME, "p1");
+   mnl_attr_put_u32(m.nlh(), IFLA_MASTER, brIndex);
+   nlattr* prot = mnl_attr_nest_start(m.nlh(), IFLA_PROTINFO);
+   mnl_attr_put_u16(m.nlh(), IFLA_BRPORT_NO, 1);
+   mnl_attr_put_u8(m.nlh(), IFLA_BRPORT_STATE, state);
+   mnl_attr_put_u16(m.nlh(), IFLA_BRPORT_DESIGNATED_COST, 100);  // u16, as the kernel sends it
+   mnl_attr_nest_end(m.nlh(), prot);
+   rtnl_link_stats64 stats{};
+   stats.rx_packets = 5;
+   stats.tx_packets = std::uint64_t{1} << 40;
+   stats.rx_dropped = 2;
+   mnl_attr_put(m.nlh(), IFLA_STATS64, sizeof(stats), &stats);
+   return m.event();
+}
+
+// Readings in order, each with what is published after it: the kernel counts neither
+// topology changes nor transitions to forwarding; the mirror counts the ones it sees.
+TEST_F(BridgeMirrorTest, SpanningTreeReadingsArePublishedAndCounted) {
+   using S = Bridging::StpPortState;
+   struct Step {
+      RtnlEvent event;
+      S state;
+      std::uint64_t forwardTransitions, topologyChanges;
+      std::uint16_t rootPort;
+   };
+   const Step steps[] = {
+       {stpBridgeLink(1, 0x1000, false), S::disabled, 0, 0, 1},     // no port state yet
+       {stpPortLink(BR_STATE_FORWARDING), S::forwarding, 0, 0, 1},  // first seen forwarding
+       {stpPortLink(BR_STATE_BLOCKING), S::blocking, 0, 0, 1},
+       {stpPortLink(BR_STATE_LISTENING), S::listening, 0, 0, 1},
+       {stpPortLink(BR_STATE_LEARNING), S::learning, 0, 0, 1},
+       {stpPortLink(BR_STATE_FORWARDING), S::forwarding, 1, 0, 1},
+       {stpBridgeLink(1, 0x1000, true), S::forwarding, 1, 1, 1},
+       {stpBridgeLink(1, 0x1000, true), S::forwarding, 1, 1, 1},   // the same change
+       {stpBridgeLink(1, 0x8000, false), S::forwarding, 1, 1, 0},  // the bridge is the root
+       {stpBridgeLink(1, 0x1000, true), S::forwarding, 1, 2, 1},
+       {stpPortLink(9), S::broken, 1, 2, 1},
+       {stpBridgeLink(0, 0x1000, true), S::broken, 1, 2, 0},  // off: its own root, no change
+   };
+   mirror.apply(bridgeLink(false));
+   const Velnet::IntfId p1("p1");
+   for (const Step& step : steps) {
+      mirror.apply(step.event);
+      const auto& stp = *e.stpStatus;
+      const auto& reading = std::get<LinkEvent>(step.event).bridgeStp;
+      const bool on = !reading || reading->stpState != 0;
+      EXPECT_EQ(stp.stpPort(p1).state, step.state);
+      EXPECT_EQ(stp.stpPort(p1).forwardTransitions, step.forwardTransitions);
+      EXPECT_EQ(stp.topologyChanges(), step.topologyChanges);
+      EXPECT_EQ(stp.rootPort(), step.rootPort);
+      EXPECT_EQ(stp.designatedRoot() == stp.bridgeId(), step.rootPort == 0);
+      EXPECT_EQ(stp.protocolEnabled(), on);
+   }
+   EXPECT_EQ(e.stpStatus->stpPort(p1).designatedCost, 100u);
+   EXPECT_EQ(e.stpStatus->lastTopologyChange(), 1000.0);
+   EXPECT_EQ(e.stpStatus->maxAge(), 2000u);
+
+   // Counters are read when asked, at most once a second.
+   Kel::ActivityManager manager;
+   int queries = 0;
+   const auto query = [&](const RtnlMessage&, LinkEvent& answer) {
+      ++queries;
+      answer = std::get<LinkEvent>(stpPortLink(BR_STATE_FORWARDING));
+      return 0;
+   };
+   StpReader reader(e, mirror, query, manager);
+   e.stpInput->doRefreshCounters(p1);
+   e.stpInput->doRefreshCounters(p1);
+   time.advance(1.0);
+   e.stpInput->doRefreshCounters(p1);
+   EXPECT_EQ(queries, 2);
+   EXPECT_EQ(e.stpStatus->portCounters(p1),
+             (Bridging::PortFrameCounters{5, std::uint64_t{1} << 40, 2, 1001.0}));
+}
 }  // namespace
 }  // namespace Linux
