@@ -16,6 +16,7 @@ template <class Table>
 struct BasePortRows : TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1dBasePortTableMap;
+   using Row = BridgeSnmp::Dot1dBasePortEntry;
    using Key = Interface::EthPortId;
    static constexpr unsigned indexCount = 1;
    static constexpr const char* keyName = "port";
@@ -39,6 +40,7 @@ template <class Table>
 struct FdbEntryRows : TablePolicyDefaults {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qTpFdbTableMap;
+   using Row = BridgeSnmp::Dot1qTpFdbEntry;
    using Key = BridgeSnmp::Dot1qTpFdbEntryKey;
    static constexpr unsigned indexCount = 2;
    static constexpr const char* keyName = "fid/address";

@@ -7,31 +7,11 @@
 #include "snmp/SnmpTrace.h"
 
 namespace Snmp {
-namespace {
-
-constexpr int scalarPriority = 64;
 
 std::string oidText(const std::vector<oid>& name) {
    char text[200];
    snprint_objid(text, sizeof text, name.data(), name.size());
    return text;
-}
-
-}  // namespace
-
-void registerScalar(const ScalarSpec& scalar) {
-   SNMP_TRACE(1, scalar.unit,
-              "init_" << scalar.unit << " initializing oid " << oidText(scalar.scalarOid));
-   netsnmp_handler_registration* reg =
-       netsnmp_create_handler_registration(scalar.name, scalar.handler, scalar.scalarOid.data(),
-                                           scalar.scalarOid.size(), scalar.access);
-   if (!reg) {
-      Kel::assertionFailed(("reg_" + std::string(scalar.name)).c_str(), __FILE__, __LINE__,
-                           __func__);
-   }
-   reg->priority = scalarPriority;
-   reg->my_reg_void = scalar.entity;
-   netsnmp_register_scalar(reg);
 }
 
 void registerTable(const TableSpec& table) {
@@ -106,9 +86,3 @@ void debugInitializing(const char* token, const char* function, const char* file
 }
 
 }  // namespace Snmp
-
-#include "snmp/ScalarHandler.h"
-
-std::string Snmp::entityPathText(const char* path) {
-   return SnmpUtil::entityPath(path);
-}

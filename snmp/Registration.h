@@ -1,6 +1,6 @@
 #pragma once
 
-#include <initializer_list>
+#include <string>
 #include <vector>
 
 #include "snmp/NetSnmp.h"
@@ -41,17 +41,15 @@ struct TableSpec {
 // injection is a programming fault.
 void registerTable(const TableSpec& table);
 
-struct ScalarSpec {
-   const char* unit;
-   const char* name;  // "dot1dBaseType"; the assertion names "reg_<name>"
-   Netsnmp_Node_Handler* handler;
-   std::vector<oid> scalarOid;  // without the .0 instance
-   int access;
-   void* entity;
-};
+// The OID as net-snmp prints it, for the start-up traces.
+std::string oidText(const std::vector<oid>& name);
 
-// Registers a scalar at priority 64, ahead of default-priority (127) registrations.
-void registerScalar(const ScalarSpec& scalar);
+// Where an object's entity is mounted, and the type it must have there.
+template <class T>
+struct EntityAt {
+   const char* path;
+   const char* typeName;
+};
 
 // The entity mounted at `path`, if it is a T; null otherwise. The caller keeps only the raw
 // pointer: the mount keeps the entity alive.

@@ -25,7 +25,7 @@
 //      using Collection = Kel::RbTreeMap<K, Kel::Ptr<Row>>;
 //      static constexpr const char* name;       // "dot1dBasePortTable"
 //      static constexpr const char* unit;       // "BridgeMib"
-//      static constexpr const char* entityText; // "... is not of type ..." assertion text
+//      static constexpr EntityAt<Entity> entity; // its mount, in the null-entity assertion
 //      static constexpr unsigned indexCount;    // index components, time mark included
 //      static constexpr bool timeFiltered;      // first index a TimeFilter mark
 //      static const Collection& collection(const Entity&);
@@ -50,6 +50,8 @@ struct TablePolicyDefaults {
    static constexpr const char* filterName = nullptr;
    static constexpr const char* changeTimeName = "";
    static constexpr const char* timeMarkName = "";
+   // Lower wins over another registration of the same subtree (snmpd's own modules: 127).
+   static constexpr int priority = DEFAULT_MIB_PRIORITY;
    template <class Iterator>
    static bool filter(const Iterator&) {
       return true;
@@ -88,6 +90,17 @@ struct TableFrame {
    };
 
    static std::string fn(const char* what) { return std::string(Policy::name) + what; }
+
+   // What the first data point asserts of the iterator's entity: the policy's own text, or
+   // where the entity should be mounted and of what type.
+   static std::string entityText() {
+      if constexpr (requires { Policy::entityText; }) {
+         return Policy::entityText;
+      } else {
+         return fn("_get_first_data_point") + " - entity /ve/Statedb/" + Policy::entity.path +
+                " is not of type " + Policy::entity.typeName;
+      }
+   }
 
    static netsnmp_variable_list* firstDataPoint(void** loopContext, void** dataContext,
                                                 netsnmp_variable_list* putIndexData,
@@ -163,7 +176,7 @@ struct TableFrame {
       *dataContext = nullptr;
       const auto* entity = static_cast<const Entity*>(info->myvoid);
       if (!entity) {
-         Kel::assertionFailed(Policy::entityText, __FILE__, __LINE__, __func__);
+         Kel::assertionFailed(entityText().c_str(), __FILE__, __LINE__, __func__);
       }
       SNMP_TRACE(2, Policy::unit,
                  fn("_get_first_data_point") << " - *hint = " << hint << ", number_indexes = "
