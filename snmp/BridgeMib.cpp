@@ -83,7 +83,6 @@ struct BasePortTable : Snmp::BasePortRows<BasePortTable> {
    static constexpr const char* unit = "BridgeMib";
    static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 1, 4};
-   static constexpr Snmp::IndexSpec indexes[] = {{ASN_INTEGER, "dot1dBasePort"}};
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {
        {1, "dot1dBasePort", ASN_INTEGER, Snmp::ethPortIdToAsnUnsigned, "port", [](const Row& r) { return r.port(); }},
@@ -97,7 +96,7 @@ struct BasePortTable : Snmp::BasePortRows<BasePortTable> {
 };
 
 // dot1dTpFdbTable: the addresses of FID 1, indexed by the address (implied length).
-struct TpFdbTable : Snmp::TablePolicyDefaults {
+struct TpFdbTable : Snmp::KeyedRows<TpFdbTable, Velnet::EthAddr> {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1dTpFdbTableMap;
    using Key = Velnet::EthAddr;
@@ -114,13 +113,6 @@ struct TpFdbTable : Snmp::TablePolicyDefaults {
    static const Collection& collection(const Entity& mib) {
       return mib.dot1dTpFdbTableCollection();
    }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      return Snmp::Index::hintMac(c, unit, "dot1dTpFdbAddress", name);
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& address) {
-      Snmp::Index::putMac(vars, address);
-   }
-   static void printKey(std::ostream& os, const Key& address) { os << address; }
    static bool filter(const Collection::IteratorConst& row) { return Snmp::BridgeRowFilter(row); }
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {

@@ -12,6 +12,7 @@
 #include "platform/interface/IfIndexView.h"
 #include "platform/snmputil/Converters.h"
 #include "platform/statedb/StateDb.h"
+#include "snmp/CacheRows.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/MibObjects.h"
 #include "snmp/SnmpTrace.h"
@@ -52,7 +53,7 @@ std::string intfName(const EthIntfStatus& s) {
 
 // Both tables walk the interfaces by ifIndex (InterfaceIndex: 1..2147483647).
 template <class Table>
-struct InterfaceRows : Snmp::TablePolicyDefaults {
+struct InterfaceRows : Snmp::KeyedRows<Table, std::int32_t> {
    using Entity = Interface::IfIndexView;
    using Collection = Interface::IfIndexView::Map;
    using Key = std::int32_t;
@@ -67,15 +68,6 @@ struct InterfaceRows : Snmp::TablePolicyDefaults {
    static constexpr const char* keyName = "ifIndex";
    static constexpr const char* keyTypeName = "InterfaceIndex";
    static const Collection& collection(const Entity& view) { return view.interfaces(); }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto ifIndex = Snmp::Index::hintNumber(
-          c, ASN_INTEGER, std::numeric_limits<std::int32_t>::max(), unit, "ifIndex", Table::name);
-      return ifIndex ? std::optional<Key>(static_cast<Key>(*ifIndex)) : std::nullopt;
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& ifIndex) {
-      Snmp::Index::putNumber(vars, static_cast<unsigned long>(ifIndex));
-   }
-   static void printKey(std::ostream& os, const Key& ifIndex) { os << ifIndex; }
 };
 
 using Row = EthIntfStatus;

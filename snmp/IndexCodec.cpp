@@ -68,19 +68,6 @@ std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, c
    return Velnet::EthAddr(octets);
 }
 
-std::optional<BridgeSnmp::Dot1qTpFdbEntryKey> hintFdbEntryKey(const netsnmp_variable_list* fid,
-                                                              const char* unit, const char* table) {
-   const auto number = hintNumber(fid, ASN_UNSIGNED, Bridging::Fid::max, unit, "dot1qFdbId", table);
-   if (!number) {
-      return std::nullopt;
-   }
-   const auto address = hintMac(fid->next_variable, unit, "dot1qTpFdbAddress", table);
-   if (!address) {
-      return std::nullopt;
-   }
-   return BridgeSnmp::Dot1qTpFdbEntryKey(Bridging::Fid(*number), *address);
-}
-
 netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value) {
    snmp_set_var_value(component, &value, sizeof value);
    return component->next_variable;
@@ -92,13 +79,31 @@ netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::Et
    return component->next_variable;
 }
 
-}  // namespace Snmp::Index
-
-namespace Snmp::Index {
-
-netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
-                                      const BridgeSnmp::Dot1qTpFdbEntryKey& key) {
-   return putMac(putNumber(component, key.fid().value()), key.address());
+std::optional<KeySubIds> hintSubIds(const netsnmp_variable_list* component,
+                                    std::span<const IndexPart> shape,
+                                    std::span<const IndexSpec> indexes, const char* unit,
+                                    const char* table) {
+   KeySubIds ids;
+   std::size_t at = 0;
+   for (std::size_t i = 0; i < shape.size(); ++i, component = component->next_variable) {
+      if (shape[i].mac) {
+         const auto address = hintMac(component, unit, indexes[i].name, table);
+         if (!address) {
+            return std::nullopt;
+         }
+         for (const std::uint8_t octet : address->octets()) {
+            ids.at[at++] = octet;
+         }
+      } else {
+         const auto number =
+             hintNumber(component, indexes[i].type, shape[i].max, unit, indexes[i].name, table);
+         if (!number) {
+            return std::nullopt;
+         }
+         ids.at[at++] = *number;
+      }
+   }
+   return ids;
 }
 
 std::optional<KeySubIds> leastKeyAtOrAfter(const oid* index, std::size_t length,

@@ -24,15 +24,9 @@ std::optional<std::uint32_t> hintNumber(const netsnmp_variable_list* component, 
 std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, const char* unit,
                                        const char* indexName, const char* table);
 
-// A forwarding-entry key from two components: dot1qFdbId, then the address.
-std::optional<BridgeSnmp::Dot1qTpFdbEntryKey> hintFdbEntryKey(const netsnmp_variable_list* fid,
-                                                              const char* unit, const char* table);
-
 // Writes one component and returns the next.
 netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value);
 netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::EthAddr& address);
-netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
-                                      const BridgeSnmp::Dot1qTpFdbEntryKey& key);
 
 // One part of a table key as it stands in the index: a number (one sub-identifier, 0 to
 // `max`) or a MAC address (six sub-identifiers, each an octet).
@@ -61,27 +55,34 @@ template <>
 struct KeyIndex<std::uint32_t> {
    static constexpr IndexPart shape[] = {{false, 0xffffffffu}};
    static std::uint32_t make(const KeySubIds& s) { return s.at[0]; }
+   static void put(netsnmp_variable_list* c, std::uint32_t k) { putNumber(c, k); }
 };
 template <>
 struct KeyIndex<std::int32_t> {
    static constexpr IndexPart shape[] = {{false, std::numeric_limits<std::int32_t>::max()}};
    static std::int32_t make(const KeySubIds& s) { return static_cast<std::int32_t>(s.at[0]); }
+   static void put(netsnmp_variable_list* c, std::int32_t k) {
+      putNumber(c, static_cast<unsigned long>(k));
+   }
 };
 template <>
 struct KeyIndex<Interface::EthPortId> {
    static constexpr IndexPart shape[] = {{false, Interface::EthPortId::max}};
    static Interface::EthPortId make(const KeySubIds& s) { return Interface::EthPortId(s.at[0]); }
+   static void put(netsnmp_variable_list* c, Interface::EthPortId k) { putNumber(c, k.value()); }
 };
 template <>
 struct KeyIndex<Bridging::Fid> {
    static constexpr IndexPart shape[] = {{false, Bridging::Fid::max}};
    static Bridging::Fid make(const KeySubIds& s) { return Bridging::Fid(s.at[0]); }
+   static void put(netsnmp_variable_list* c, Bridging::Fid k) { putNumber(c, k.value()); }
 };
 Velnet::EthAddr macAt(const KeySubIds& s, std::size_t first);
 template <>
 struct KeyIndex<Velnet::EthAddr> {
    static constexpr IndexPart shape[] = {{true, 255}};
    static Velnet::EthAddr make(const KeySubIds& s) { return macAt(s, 0); }
+   static void put(netsnmp_variable_list* c, const Velnet::EthAddr& k) { putMac(c, k); }
 };
 template <>
 struct KeyIndex<BridgeSnmp::Dot1qTpFdbEntryKey> {
@@ -89,10 +90,37 @@ struct KeyIndex<BridgeSnmp::Dot1qTpFdbEntryKey> {
    static BridgeSnmp::Dot1qTpFdbEntryKey make(const KeySubIds& s) {
       return {Bridging::Fid(s.at[0]), macAt(s, 1)};
    }
+   static void put(netsnmp_variable_list* c, const BridgeSnmp::Dot1qTpFdbEntryKey& k) {
+      putMac(putNumber(c, k.fid().value()), k.address());
+   }
 };
+
+// A table index as it is registered: its type and its name in traces.
+struct IndexSpec {
+   u_char type;       // ASN_INTEGER, ASN_UNSIGNED, ASN_TIMETICKS, ASN_PRIV_IMPLIED_OCTET_STR
+   const char* name;  // "dot1dBasePort"
+};
+
+// The key a request's hint names: one component per part of the key's shape, each of the
+// type of its index and within its part (a wrong type or a value out of range is traced
+// and gives nothing); the key's constructor may raise the range exception.
+std::optional<KeySubIds> hintSubIds(const netsnmp_variable_list* component,
+                                    std::span<const IndexPart> shape,
+                                    std::span<const IndexSpec> indexes, const char* unit,
+                                    const char* table);
+template <class Key>
+std::optional<Key> hint(const netsnmp_variable_list* component, std::span<const IndexSpec> indexes,
+                        const char* unit, const char* table) {
+   const auto ids = hintSubIds(component, KeyIndex<Key>::shape, indexes, unit, table);
+   return ids ? std::optional<Key>(KeyIndex<Key>::make(*ids)) : std::nullopt;
+}
 
 // The number of sub-identifiers of one whole index of a registered table, or 0 when the
 // length varies (or there is no registration to read it from).
 std::size_t wholeIndexLength(const netsnmp_table_registration_info* table);
 
 }  // namespace Snmp::Index
+
+namespace Snmp {
+using Index::IndexSpec;
+}

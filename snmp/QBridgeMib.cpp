@@ -81,7 +81,7 @@ const Snmp::Scalar scalars[] = {
 
 // dot1qFdbTable: one row per filtering database, from the switch's own learned-host status,
 // indexed by dot1qFdbId.
-struct FdbTable : Snmp::TablePolicyDefaults {
+struct FdbTable : Snmp::KeyedRows<FdbTable, Bridging::Fid> {
    using Entity = Bridging::Status;
    using Collection = Bridging::FdbStatusMap;
    using Key = Bridging::Fid;
@@ -99,15 +99,6 @@ struct FdbTable : Snmp::TablePolicyDefaults {
    static const Collection& collection(const Entity& status) {
       return status.fdbStatusCollection();
    }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const auto fid =
-          Snmp::Index::hintNumber(c, ASN_UNSIGNED, Bridging::Fid::max, unit, "dot1qFdbId", name);
-      return fid ? std::optional<Key>(Bridging::Fid(*fid)) : std::nullopt;
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& fid) {
-      Snmp::Index::putNumber(vars, fid.value());
-   }
-   static void printKey(std::ostream& os, const Key& fid) { os << fid; }
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<FdbTable>(row, Snmp::Dot1qFdbTableFilter);
    }
@@ -124,8 +115,6 @@ struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
    static constexpr const char* unit = "QBridgeMib";
    static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 2};
-   static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qFdbId"},
-                                                 {ASN_PRIV_IMPLIED_OCTET_STR, "dot1qTpFdbAddress"}};
    static constexpr const char* filterName = "QBridgeRowFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<TpFdbTable>(row, Snmp::QBridgeRowFilter);
@@ -141,7 +130,7 @@ struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
 
 // dot1qVlanCurrentTable: one row per VLAN that is up, indexed by (dot1qVlanTimeMark,
 // dot1qVlanIndex); the time mark shows only the rows whose ports changed since it.
-struct VlanCurrentTable : Snmp::TablePolicyDefaults {
+struct VlanCurrentTable : Snmp::KeyedRows<VlanCurrentTable, std::uint32_t> {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qVlanCurrentTableMap;
    using Key = std::uint32_t;
@@ -159,14 +148,6 @@ struct VlanCurrentTable : Snmp::TablePolicyDefaults {
    static const Collection& collection(const Entity& mib) {
       return mib.dot1qVlanCurrentTableCollection();
    }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      // Any Unsigned32: an index that is no VLAN simply names no row.
-      return Snmp::Index::hintNumber(c, ASN_UNSIGNED, 4294967295u, unit, "dot1qVlanIndex", name);
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& index) {
-      Snmp::Index::putNumber(vars, index);
-   }
-   static void printKey(std::ostream& os, const Key& index) { os << index; }
    static double changeTime(const Row& row) { return row.lastChange(); }
    static constexpr const char* changeTimeName = "lastChange";
    static constexpr const char* timeMarkName = "dot1qVlanTimeMark";

@@ -20,10 +20,20 @@ namespace {
 
 using QBridgeMibUnit::unit;
 
+// RESERVE2 and ACTION are the whole request's, whichever binding of either table runs them;
+// COMMIT, FREE and UNDO do nothing.
+int requestPhase(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
+                 BridgeSnmp::QBridgeMib& mib) {
+   if (phase == Snmp::SetPhase::reserve2) {
+      Snmp::checkOnce(reqinfo, mib);
+   }
+   return phase == Snmp::SetPhase::action ? Snmp::applyOnce(reqinfo) : SNMP_ERR_NOERROR;
+}
+
 // dot1qVlanStaticTable: one row per configured VLAN that is shown, indexed by
 // dot1qVlanIndex. A SET changes the egress ports (the trunks that carry the VLAN) and names
 // untagged ports, which the request's PVID bindings must match.
-struct VlanStaticTable : Snmp::TablePolicyDefaults {
+struct VlanStaticTable : Snmp::KeyedRows<VlanStaticTable, std::uint32_t> {
    using Entity = BridgeSnmp::QBridgeMib;
    using Collection = BridgeSnmp::Dot1qVlanStaticTableMap;
    using Key = std::uint32_t;
@@ -39,13 +49,6 @@ struct VlanStaticTable : Snmp::TablePolicyDefaults {
    static const Collection& collection(const Entity& mib) {
       return mib.dot1qVlanStaticTableCollection();
    }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      return Snmp::Index::hintNumber(c, ASN_UNSIGNED, 4294967295u, unit, "dot1qVlanIndex", name);
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& index) {
-      Snmp::Index::putNumber(vars, index);
-   }
-   static void printKey(std::ostream& os, const Key& index) { os << index; }
 
    // dot1qVlanStaticName is a SnmpAdminString of at most 32 octets. No port is ever
    // forbidden: an empty PortList. A shown VLAN's row is always in service: active(1).
@@ -62,35 +65,26 @@ struct VlanStaticTable : Snmp::TablePolicyDefaults {
    static int setColumn(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
                         const Snmp::TableFrame<VlanStaticTable>::DataContext& data, unsigned column,
                         netsnmp_request_info* request) {
-      const bool egress = column == 2;
-      switch (phase) {
-         case Snmp::SetPhase::reserve1: {
-            const netsnmp_variable_list* var = request->requestvb;
-            if (const int wrongType = netsnmp_check_vb_type(var, ASN_OCTET_STR)) {
-               SNMP_TRACE(3, unit,
-                          "SET refused (wrongType): varbind " << request->index << ", "
-                                                              << columns[column - 1].name
-                                                              << " takes an OCTET STRING");
-               return wrongType;
-            }
-            const auto ports = decode(var);
-            if (!BridgeSnmp::validateDot1qVlanStaticPorts(data.row, ports)) {
-               return SNMP_ERR_INCONSISTENTVALUE;
-            }
-            return egress
-                       ? Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::egress,
-                                          BridgeSnmp::BindingColumn::egress, {data.row, ports})
-                       : Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::untagged,
-                                          BridgeSnmp::BindingColumn::untagged, {data.row, ports});
-         }
-         case Snmp::SetPhase::reserve2:
-            Snmp::checkOnce(reqinfo, *data.row->parent());
-            return SNMP_ERR_NOERROR;
-         case Snmp::SetPhase::action:
-            return Snmp::applyOnce(reqinfo);
-         default:
-            return SNMP_ERR_NOERROR;
+      if (phase != Snmp::SetPhase::reserve1) {
+         return requestPhase(phase, reqinfo, *data.row->parent());
       }
+      const bool egress = column == 2;
+      const netsnmp_variable_list* var = request->requestvb;
+      if (const int wrongType = netsnmp_check_vb_type(var, ASN_OCTET_STR)) {
+         SNMP_TRACE(3, unit,
+                    "SET refused (wrongType): varbind " << request->index << ", "
+                                                        << columns[column - 1].name
+                                                        << " takes an OCTET STRING");
+         return wrongType;
+      }
+      const auto ports = decode(var);
+      if (!BridgeSnmp::validateDot1qVlanStaticPorts(data.row, ports)) {
+         return SNMP_ERR_INCONSISTENTVALUE;
+      }
+      return egress ? Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::egress,
+                                       BridgeSnmp::BindingColumn::egress, {data.row, ports})
+                    : Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::untagged,
+                                       BridgeSnmp::BindingColumn::untagged, {data.row, ports});
    }
 
  private:
@@ -106,7 +100,6 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
    static constexpr const char* unit = "QBridgeMib";
    static constexpr auto entity = QBridgeMibUnit::cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 5};
-   static constexpr Snmp::IndexSpec indexes[] = {{ASN_INTEGER, "dot1dBasePort"}};
    static constexpr const char* filterName = "Dot1qPortVlanTableFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::Dot1qPortVlanTableFilter(row);
@@ -130,18 +123,11 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
    static int setColumn(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
                         const Snmp::TableFrame<PortVlanTable>::DataContext& data, unsigned column,
                         netsnmp_request_info* request) {
-      switch (phase) {
-         case Snmp::SetPhase::reserve1:
-            return column == 1 ? reservePvid(reqinfo, data, request)
-                               : reserveFrameTypes(reqinfo, data, request);
-         case Snmp::SetPhase::reserve2:
-            Snmp::checkOnce(reqinfo, *data.row->parent());
-            return SNMP_ERR_NOERROR;
-         case Snmp::SetPhase::action:
-            return Snmp::applyOnce(reqinfo);
-         default:
-            return SNMP_ERR_NOERROR;
+      if (phase != Snmp::SetPhase::reserve1) {
+         return requestPhase(phase, reqinfo, *data.row->parent());
       }
+      return column == 1 ? reservePvid(reqinfo, data, request)
+                         : reserveFrameTypes(reqinfo, data, request);
    }
 
  private:

@@ -3,14 +3,10 @@
 #include <string>
 #include <vector>
 
+#include "snmp/IndexCodec.h"
 #include "snmp/NetSnmp.h"
 
 namespace Snmp {
-
-struct IndexSpec {
-   u_char type;       // ASN_INTEGER, ASN_UNSIGNED, ASN_TIMETICKS, ASN_PRIV_IMPLIED_OCTET_STR
-   const char* name;  // dot1dBasePort: named when it cannot be set up
-};
 
 struct IteratorCallbacks {
    Netsnmp_First_Data_Point* first;
