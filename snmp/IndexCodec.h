@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <type_traits>
 
 #include "model/Dot1qTpFdbEntryKey.h"
 #include "platform/interface/EthPortId.h"
@@ -14,15 +15,6 @@
 
 // Reading table indexes from a request's hint and writing a row's indexes for net-snmp.
 namespace Snmp::Index {
-
-// A numeric component of type `type` within 0..max; a wrong type or a value out of range
-// is traced (with the unit, index and table names) and gives nothing.
-std::optional<std::uint32_t> hintNumber(const netsnmp_variable_list* component, u_char type,
-                                        std::uint32_t max, const char* unit, const char* indexName,
-                                        const char* table);
-// A MAC address component: exactly six octets.
-std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, const char* unit,
-                                       const char* indexName, const char* table);
 
 // Writes one component and returns the next.
 netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value);
@@ -50,32 +42,24 @@ std::optional<KeySubIds> leastKeyAtOrAfter(const oid* index, std::size_t length,
 
 // Each key type's index shape, and the key made from its sub-identifiers.
 template <class Key>
-struct KeyIndex;
-template <>
-struct KeyIndex<std::uint32_t> {
-   static constexpr IndexPart shape[] = {{false, 0xffffffffu}};
-   static std::uint32_t make(const KeySubIds& s) { return s.at[0]; }
-   static void put(netsnmp_variable_list* c, std::uint32_t k) { putNumber(c, k); }
-};
-template <>
-struct KeyIndex<std::int32_t> {
-   static constexpr IndexPart shape[] = {{false, std::numeric_limits<std::int32_t>::max()}};
-   static std::int32_t make(const KeySubIds& s) { return static_cast<std::int32_t>(s.at[0]); }
-   static void put(netsnmp_variable_list* c, std::int32_t k) {
-      putNumber(c, static_cast<unsigned long>(k));
+struct KeyIndex {
+   // A number: an integer, or a value type with `max` and value().
+   static constexpr std::uint32_t max() {
+      if constexpr (std::is_integral_v<Key>) {
+         return static_cast<std::uint32_t>(std::numeric_limits<Key>::max());
+      } else {
+         return Key::max;
+      }
    }
-};
-template <>
-struct KeyIndex<Interface::EthPortId> {
-   static constexpr IndexPart shape[] = {{false, Interface::EthPortId::max}};
-   static Interface::EthPortId make(const KeySubIds& s) { return Interface::EthPortId(s.at[0]); }
-   static void put(netsnmp_variable_list* c, Interface::EthPortId k) { putNumber(c, k.value()); }
-};
-template <>
-struct KeyIndex<Bridging::Fid> {
-   static constexpr IndexPart shape[] = {{false, Bridging::Fid::max}};
-   static Bridging::Fid make(const KeySubIds& s) { return Bridging::Fid(s.at[0]); }
-   static void put(netsnmp_variable_list* c, Bridging::Fid k) { putNumber(c, k.value()); }
+   static constexpr IndexPart shape[] = {{false, max()}};
+   static Key make(const KeySubIds& s) { return Key(s.at[0]); }
+   static void put(netsnmp_variable_list* c, const Key& k) {
+      if constexpr (std::is_integral_v<Key>) {
+         putNumber(c, static_cast<unsigned long>(k));
+      } else {
+         putNumber(c, k.value());
+      }
+   }
 };
 Velnet::EthAddr macAt(const KeySubIds& s, std::size_t first);
 template <>
@@ -102,8 +86,9 @@ struct IndexSpec {
 };
 
 // The key a request's hint names: one component per part of the key's shape, each of the
-// type of its index and within its part (a wrong type or a value out of range is traced
-// and gives nothing); the key's constructor may raise the range exception.
+// type of its index and within its part (a wrong type or a value out of range is traced,
+// with the unit, index and table names, and gives nothing); the key's constructor may raise
+// the range exception.
 std::optional<KeySubIds> hintSubIds(const netsnmp_variable_list* component,
                                     std::span<const IndexPart> shape,
                                     std::span<const IndexSpec> indexes, const char* unit,

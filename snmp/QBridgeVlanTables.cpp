@@ -126,8 +126,25 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
       if (phase != Snmp::SetPhase::reserve1) {
          return requestPhase(phase, reqinfo, *data.row->parent());
       }
-      return column == 1 ? reservePvid(reqinfo, data, request)
-                         : reserveFrameTypes(reqinfo, data, request);
+      if (column == 1) {
+         return reserve(
+             reqinfo, data, request, 1, ASN_UNSIGNED,
+             [](const netsnmp_variable_list* var) {
+                return decoded(var, AsnUnsignedToVlanIdOrNone);
+             },
+             [](const auto& row, auto vlan) { return BridgeSnmp::validateDot1qPvid(row, vlan); },
+             &BridgeSnmp::SetBindings::pvid, BridgeSnmp::BindingColumn::pvid);
+      }
+      return reserve(
+          reqinfo, data, request, 2, ASN_INTEGER,
+          [](const netsnmp_variable_list* var) {
+             const long value = *var->val.integer;
+             return value == admitAll_ || value == admitOnlyVlanTagged_
+                        ? decoded(var, AsnIntegerToFrameAdmits)
+                        : std::optional<FrameAdmits>();
+          },
+          [](const auto& row, auto admits) { return BridgeSnmp::validateAdmitFrame(row, admits); },
+          &BridgeSnmp::SetBindings::aft, BridgeSnmp::BindingColumn::aft);
    }
 
  private:
@@ -159,43 +176,26 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
       return status;
    }
 
-   static int reservePvid(netsnmp_agent_request_info* reqinfo,
-                          const Snmp::TableFrame<PortVlanTable>::DataContext& data,
-                          netsnmp_request_info* request) {
+   // RESERVE1 of an integer column: the varbind's type, a value the column holds, the
+   // column's check, and then the binding.
+   template <class Decode, class Validate, class Bindings>
+   static int reserve(netsnmp_agent_request_info* reqinfo,
+                      const Snmp::TableFrame<PortVlanTable>::DataContext& data,
+                      netsnmp_request_info* request, unsigned column, u_char type, Decode decode,
+                      Validate validate, Bindings BridgeSnmp::SetBindings::*list,
+                      BridgeSnmp::BindingColumn binding) {
       const netsnmp_variable_list* var = request->requestvb;
-      if (const int wrong = netsnmp_check_vb_type_and_size(var, ASN_UNSIGNED, sizeof(long))) {
-         return refused(wrong, "wrongType", request, 1);
+      if (const int wrong = netsnmp_check_vb_type_and_size(var, type, sizeof(long))) {
+         return refused(wrong, "wrongType", request, column);
       }
-      const auto vlan = decoded(var, AsnUnsignedToVlanIdOrNone);
-      if (!vlan) {
-         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, 1);
+      const auto value = decode(var);
+      if (!value) {
+         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, column);
       }
-      if (!BridgeSnmp::validateDot1qPvid(data.row, *vlan)) {
+      if (!validate(data.row, *value)) {
          return SNMP_ERR_INCONSISTENTVALUE;
       }
-      return Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::pvid,
-                              BridgeSnmp::BindingColumn::pvid, {data.row, *vlan});
-   }
-
-   static int reserveFrameTypes(netsnmp_agent_request_info* reqinfo,
-                                const Snmp::TableFrame<PortVlanTable>::DataContext& data,
-                                netsnmp_request_info* request) {
-      const netsnmp_variable_list* var = request->requestvb;
-      if (const int wrong = netsnmp_check_vb_type_and_size(var, ASN_INTEGER, sizeof(long))) {
-         return refused(wrong, "wrongType", request, 2);
-      }
-      if (*var->val.integer != admitAll_ && *var->val.integer != admitOnlyVlanTagged_) {
-         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, 2);
-      }
-      const auto admits = decoded(var, AsnIntegerToFrameAdmits);
-      if (!admits) {
-         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, 2);
-      }
-      if (!BridgeSnmp::validateAdmitFrame(data.row, *admits)) {
-         return SNMP_ERR_INCONSISTENTVALUE;
-      }
-      return Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::aft,
-                              BridgeSnmp::BindingColumn::aft, {data.row, *admits});
+      return Snmp::addBinding(reqinfo, request, list, binding, {data.row, *value});
    }
 };
 

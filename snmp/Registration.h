@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,26 +17,15 @@ struct IteratorCallbacks {
    Netsnmp_Free_Loop_Context* freeLoopContextAtEnd;
 };
 
-struct TableSpec {
-   const char* unit;  // "BridgeMib"
-   const char* name;  // "dot1dBasePortTable"
-   Netsnmp_Node_Handler* handler;
-   std::vector<oid> tableOid;
-   int access;  // HANDLER_CAN_RONLY or HANDLER_CAN_RWRITE
-   std::vector<IndexSpec> indexes;
-   unsigned minColumn;
-   unsigned maxColumn;
-   std::vector<unsigned> validColumns;
-   IteratorCallbacks callbacks;
-   void* entity;  // what the handler and the iterator read; may be null
-   // Lower wins over another registration of the same subtree (snmpd's own modules: 127).
-   int priority = DEFAULT_MIB_PRIORITY;
-};
-
-// Registers a sorted iterator table under the request serializer. A failure to set
-// up an index is traced and leaves the table unregistered; a failed registration or
-// injection is a programming fault.
-void registerTable(const TableSpec& table);
+// Registers a sorted iterator table under the request serializer, with the columns listed
+// (the first and last bound it) and the entity that its handler and iterator read (may be
+// null). A failure to set up an index is traced and leaves the table unregistered; a failed
+// registration or injection is a programming fault. A lower priority wins over another
+// registration of the same subtree (snmpd's own modules: 127).
+void registerTable(const char* unit, const char* name, Netsnmp_Node_Handler* handler,
+                   std::span<const oid> tableOid, int access, std::span<const IndexSpec> indexes,
+                   std::span<const unsigned> columns, const IteratorCallbacks& callbacks,
+                   void* entity, int priority);
 
 // The OID as net-snmp prints it, for the start-up traces.
 std::string oidText(const std::vector<oid>& name);

@@ -185,12 +185,10 @@ void registerTable(Netsnmp_Node_Handler* handler, const IteratorCallbacks& callb
    for (const auto& c : Policy::columns) {
       columns.push_back(c.number);
    }
-   registerTable({Policy::unit, Policy::name, handler,
-                  std::vector<oid>(std::begin(Policy::tableOid), std::end(Policy::tableOid)),
-                  TableHandler<Policy>::writable ? HANDLER_CAN_RWRITE : HANDLER_CAN_RONLY,
-                  std::vector<IndexSpec>(std::begin(Policy::indexes), std::end(Policy::indexes)),
-                  columns.front(), columns.back(), columns, callbacks,
-                  entityAt<typename Policy::Entity>(Policy::entity.path), Policy::priority});
+   registerTable(Policy::unit, Policy::name, handler, Policy::tableOid,
+                 TableHandler<Policy>::writable ? HANDLER_CAN_RWRITE : HANDLER_CAN_RONLY,
+                 Policy::indexes, columns, callbacks,
+                 entityAt<typename Policy::Entity>(Policy::entity.path), Policy::priority);
 }
 
 }  // namespace Snmp
