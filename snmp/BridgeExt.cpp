@@ -4,7 +4,6 @@
 #include "snmp/BridgeExt.h"
 
 #include "model/QBridgeMib.h"
-#include "platform/snmputil/HandlerRegistration.h"
 #include "snmp/CacheRows.h"
 #include "snmp/FilterGuard.h"
 #include "snmp/IndexCodec.h"
@@ -51,14 +50,4 @@ void init_BridgeExt() {
    initialize_table_veltraDot1qTpFdbTable();
 }
 
-namespace {
-
-class BridgeExt_HandlerRegistration : public Snmp::HandlerRegistration {
- public:
-   void handlerRegistration() override { init_BridgeExt(); }
-};
-
-BridgeExt_HandlerRegistration bridgeExtRegistration;
-Snmp::AutoRegistree bridgeExtAutoRegistree(&bridgeExtRegistration);
-
-}  // namespace
+SNMP_UNIT_REGISTRATION(BridgeExt)

@@ -4,7 +4,6 @@
 
 #include "model/QBridgeMib.h"
 #include "platform/bridging/Config.h"
-#include "platform/snmputil/HandlerRegistration.h"
 #include "snmp/CacheRows.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/MibObjects.h"
@@ -135,14 +134,4 @@ void init_BridgeMib() {
    initialize_table_dot1dTpFdbTable();
 }
 
-namespace {
-
-class BridgeMib_HandlerRegistration : public Snmp::HandlerRegistration {
- public:
-   void handlerRegistration() override { init_BridgeMib(); }
-};
-
-BridgeMib_HandlerRegistration bridgeMibRegistration;
-Snmp::AutoRegistree bridgeMibAutoRegistree(&bridgeMibRegistration);
-
-}  // namespace
+SNMP_UNIT_REGISTRATION(BridgeMib)

@@ -5,7 +5,6 @@
 
 #include "model/QBridgeMib.h"
 #include "platform/bridging/Status.h"
-#include "platform/snmputil/HandlerRegistration.h"
 #include "snmp/CacheRows.h"
 #include "snmp/FilterGuard.h"
 #include "snmp/IndexCodec.h"
@@ -180,14 +179,4 @@ void init_QBridgeMib() {
    initialize_table_dot1qPortVlanTable();
 }
 
-namespace {
-
-class QBridgeMib_HandlerRegistration : public Snmp::HandlerRegistration {
- public:
-   void handlerRegistration() override { init_QBridgeMib(); }
-};
-
-QBridgeMib_HandlerRegistration qBridgeMibRegistration;
-Snmp::AutoRegistree qBridgeMibAutoRegistree(&qBridgeMibRegistration);
-
-}  // namespace
+SNMP_UNIT_REGISTRATION(QBridgeMib)

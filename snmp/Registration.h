@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/snmputil/HandlerRegistration.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/NetSnmp.h"
 
@@ -53,3 +54,15 @@ template <class T>
 T* Snmp::entityAt(const char* path) {
    return Kel::ptrCast<T>(SnmpUtil::getEntityRelative(path)).get();
 }
+
+// The registration hook of a MIB unit, <unit>_HandlerRegistration, which the plug-in host
+// calls once after load: it runs init_<unit> and nothing else.
+#define SNMP_UNIT_REGISTRATION(unit)                                       \
+   namespace {                                                             \
+   class unit##_HandlerRegistration : public ::Snmp::HandlerRegistration { \
+    public:                                                                \
+      void handlerRegistration() override { init_##unit(); }               \
+   };                                                                      \
+   unit##_HandlerRegistration unit##Registration;                          \
+   ::Snmp::AutoRegistree unit##AutoRegistree(&unit##Registration);         \
+   }
