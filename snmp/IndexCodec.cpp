@@ -15,8 +15,7 @@ bool typeMatches(u_char expected, u_char actual) {
           (octets && (actual == ASN_OCTET_STR || actual == ASN_PRIV_IMPLIED_OCTET_STR));
 }
 
-// Out of line and cold, so that the check below stays small enough to inline: it runs for
-// every object a walk returns.
+// Out of line and cold: the hint is read for every object a walk returns.
 [[gnu::cold, gnu::noinline]] void traceBadType(const netsnmp_variable_list* component, u_char type,
                                                const char* unit, const char* indexName) {
    SNMP_TRACE(0, unit,
@@ -25,60 +24,48 @@ bool typeMatches(u_char expected, u_char actual) {
                           << (component ? static_cast<int>(component->type) : -1));
 }
 
-inline bool typeOk(const netsnmp_variable_list* component, u_char type, const char* unit,
-                   const char* indexName) {
-   if (!component || !typeMatches(type, component->type)) [[unlikely]] {
-      traceBadType(component, type, unit, indexName);
-      return false;
-   }
-   return true;
+[[gnu::cold, gnu::noinline]] void traceOutOfRange(const char* unit, const char* indexName,
+                                                  const char* table) {
+   SNMP_TRACE(2, unit, "hint for index " << indexName << " of " << table << " is out of range!");
 }
 
 }  // namespace
 
-std::optional<std::uint32_t> hintNumber(const netsnmp_variable_list* component, u_char type,
-                                        std::uint32_t max, const char* unit, const char* indexName,
-                                        const char* table) {
-   if (!typeOk(component, type, unit, indexName) || !component->val.integer) {
-      return std::nullopt;
+std::optional<KeySubIds> hintSubIds(const netsnmp_variable_list* component,
+                                    std::span<const IndexPart> shape,
+                                    std::span<const IndexSpec> indexes, const char* unit,
+                                    const char* table) {
+   KeySubIds ids;
+   std::size_t at = 0;
+   for (std::size_t i = 0; i < shape.size(); ++i, component = component->next_variable) {
+      const IndexSpec& index = indexes[i];
+      if (!component || !typeMatches(index.type, component->type)) [[unlikely]] {
+         traceBadType(component, index.type, unit, index.name);
+         return std::nullopt;
+      }
+      if (shape[i].mac) {
+         if (component->val_len != 6 || !component->val.string) {
+            traceOutOfRange(unit, index.name, table);
+            return std::nullopt;
+         }
+         for (std::size_t octet = 0; octet < 6; ++octet) {
+            ids.at[at++] = component->val.string[octet];
+         }
+         continue;
+      }
+      if (!component->val.integer) {
+         return std::nullopt;
+      }
+      // Sub-identifiers are unsigned; net-snmp keeps them in a long.
+      const unsigned long value = static_cast<unsigned long>(*component->val.integer);
+      SNMP_TRACE(2, unit, "hint component " << index.name << " is '" << value << "'");
+      if (value > shape[i].max) {
+         traceOutOfRange(unit, index.name, table);
+         return std::nullopt;
+      }
+      ids.at[at++] = static_cast<std::uint32_t>(value);
    }
-   // Sub-identifiers are unsigned; net-snmp keeps them in a long.
-   const unsigned long value = static_cast<unsigned long>(*component->val.integer);
-   SNMP_TRACE(2, unit, "hint component " << indexName << " is '" << value << "'");
-   if (value > max) {
-      SNMP_TRACE(2, unit, "hint for index " << indexName << " of " << table << " is out of range!");
-      return std::nullopt;
-   }
-   return static_cast<std::uint32_t>(value);
-}
-
-std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, const char* unit,
-                                       const char* indexName, const char* table) {
-   if (!typeOk(component, ASN_PRIV_IMPLIED_OCTET_STR, unit, indexName)) {
-      return std::nullopt;
-   }
-   if (component->val_len != 6 || !component->val.string) {
-      SNMP_TRACE(2, unit, "hint for index " << indexName << " of " << table << " is out of range!");
-      return std::nullopt;
-   }
-   std::array<std::uint8_t, 6> octets{};
-   for (int i = 0; i < 6; ++i) {
-      octets[i] = component->val.string[i];
-   }
-   return Velnet::EthAddr(octets);
-}
-
-std::optional<BridgeSnmp::Dot1qTpFdbEntryKey> hintFdbEntryKey(const netsnmp_variable_list* fid,
-                                                              const char* unit, const char* table) {
-   const auto number = hintNumber(fid, ASN_UNSIGNED, Bridging::Fid::max, unit, "dot1qFdbId", table);
-   if (!number) {
-      return std::nullopt;
-   }
-   const auto address = hintMac(fid->next_variable, unit, "dot1qTpFdbAddress", table);
-   if (!address) {
-      return std::nullopt;
-   }
-   return BridgeSnmp::Dot1qTpFdbEntryKey(Bridging::Fid(*number), *address);
+   return ids;
 }
 
 netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value) {
@@ -90,15 +77,6 @@ netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::Et
    const auto octets = address.octets();
    snmp_set_var_value(component, octets.data(), octets.size());
    return component->next_variable;
-}
-
-}  // namespace Snmp::Index
-
-namespace Snmp::Index {
-
-netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
-                                      const BridgeSnmp::Dot1qTpFdbEntryKey& key) {
-   return putMac(putNumber(component, key.fid().value()), key.address());
 }
 
 std::optional<KeySubIds> leastKeyAtOrAfter(const oid* index, std::size_t length,

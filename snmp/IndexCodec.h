@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <type_traits>
 
 #include "model/Dot1qTpFdbEntryKey.h"
 #include "platform/interface/EthPortId.h"
@@ -15,24 +16,9 @@
 // Reading table indexes from a request's hint and writing a row's indexes for net-snmp.
 namespace Snmp::Index {
 
-// A numeric component of type `type` within 0..max; a wrong type or a value out of range
-// is traced (with the unit, index and table names) and gives nothing.
-std::optional<std::uint32_t> hintNumber(const netsnmp_variable_list* component, u_char type,
-                                        std::uint32_t max, const char* unit, const char* indexName,
-                                        const char* table);
-// A MAC address component: exactly six octets.
-std::optional<Velnet::EthAddr> hintMac(const netsnmp_variable_list* component, const char* unit,
-                                       const char* indexName, const char* table);
-
-// A forwarding-entry key from two components: dot1qFdbId, then the address.
-std::optional<BridgeSnmp::Dot1qTpFdbEntryKey> hintFdbEntryKey(const netsnmp_variable_list* fid,
-                                                              const char* unit, const char* table);
-
 // Writes one component and returns the next.
 netsnmp_variable_list* putNumber(netsnmp_variable_list* component, unsigned long value);
 netsnmp_variable_list* putMac(netsnmp_variable_list* component, const Velnet::EthAddr& address);
-netsnmp_variable_list* putFdbEntryKey(netsnmp_variable_list* component,
-                                      const BridgeSnmp::Dot1qTpFdbEntryKey& key);
 
 // One part of a table key as it stands in the index: a number (one sub-identifier, 0 to
 // `max`) or a MAC address (six sub-identifiers, each an octet).
@@ -56,32 +42,31 @@ std::optional<KeySubIds> leastKeyAtOrAfter(const oid* index, std::size_t length,
 
 // Each key type's index shape, and the key made from its sub-identifiers.
 template <class Key>
-struct KeyIndex;
-template <>
-struct KeyIndex<std::uint32_t> {
-   static constexpr IndexPart shape[] = {{false, 0xffffffffu}};
-   static std::uint32_t make(const KeySubIds& s) { return s.at[0]; }
-};
-template <>
-struct KeyIndex<std::int32_t> {
-   static constexpr IndexPart shape[] = {{false, std::numeric_limits<std::int32_t>::max()}};
-   static std::int32_t make(const KeySubIds& s) { return static_cast<std::int32_t>(s.at[0]); }
-};
-template <>
-struct KeyIndex<Interface::EthPortId> {
-   static constexpr IndexPart shape[] = {{false, Interface::EthPortId::max}};
-   static Interface::EthPortId make(const KeySubIds& s) { return Interface::EthPortId(s.at[0]); }
-};
-template <>
-struct KeyIndex<Bridging::Fid> {
-   static constexpr IndexPart shape[] = {{false, Bridging::Fid::max}};
-   static Bridging::Fid make(const KeySubIds& s) { return Bridging::Fid(s.at[0]); }
+struct KeyIndex {
+   // A number: an integer, or a value type with `max` and value().
+   static constexpr std::uint32_t max() {
+      if constexpr (std::is_integral_v<Key>) {
+         return static_cast<std::uint32_t>(std::numeric_limits<Key>::max());
+      } else {
+         return Key::max;
+      }
+   }
+   static constexpr IndexPart shape[] = {{false, max()}};
+   static Key make(const KeySubIds& s) { return Key(s.at[0]); }
+   static void put(netsnmp_variable_list* c, const Key& k) {
+      if constexpr (std::is_integral_v<Key>) {
+         putNumber(c, static_cast<unsigned long>(k));
+      } else {
+         putNumber(c, k.value());
+      }
+   }
 };
 Velnet::EthAddr macAt(const KeySubIds& s, std::size_t first);
 template <>
 struct KeyIndex<Velnet::EthAddr> {
    static constexpr IndexPart shape[] = {{true, 255}};
    static Velnet::EthAddr make(const KeySubIds& s) { return macAt(s, 0); }
+   static void put(netsnmp_variable_list* c, const Velnet::EthAddr& k) { putMac(c, k); }
 };
 template <>
 struct KeyIndex<BridgeSnmp::Dot1qTpFdbEntryKey> {
@@ -89,10 +74,38 @@ struct KeyIndex<BridgeSnmp::Dot1qTpFdbEntryKey> {
    static BridgeSnmp::Dot1qTpFdbEntryKey make(const KeySubIds& s) {
       return {Bridging::Fid(s.at[0]), macAt(s, 1)};
    }
+   static void put(netsnmp_variable_list* c, const BridgeSnmp::Dot1qTpFdbEntryKey& k) {
+      putMac(putNumber(c, k.fid().value()), k.address());
+   }
 };
+
+// A table index as it is registered: its type and its name in traces.
+struct IndexSpec {
+   u_char type;       // ASN_INTEGER, ASN_UNSIGNED, ASN_TIMETICKS, ASN_PRIV_IMPLIED_OCTET_STR
+   const char* name;  // "dot1dBasePort"
+};
+
+// The key a request's hint names: one component per part of the key's shape, each of the
+// type of its index and within its part (a wrong type or a value out of range is traced,
+// with the unit, index and table names, and gives nothing); the key's constructor may raise
+// the range exception.
+std::optional<KeySubIds> hintSubIds(const netsnmp_variable_list* component,
+                                    std::span<const IndexPart> shape,
+                                    std::span<const IndexSpec> indexes, const char* unit,
+                                    const char* table);
+template <class Key>
+std::optional<Key> hint(const netsnmp_variable_list* component, std::span<const IndexSpec> indexes,
+                        const char* unit, const char* table) {
+   const auto ids = hintSubIds(component, KeyIndex<Key>::shape, indexes, unit, table);
+   return ids ? std::optional<Key>(KeyIndex<Key>::make(*ids)) : std::nullopt;
+}
 
 // The number of sub-identifiers of one whole index of a registered table, or 0 when the
 // length varies (or there is no registration to read it from).
 std::size_t wholeIndexLength(const netsnmp_table_registration_info* table);
 
 }  // namespace Snmp::Index
+
+namespace Snmp {
+using Index::IndexSpec;
+}

@@ -1,5 +1,6 @@
 #include "snmp/Registration.h"
 
+#include <algorithm>
 #include <string>
 
 #include "platform/kel/Assert.h"
@@ -7,9 +8,6 @@
 #include "snmp/SnmpTrace.h"
 
 namespace Snmp {
-namespace {
-
-constexpr int scalarPriority = 64;
 
 std::string oidText(const std::vector<oid>& name) {
    char text[200];
@@ -17,37 +15,23 @@ std::string oidText(const std::vector<oid>& name) {
    return text;
 }
 
-}  // namespace
-
-void registerScalar(const ScalarSpec& scalar) {
-   SNMP_TRACE(1, scalar.unit,
-              "init_" << scalar.unit << " initializing oid " << oidText(scalar.scalarOid));
+void registerTable(const char* unit, const char* name, Netsnmp_Node_Handler* handler,
+                   std::span<const oid> tableOid, int access, std::span<const IndexSpec> indexes,
+                   std::span<const unsigned> columns, const IteratorCallbacks& callbacks,
+                   void* entity, int priority) {
+   SNMP_TRACE(1, unit,
+              "initialize_table_" << name << " initializing oid "
+                                  << oidText({tableOid.begin(), tableOid.end()}));
    netsnmp_handler_registration* reg =
-       netsnmp_create_handler_registration(scalar.name, scalar.handler, scalar.scalarOid.data(),
-                                           scalar.scalarOid.size(), scalar.access);
+       netsnmp_create_handler_registration(name, handler, tableOid.data(), tableOid.size(), access);
    if (!reg) {
-      Kel::assertionFailed(("reg_" + std::string(scalar.name)).c_str(), __FILE__, __LINE__,
-                           __func__);
+      Kel::assertionFailed(("reg_" + std::string(name)).c_str(), __FILE__, __LINE__, __func__);
    }
-   reg->priority = scalarPriority;
-   reg->my_reg_void = scalar.entity;
-   netsnmp_register_scalar(reg);
-}
-
-void registerTable(const TableSpec& table) {
-   const std::string function = std::string("initialize_table_") + table.name;
-   SNMP_TRACE(1, table.unit, function << " initializing oid " << oidText(table.tableOid));
-   netsnmp_handler_registration* reg = netsnmp_create_handler_registration(
-       table.name, table.handler, table.tableOid.data(), table.tableOid.size(), table.access);
-   if (!reg) {
-      Kel::assertionFailed(("reg_" + std::string(table.name)).c_str(), __FILE__, __LINE__,
-                           __func__);
-   }
-   reg->my_reg_void = table.entity;
-   reg->priority = table.priority;
+   reg->my_reg_void = entity;
+   reg->priority = priority;
 
    auto* info = SNMP_MALLOC_TYPEDEF(netsnmp_table_registration_info);
-   for (const IndexSpec& index : table.indexes) {
+   for (const IndexSpec& index : indexes) {
       netsnmp_variable_list* added = nullptr;
       if (index.type == ASN_PRIV_IMPLIED_OCTET_STR) {
          // A MAC address: six sub-identifiers in the OID, no length before them.
@@ -57,34 +41,32 @@ void registerTable(const TableSpec& table) {
          added = snmp_varlist_add_variable(&info->indexes, nullptr, 0, index.type, nullptr, 0);
       }
       if (!added) {
-         SNMP_TRACE(0, table.unit,
-                    "Failed to set up " << table.indexes.front().name << " in netsnmp table_info");
+         SNMP_TRACE(0, unit,
+                    "Failed to set up " << indexes.front().name << " in netsnmp table_info");
          snmp_free_varbind(info->indexes);
          SNMP_FREE(info);
          netsnmp_handler_registration_free(reg);
          return;
       }
    }
-   info->number_indexes = static_cast<unsigned>(table.indexes.size());
-   info->min_column = table.minColumn;
-   info->max_column = table.maxColumn;
+   info->number_indexes = static_cast<unsigned>(indexes.size());
+   info->min_column = columns.front();
+   info->max_column = columns.back();
    // Valid columns as a list, not a range: net-snmp skips the columns a table lacks.
-   auto* columns = SNMP_MALLOC_TYPEDEF(netsnmp_column_info);
-   columns->isRange = 0;
-   columns->list_count = static_cast<char>(table.validColumns.size());
-   columns->details.list = new unsigned int[table.validColumns.size()];
-   for (std::size_t i = 0; i < table.validColumns.size(); ++i) {
-      columns->details.list[i] = table.validColumns[i];
-   }
-   info->valid_columns = columns;
+   auto* valid = SNMP_MALLOC_TYPEDEF(netsnmp_column_info);
+   valid->isRange = 0;
+   valid->list_count = static_cast<char>(columns.size());
+   valid->details.list = new unsigned int[columns.size()];
+   std::copy(columns.begin(), columns.end(), valid->details.list);
+   info->valid_columns = valid;
 
    auto* iterator = SNMP_MALLOC_TYPEDEF(netsnmp_iterator_info);
-   iterator->get_first_data_point = table.callbacks.first;
-   iterator->get_next_data_point = table.callbacks.next;
-   iterator->make_data_context = table.callbacks.makeDataContext;
-   iterator->free_data_context = table.callbacks.freeDataContext;
-   iterator->free_loop_context_at_end = table.callbacks.freeLoopContextAtEnd;
-   iterator->myvoid = table.entity;
+   iterator->get_first_data_point = callbacks.first;
+   iterator->get_next_data_point = callbacks.next;
+   iterator->make_data_context = callbacks.makeDataContext;
+   iterator->free_data_context = callbacks.freeDataContext;
+   iterator->free_loop_context_at_end = callbacks.freeLoopContextAtEnd;
+   iterator->myvoid = entity;
    iterator->flags |= NETSNMP_ITERATOR_FLAG_SORTED;
    iterator->table_reginfo = info;
 
@@ -93,7 +75,7 @@ void registerTable(const TableSpec& table) {
    // One varbind after another through the handler.
    const int injected = netsnmp_inject_handler(reg, makeRequestSerializer());
    KEL_ASSERT(injected == (0));
-   SNMP_TRACE(8, table.unit, "Initialized table " << table.name << " ");
+   SNMP_TRACE(8, unit, "Initialized table " << name << " ");
 }
 
 void debugInitializing(const char* token, const char* function, const char* file, int line) {
@@ -106,9 +88,3 @@ void debugInitializing(const char* token, const char* function, const char* file
 }
 
 }  // namespace Snmp
-
-#include "snmp/ScalarHandler.h"
-
-std::string Snmp::entityPathText(const char* path) {
-   return SnmpUtil::entityPath(path);
-}

@@ -1,16 +1,14 @@
 #pragma once
 
-#include <initializer_list>
+#include <span>
+#include <string>
 #include <vector>
 
+#include "platform/snmputil/HandlerRegistration.h"
+#include "snmp/IndexCodec.h"
 #include "snmp/NetSnmp.h"
 
 namespace Snmp {
-
-struct IndexSpec {
-   u_char type;       // ASN_INTEGER, ASN_UNSIGNED, ASN_TIMETICKS, ASN_PRIV_IMPLIED_OCTET_STR
-   const char* name;  // dot1dBasePort: named when it cannot be set up
-};
 
 struct IteratorCallbacks {
    Netsnmp_First_Data_Point* first;
@@ -20,38 +18,25 @@ struct IteratorCallbacks {
    Netsnmp_Free_Loop_Context* freeLoopContextAtEnd;
 };
 
-struct TableSpec {
-   const char* unit;  // "BridgeMib"
-   const char* name;  // "dot1dBasePortTable"
-   Netsnmp_Node_Handler* handler;
-   std::vector<oid> tableOid;
-   int access;  // HANDLER_CAN_RONLY or HANDLER_CAN_RWRITE
-   std::vector<IndexSpec> indexes;
-   unsigned minColumn;
-   unsigned maxColumn;
-   std::vector<unsigned> validColumns;
-   IteratorCallbacks callbacks;
-   void* entity;  // what the handler and the iterator read; may be null
-   // Lower wins over another registration of the same subtree (snmpd's own modules: 127).
-   int priority = DEFAULT_MIB_PRIORITY;
+// Registers a sorted iterator table under the request serializer, with the columns listed
+// (the first and last bound it) and the entity that its handler and iterator read (may be
+// null). A failure to set up an index is traced and leaves the table unregistered; a failed
+// registration or injection is a programming fault. A lower priority wins over another
+// registration of the same subtree (snmpd's own modules: 127).
+void registerTable(const char* unit, const char* name, Netsnmp_Node_Handler* handler,
+                   std::span<const oid> tableOid, int access, std::span<const IndexSpec> indexes,
+                   std::span<const unsigned> columns, const IteratorCallbacks& callbacks,
+                   void* entity, int priority);
+
+// The OID as net-snmp prints it, for the start-up traces.
+std::string oidText(const std::vector<oid>& name);
+
+// Where an object's entity is mounted, and the type it must have there.
+template <class T>
+struct EntityAt {
+   const char* path;
+   const char* typeName;
 };
-
-// Registers a sorted iterator table under the request serializer. A failure to set
-// up an index is traced and leaves the table unregistered; a failed registration or
-// injection is a programming fault.
-void registerTable(const TableSpec& table);
-
-struct ScalarSpec {
-   const char* unit;
-   const char* name;  // "dot1dBaseType"; the assertion names "reg_<name>"
-   Netsnmp_Node_Handler* handler;
-   std::vector<oid> scalarOid;  // without the .0 instance
-   int access;
-   void* entity;
-};
-
-// Registers a scalar at priority 64, ahead of default-priority (127) registrations.
-void registerScalar(const ScalarSpec& scalar);
 
 // The entity mounted at `path`, if it is a T; null otherwise. The caller keeps only the raw
 // pointer: the mount keeps the entity alive.
@@ -69,3 +54,15 @@ template <class T>
 T* Snmp::entityAt(const char* path) {
    return Kel::ptrCast<T>(SnmpUtil::getEntityRelative(path)).get();
 }
+
+// The registration hook of a MIB unit, <unit>_HandlerRegistration, which the plug-in host
+// calls once after load: it runs init_<unit> and nothing else.
+#define SNMP_UNIT_REGISTRATION(unit)                                       \
+   namespace {                                                             \
+   class unit##_HandlerRegistration : public ::Snmp::HandlerRegistration { \
+    public:                                                                \
+      void handlerRegistration() override { init_##unit(); }               \
+   };                                                                      \
+   unit##_HandlerRegistration unit##Registration;                          \
+   ::Snmp::AutoRegistree unit##AutoRegistree(&unit##Registration);         \
+   }

@@ -17,29 +17,26 @@
 #include "snmp/SnmpTrace.h"
 
 // The frame every table of the module shares: net-snmp's table-iterator callbacks over one
-// ordered collection of an entity, with the requested row as a hint, row and time filters,
-// and the handler's request loop. A table is a policy class:
+// ordered collection of an entity, with the requested row as a hint, row and time filters.
+// A table is a policy class (TableHandler.h and CacheRows.h add the rest):
 //
 //   struct Policy {
 //      using Entity = ...;                      // what the iterator's myvoid points at
 //      using Collection = Kel::RbTreeMap<K, Kel::Ptr<Row>>;
-//      static constexpr const char* name;       // "dot1dBasePortTable"
-//      static constexpr const char* unit;       // "BridgeMib"
-//      static constexpr const char* entityText; // "... is not of type ..." assertion text
-//      static constexpr unsigned indexCount;    // index components, time mark included
-//      static constexpr bool timeFiltered;      // first index a TimeFilter mark
+//      static constexpr const char* name, *unit;        // "dot1dBasePortTable", "BridgeMib"
+//      static constexpr EntityAt<Entity> entity;        // in the null-entity assertion
+//      static constexpr unsigned indexCount;            // index components, time mark included
+//      static constexpr const char* keyName, *keyTypeName;  // "port", "Interface::EthPortId"
 //      static const Collection& collection(const Entity&);
-//      // The key named by the hint's components (after the time mark), or nothing (traced).
+//      // The key named by the hint's components (after the time mark), or nothing (traced);
+//      // a row's index values into net-snmp's list; the key as traces show it.
 //      static std::optional<K> hintKey(netsnmp_variable_list* components);
-//      // Writes the row's index values into net-snmp's list (after the time mark).
 //      static void putIndexes(netsnmp_variable_list* vars, const K& key);
 //      static void printKey(std::ostream&, const K&);
-//      // Row filter (traced by the frame when it drops a row); return true for none.
+//      // Row filter, named filterName in traces; the defaults have none and no time mark.
 //      static bool filter(const typename Collection::IteratorConst& row);
-//      static constexpr const char* filterName;  // "QBridgeRowFilter", or nullptr
-//      // For time-filtered tables: the row's time that the mark is compared with.
+//      // A time-filtered table's row time that the mark is compared with.
 //      static double changeTime(const Row&);
-//      static constexpr const char* changeTimeName;  // "lastChange"
 //   };
 namespace Snmp {
 
@@ -50,6 +47,8 @@ struct TablePolicyDefaults {
    static constexpr const char* filterName = nullptr;
    static constexpr const char* changeTimeName = "";
    static constexpr const char* timeMarkName = "";
+   // Lower wins over another registration of the same subtree (snmpd's own modules: 127).
+   static constexpr int priority = DEFAULT_MIB_PRIORITY;
    template <class Iterator>
    static bool filter(const Iterator&) {
       return true;
@@ -89,6 +88,17 @@ struct TableFrame {
 
    static std::string fn(const char* what) { return std::string(Policy::name) + what; }
 
+   // What the first data point asserts of the iterator's entity: the policy's own text, or
+   // where the entity should be mounted and of what type.
+   static std::string entityText() {
+      if constexpr (requires { Policy::entityText; }) {
+         return Policy::entityText;
+      } else {
+         return fn("_get_first_data_point") + " - entity /ve/Statedb/" + Policy::entity.path +
+                " is not of type " + Policy::entity.typeName;
+      }
+   }
+
    static netsnmp_variable_list* firstDataPoint(void** loopContext, void** dataContext,
                                                 netsnmp_variable_list* putIndexData,
                                                 netsnmp_iterator_info* info) {
@@ -114,7 +124,7 @@ struct TableFrame {
             return nullptr;
          }
          ++loop->it;
-         netsnmp_variable_list* vars = step(*loop, putIndexData, "_get_next_data_point");
+         netsnmp_variable_list* vars = step(*loop, putIndexData);
          if (!vars) {
             SNMP_TRACE(2, Policy::unit, fn("_get_next_data_point") << " - at end of loop context");
          }
@@ -163,7 +173,7 @@ struct TableFrame {
       *dataContext = nullptr;
       const auto* entity = static_cast<const Entity*>(info->myvoid);
       if (!entity) {
-         Kel::assertionFailed(Policy::entityText, __FILE__, __LINE__, __func__);
+         Kel::assertionFailed(entityText().c_str(), __FILE__, __LINE__, __func__);
       }
       SNMP_TRACE(2, Policy::unit,
                  fn("_get_first_data_point") << " - *hint = " << hint << ", number_indexes = "
@@ -175,7 +185,7 @@ struct TableFrame {
       }
       SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - allocated new loop context");
       *loopContext = loop;
-      return step(*loop, putIndexData, "_get_first_data_point");
+      return step(*loop, putIndexData);
    }
 
    // Moves the loop to the hinted row when the hint names one. Otherwise a GET ends (no row
@@ -276,9 +286,8 @@ struct TableFrame {
    }
 
    // Skips the rows the filters drop, then offers the current row's indexes, or ends.
-   static netsnmp_variable_list* step(LoopContext& loop, netsnmp_variable_list* vars,
-                                      const char* caller) {
-      while (loop.it && !accepted(loop, caller)) {
+   static netsnmp_variable_list* step(LoopContext& loop, netsnmp_variable_list* vars) {
+      while (loop.it && !accepted(loop)) {
          if (loop.exactOnly) {
             return nullptr;  // the one row a GET may answer is filtered out
          }
@@ -287,8 +296,7 @@ struct TableFrame {
       return iterationHelper(loop, vars);
    }
 
-   static bool accepted(const LoopContext& loop, const char* caller) {
-      (void)caller;
+   static bool accepted(const LoopContext& loop) {
       if constexpr (Policy::filterName != nullptr) {
          const bool keep = Policy::filter(loop.it);
          if (!keep) {
