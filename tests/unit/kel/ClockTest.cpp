@@ -51,24 +51,6 @@ TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
    EXPECT_EQ(loop.nextWake(), Kel::timeNever);
 }
 
-TEST_F(ClockTest, ReactorThatRearmsAsapRunsOncePerPass) {
-   TestSupport::PipeInput input(&log, "input");
-   ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
-   Wakee w(&log, "w");
-   w.rearmTo = Kel::timeAsap;
-   w.notifierIs(manager.clock());
-   w.timeMinIs(Kel::timeAsap);
-
-   loop.runOnce(0);
-   input.arrive();
-   loop.runOnce(0);
-   EXPECT_EQ(log,
-             (std::vector<std::string>{"w at 100.000000 idle", "input", "w at 100.000000 idle"}))
-       << "input arriving between passes is served before the next wake-up";
-   EXPECT_EQ(loop.nextWake(), Kel::timeAsap);
-   manager.fdReactorDel(input.readFd());
-}
-
 class Destroyer : public Kel::Clock::NotifieeConst {
  public:
    std::unique_ptr<Wakee> victim;
