@@ -171,7 +171,7 @@ std::string formName(const ::testing::TestParamInfo<AgentForm>& info) {
 }
 
 bool eventually(const std::function<bool()>& check) {
-   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
    while (!check()) {
       if (std::chrono::steady_clock::now() > deadline) {
          return false;

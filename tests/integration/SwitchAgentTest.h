@@ -91,7 +91,8 @@ std::string formName(const ::testing::TestParamInfo<AgentForm>& info);
        ::Harness::formName)
 
 // Repeats a check that queries snmpd (each try a round trip, during which the agent catches
-// up with the switch) until it holds or ten seconds have gone; whether it came to hold.
+// up with the switch) until it holds or a minute has gone (a loaded CI machine reads a
+// 100,000-entry table slowly); whether it came to hold.
 bool eventually(const std::function<bool()>& check);
 
 // The index arcs of a MAC address, "00:1c:73:aa:bb:cc".

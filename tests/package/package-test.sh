@@ -79,6 +79,79 @@ pid=
    fail "the installed default topology was not loaded"
 [ -z "$root" ] || exit 0
 
+# As Debian's snmpd.service runs snmpd: its own snmpd.conf (listening on a private port, its
+# AgentX socket private too), the installed snippet's lines uncommented as its comments say,
+# started as root and running as Debian-snmp, warnings and worse on stdout.
+unit() {
+   mkdir -p "$work/unit/conf.d" "$work/unit/state"
+   sed -e "s|^agentaddress .*|agentaddress udp:127.0.0.1:$port|" \
+      -e "s|^includeDir .*|includeDir $work/unit/conf.d|" /etc/snmp/snmpd.conf >"$work/unit/snmpd.conf"
+   echo "agentXSocket $work/unit/agentx" >>"$work/unit/snmpd.conf"
+   sed -E "s/^#($1)/\\1/" /etc/snmp/snmpd.conf.d/bridgesnmp.conf >"$work/unit/conf.d/bridgesnmp.conf"
+   chown -R Debian-snmp:Debian-snmp "$work/unit"
+   chmod 0755 "$work"
+   SNMPCONFPATH=$work/unit SNMP_PERSISTENT_DIR=$work/unit/state /usr/sbin/snmpd -LOw \
+      -u Debian-snmp -g Debian-snmp -I -smux,mteTrigger,mteTriggerConf -f </dev/null >"$work/unit/log" 2>&1 &
+   pid=$!
+   expect 1.3.6.1.2.1.1.7.0 "$2"
+}
+get() { MIBS='' snmpget -v2c -c public -On -Oqv -t 0.3 -r 2 "127.0.0.1:$port" "$@" 2>&1; }
+expect() {
+   for _ in $(seq 100); do
+      [ "$(get "$1")" != "$2" ] || return 0
+      sleep 0.1
+   done
+   fail "$1 reads $(get "$1"), not $2 (snmpd's log: $(tr '\n' ' ' <"$work/unit/log"))"
+}
+logged() {
+   for _ in $(seq 100); do
+      ! grep -qF "$1" "$work/unit/log" || return 0
+      sleep 0.1
+   done
+   fail "snmpd's log does not say \"$1\": $(tr '\n' ' ' <"$work/unit/log")"
+}
+stop() {
+   kill "$pid"
+   wait "$pid" || true
+   pid=
+}
+as_snmpd() { setpriv --reuid Debian-snmp --regid Debian-snmp --clear-groups "$@"; }
+v3set() {
+   MIBS='' snmpset -v3 -l authPriv -u bridgeadmin -a SHA -A "an auth passphrase" -x AES \
+      -X "a privacy passphrase" -On -Oqv "127.0.0.1:$port" "$@" 2>&1
+}
+
+# The plug-in with the simulated switch: seen through the stock community, found by bridgectl
+# as root and as snmpd's user, a learned host and a SET kept through a reload.
+host=1.3.6.1.2.1.17.7.1.2.2.1.2.10.2.0.0.0.0.153 pvid=1.3.6.1.2.1.17.7.1.4.5.1.1.5
+unit 'dlmod|bridgesnmpPlatform simulated|bridgesnmpTopology|bridgesnmpTrace|view|sysServices|createUser|group|access' 74
+logged "bridgesnmp: serving the simulated switch from /usr/share/bridgesnmp/lab-switch.yaml"
+expect 1.3.6.1.2.1.17.1.2.0 48
+out=$(bridgectl learn 10 02:00:00:00:00:99 Ethernet9 2>&1) && [ "$out" = learned ] || fail "bridgectl as root: $out"
+out=$(as_snmpd bridgectl status 2>&1) || fail "bridgectl as Debian-snmp: $out"
+[ "$(v3set $pvid u 10)" = 10 ] || fail "the SNMPv3 user's PVID SET answered $(v3set $pvid u 10)"
+expect "$host" 9
+kill -HUP "$pid"
+logged "reconfigured; the running switch is kept"
+expect "$pvid" 10
+expect "$host" 9
+out=$(as_snmpd bridgectl age 10 02:00:00:00:00:99 2>&1) || fail "bridgectl after the reload: $out"
+stop
+[ ! -e /run/bridgesnmp/control.sock ] || fail "the control socket is left behind"
+
+# The subagent as its unit runs it, under the same snmpd with the snippet's master line: it
+# goes on serving through a re-install of the package.
+sed -i -e 's/^bridgesnmpPlatform linux.*/bridgesnmpPlatform simulated/' \
+   -e "\$a agentXSocket $work/unit/agentx" /etc/snmp/bridgesnmp-agentx.conf
+unit 'master|view|sysServices' 74
+/usr/sbin/bridgesnmp-agentx </dev/null >"$work/agentx.log" 2>&1 &
+agent=$!
+expect 1.3.6.1.2.1.17.1.2.0 48
+apt install --reinstall "$deb"
+expect 1.3.6.1.2.1.17.1.2.0 48
+kill "$agent"
+stop
+
 # Removed, only the configuration files stay; purged, they go too.
 apt remove bridgesnmp
 while read -r path; do
