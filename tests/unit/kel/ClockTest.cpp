@@ -33,24 +33,6 @@ class ClockTest : public ::testing::Test {
    std::vector<std::string> log;
 };
 
-TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
-   Wakee w(&log, "w");
-   w.notifierIs(manager.clock());
-   w.timeMinIs(105.0);
-   EXPECT_EQ(loop.nextWake(), 105.0);
-
-   time.nowIs(104.5);
-   loop.runOnce(0);
-   EXPECT_TRUE(log.empty());
-
-   time.nowIs(105.0);
-   loop.runOnce(0);
-   loop.runOnce(0);
-   EXPECT_EQ(log, std::vector<std::string>{"w at 105.000000 idle"});
-   EXPECT_EQ(w.timeMin(), Kel::timeNever);
-   EXPECT_EQ(loop.nextWake(), Kel::timeNever);
-}
-
 class Destroyer : public Kel::Clock::NotifieeConst {
  public:
    std::unique_ptr<Wakee> victim;
