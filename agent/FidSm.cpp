@@ -111,32 +111,14 @@ FidSm::KelStatus::KelStatus(FidSm& sm, const Bridging::Status::PtrConst& status)
 void FidSm::KelStatus::onFdbStatuskelImmediate() {
    KEL_RING_TRACE();
    const auto status = notifier();
-   for (auto it = status->fdbStatusIteratorConst(); it; ++it) {
-      onFdbStatus(it.key());
-   }
-   std::vector<Bridging::Fid> gone;
-   for (const auto& [fid, reactor] : sm_.fdbStatus_) {
-      if (!status->fdbStatus(fid)) {
-         gone.push_back(fid);
-      }
-   }
-   for (const auto fid : gone) {
-      sm_.fdbStatus_.erase(fid);
-   }
+   sm_.fdbStatus_.sweep(
+       status->fdbStatusIteratorConst(), [this](const Bridging::Fid& fid) { onFdbStatus(fid); },
+       [&status](const Bridging::Fid& fid) { return status->fdbStatus(fid); });
 }
 
 void FidSm::KelStatus::onFdbStatus(const Bridging::Fid& fid) {
    KEL_RING_TRACE();
-   const auto fdb = notifier()->fdbStatus(fid);
-   if (!fdb) {
-      sm_.fdbStatus_.erase(fid);
-      return;
-   }
-   auto& reactor = sm_.fdbStatus_[fid];
-   if (!reactor || reactor->notifier() != fdb) {
-      reactor.reset();
-      reactor = std::make_unique<KelFdbStatus>(sm_, fdb);
-   }
+   sm_.fdbStatus_.watch(fid, notifier()->fdbStatus(fid), sm_);
 }
 
 FidSm::KelConfig::KelConfig(FidSm& sm, const Bridging::Config::PtrConst& config) : sm_(sm) {
@@ -146,32 +128,14 @@ FidSm::KelConfig::KelConfig(FidSm& sm, const Bridging::Config::PtrConst& config)
 void FidSm::KelConfig::onFdbConfigkelImmediate() {
    KEL_RING_TRACE();
    const auto config = notifier();
-   for (auto it = config->fdbConfigIteratorConst(); it; ++it) {
-      onFdbConfig(it.key());
-   }
-   std::vector<Bridging::Fid> gone;
-   for (const auto& [fid, reactor] : sm_.fdbConfig_) {
-      if (!config->fdbConfig(fid)) {
-         gone.push_back(fid);
-      }
-   }
-   for (const auto fid : gone) {
-      sm_.fdbConfig_.erase(fid);
-   }
+   sm_.fdbConfig_.sweep(
+       config->fdbConfigIteratorConst(), [this](const Bridging::Fid& fid) { onFdbConfig(fid); },
+       [&config](const Bridging::Fid& fid) { return config->fdbConfig(fid); });
 }
 
 void FidSm::KelConfig::onFdbConfig(const Bridging::Fid& fid) {
    KEL_RING_TRACE();
-   const auto fdb = notifier()->fdbConfig(fid);
-   if (!fdb) {
-      sm_.fdbConfig_.erase(fid);
-      return;
-   }
-   auto& reactor = sm_.fdbConfig_[fid];
-   if (!reactor || reactor->notifier() != fdb) {
-      reactor.reset();
-      reactor = std::make_unique<KelFdbConfig>(sm_, fdb);
-   }
+   sm_.fdbConfig_.watch(fid, notifier()->fdbConfig(fid), sm_);
 }
 
 FidSm::FidSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
@@ -366,16 +330,6 @@ void FidSm::handleFibDel(Bridging::Fid fid) {
       }
    }
    fidHostMapDel(fid);
-}
-
-FidSm::KelFdbStatus* FidSm::fdbStatus(Bridging::Fid fid) const {
-   auto it = fdbStatus_.find(fid);
-   return it == fdbStatus_.end() ? nullptr : it->second.get();
-}
-
-FidSm::KelFdbConfig* FidSm::fdbConfig(Bridging::Fid fid) const {
-   auto it = fdbConfig_.find(fid);
-   return it == fdbConfig_.end() ? nullptr : it->second.get();
 }
 
 FidHostMap::Ptr FidSm::fidHostMap(Bridging::Fid fid) const {

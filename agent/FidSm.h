@@ -9,6 +9,7 @@
 #include "platform/bridging/Status.h"
 #include "platform/kel/ActivityManager.h"
 #include "platform/kel/Clock.h"
+#include "platform/kel/ElementReactors.h"
 #include "platform/kel/EntityMacros.h"
 #include "platform/kel/HashMap.h"
 #include "platform/kel/Time.h"
@@ -144,8 +145,8 @@ class FidSm : public Kel::Entity {
    void backlogQuantumIs(double seconds) { backlogQuantum_ = seconds; }
    bool initialized() const { return initialized_; }
    KelClock& clock() { return clock_; }
-   KelFdbStatus* fdbStatus(Bridging::Fid fid) const;
-   KelFdbConfig* fdbConfig(Bridging::Fid fid) const;
+   KelFdbStatus* fdbStatus(Bridging::Fid fid) const { return fdbStatus_.find(fid); }
+   KelFdbConfig* fdbConfig(Bridging::Fid fid) const { return fdbConfig_.find(fid); }
    FidHostMap::Ptr fidHostMap(Bridging::Fid fid) const;
    // The slices run so far and the longest one, in seconds of wall time.
    std::uint64_t slices() const { return slices_; }
@@ -162,8 +163,8 @@ class FidSm : public Kel::Entity {
    BridgeSnmp::QBridgeMib::Ptr mib_;
    Bridging::Config::PtrConst config_;
    Bridging::Status::PtrConst status_;
-   std::map<Bridging::Fid, std::unique_ptr<KelFdbStatus>> fdbStatus_;
-   std::map<Bridging::Fid, std::unique_ptr<KelFdbConfig>> fdbConfig_;
+   Kel::ElementReactors<Bridging::Fid, KelFdbStatus> fdbStatus_;
+   Kel::ElementReactors<Bridging::Fid, KelFdbConfig> fdbConfig_;
    std::map<Bridging::Fid, FidHostMap::Ptr> fidHostMap_;
    Backlog backlog_;
    double backlogQuantum_ = 0.01;

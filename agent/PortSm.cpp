@@ -67,27 +67,18 @@ PortSm::KelIntfStatusDir::KelIntfStatusDir(PortSm& sm,
 void PortSm::KelIntfStatusDir::onIntfStatuskelImmediate() {
    KEL_RING_TRACE();
    const auto dir = notifier();
-   for (auto it = dir->intfStatusIteratorConst(); it; ++it) {
-      sm_.intfStatusIs(it.key());
-   }
-   std::vector<Velnet::IntfId> gone;
-   for (const auto& [intf, reactor] : sm_.intfStatus_) {
-      if (!dir->intfStatus(intf)) {
-         gone.push_back(intf);
-      }
-   }
-   for (const auto& intf : gone) {
-      sm_.intfStatusDel(intf);
-   }
+   const auto status = [&dir](const Velnet::IntfId& intf) { return dir->intfStatus(intf); };
+   sm_.intfStatus_.sweep(
+       dir->intfStatusIteratorConst(),
+       [this, &status](const Velnet::IntfId& intf) {
+          sm_.intfStatus_.watch(intf, status(intf), sm_);
+       },
+       status);
 }
 
 void PortSm::KelIntfStatusDir::onIntfStatus(const Velnet::IntfId& intf) {
    KEL_RING_TRACE();
-   if (notifier()->intfStatus(intf)) {
-      sm_.intfStatusIs(intf);
-   } else {
-      sm_.intfStatusDel(intf);
-   }
+   sm_.intfStatus_.watch(intf, notifier()->intfStatus(intf), sm_);
 }
 
 PortSm::PortSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
@@ -139,24 +130,6 @@ void PortSm::dropRowsNotGiven() {
 PortSm::~PortSm() {
    dirReactor_.reset();
    intfStatus_.clear();
-}
-
-PortSm::KelIntfStatus* PortSm::intfStatus(const Velnet::IntfId& intf) const {
-   auto it = intfStatus_.find(intf);
-   return it == intfStatus_.end() ? nullptr : it->second.get();
-}
-
-void PortSm::intfStatusIs(const Velnet::IntfId& intf) {
-   const auto status = intfStatusDir_->intfStatus(intf);
-   auto& reactor = intfStatus_[intf];
-   if (!reactor || reactor->notifier() != Interface::IntfStatus::PtrConst(status)) {
-      reactor.reset();
-      reactor = std::make_unique<KelIntfStatus>(*this, status);
-   }
-}
-
-void PortSm::intfStatusDel(const Velnet::IntfId& intf) {
-   intfStatus_.erase(intf);
 }
 
 }  // namespace BridgeSnmpAgent

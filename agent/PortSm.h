@@ -1,11 +1,11 @@
 #pragma once
 
-#include <map>
 #include <memory>
 
 #include "model/QBridgeMib.h"
 #include "platform/interface/IntfStatus.h"
 #include "platform/kel/ActivityManager.h"
+#include "platform/kel/ElementReactors.h"
 
 namespace BridgeSnmpAgent {
 
@@ -59,9 +59,7 @@ class PortSm : public Kel::Entity {
    }
 
    const BridgeSnmp::QBridgeMib::Ptr& mib() const { return mib_; }
-   KelIntfStatus* intfStatus(const Velnet::IntfId& intf) const;
-   void intfStatusIs(const Velnet::IntfId& intf);
-   void intfStatusDel(const Velnet::IntfId& intf);
+   KelIntfStatus* intfStatus(const Velnet::IntfId& intf) const { return intfStatus_.find(intf); }
    std::size_t intfStatuss() const { return intfStatus_.size(); }
 
  private:
@@ -72,7 +70,7 @@ class PortSm : public Kel::Entity {
    Kel::Activity::Ptr activity_;
    BridgeSnmp::QBridgeMib::Ptr mib_;
    Interface::EthIntfStatusDir::PtrConst intfStatusDir_;
-   std::map<Velnet::IntfId, std::unique_ptr<KelIntfStatus>> intfStatus_;
+   Kel::ElementReactors<Velnet::IntfId, KelIntfStatus> intfStatus_;
    std::unique_ptr<KelIntfStatusDir> dirReactor_;
 };
 

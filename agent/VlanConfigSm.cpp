@@ -71,63 +71,28 @@ VlanConfigSm::KelConfig::KelConfig(VlanConfigSm& sm, const Bridging::Config::Ptr
 void VlanConfigSm::KelConfig::onVlanConfigkelImmediate() {
    KEL_RING_TRACE();
    const auto config = notifier();
-   for (auto it = config->vlanConfigIteratorConst(); it; ++it) {
-      onVlanConfig(it.key());
-   }
-   std::vector<Bridging::VlanId> gone;
-   for (const auto& [id, reactor] : sm_.vlanConfig_) {
-      if (!config->vlanConfig(id)) {
-         gone.push_back(id);
-      }
-   }
-   for (const auto id : gone) {
-      sm_.vlanConfig_.erase(id);
-   }
+   sm_.vlanConfig_.sweep(
+       config->vlanConfigIteratorConst(), [this](const Bridging::VlanId& id) { onVlanConfig(id); },
+       [&config](const Bridging::VlanId& id) { return config->vlanConfig(id); });
 }
 
 void VlanConfigSm::KelConfig::onVlanConfig(const Bridging::VlanId& id) {
    KEL_RING_TRACE();
-   const auto vlan = notifier()->vlanConfig(id);
-   if (!vlan) {
-      sm_.vlanConfig_.erase(id);
-      return;
-   }
-   auto& reactor = sm_.vlanConfig_[id];
-   if (!reactor || reactor->notifier() != vlan) {
-      reactor.reset();
-      reactor = std::make_unique<KelVlanConfig>(sm_, vlan);
-   }
+   sm_.vlanConfig_.watch(id, notifier()->vlanConfig(id), sm_);
 }
 
 void VlanConfigSm::KelConfig::onSwitchIntfConfigkelImmediate() {
    KEL_RING_TRACE();
    const auto config = notifier();
-   for (auto it = config->switchIntfConfigIteratorConst(); it; ++it) {
-      onSwitchIntfConfig(it.key());
-   }
-   std::vector<Velnet::IntfId> gone;
-   for (const auto& [intf, reactor] : sm_.switchIntfConfig_) {
-      if (!config->switchIntfConfig(intf)) {
-         gone.push_back(intf);
-      }
-   }
-   for (const auto& intf : gone) {
-      sm_.switchIntfConfig_.erase(intf);
-   }
+   sm_.switchIntfConfig_.sweep(
+       config->switchIntfConfigIteratorConst(),
+       [this](const Velnet::IntfId& intf) { onSwitchIntfConfig(intf); },
+       [&config](const Velnet::IntfId& intf) { return config->switchIntfConfig(intf); });
 }
 
 void VlanConfigSm::KelConfig::onSwitchIntfConfig(const Velnet::IntfId& intf) {
    KEL_RING_TRACE();
-   const auto sic = notifier()->switchIntfConfig(intf);
-   if (!sic) {
-      sm_.switchIntfConfig_.erase(intf);
-      return;
-   }
-   auto& reactor = sm_.switchIntfConfig_[intf];
-   if (!reactor || reactor->notifier() != sic) {
-      reactor.reset();
-      reactor = std::make_unique<KelSwitchIntfConfig>(sm_, sic);
-   }
+   sm_.switchIntfConfig_.watch(intf, notifier()->switchIntfConfig(intf), sm_);
 }
 
 VlanConfigSm::VlanConfigSm(Kel::Activity::Ptr activity, BridgeSnmp::QBridgeMib::Ptr mib,
@@ -168,17 +133,6 @@ VlanConfigSm::~VlanConfigSm() {
    configReactor_.reset();
    vlanConfig_.clear();
    switchIntfConfig_.clear();
-}
-
-VlanConfigSm::KelVlanConfig* VlanConfigSm::vlanConfig(Bridging::VlanId id) const {
-   auto it = vlanConfig_.find(id);
-   return it == vlanConfig_.end() ? nullptr : it->second.get();
-}
-
-VlanConfigSm::KelSwitchIntfConfig* VlanConfigSm::switchIntfConfig(
-    const Velnet::IntfId& intf) const {
-   auto it = switchIntfConfig_.find(intf);
-   return it == switchIntfConfig_.end() ? nullptr : it->second.get();
 }
 
 }  // namespace BridgeSnmpAgent

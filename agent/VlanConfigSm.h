@@ -1,11 +1,11 @@
 #pragma once
 
-#include <map>
 #include <memory>
 
 #include "model/QBridgeMib.h"
 #include "platform/bridging/Config.h"
 #include "platform/kel/ActivityManager.h"
+#include "platform/kel/ElementReactors.h"
 
 namespace BridgeSnmpAgent {
 
@@ -66,8 +66,10 @@ class VlanConfigSm : public Kel::Entity {
       return activity_ == activity && mib_ == mib && config_ == config;
    }
 
-   KelVlanConfig* vlanConfig(Bridging::VlanId id) const;
-   KelSwitchIntfConfig* switchIntfConfig(const Velnet::IntfId& intf) const;
+   KelVlanConfig* vlanConfig(Bridging::VlanId id) const { return vlanConfig_.find(id); }
+   KelSwitchIntfConfig* switchIntfConfig(const Velnet::IntfId& intf) const {
+      return switchIntfConfig_.find(intf);
+   }
 
  private:
    // Built on a cache that already has rows (its input changed): removes the static rows of
@@ -77,8 +79,8 @@ class VlanConfigSm : public Kel::Entity {
    Kel::Activity::Ptr activity_;
    BridgeSnmp::QBridgeMib::Ptr mib_;
    Bridging::Config::PtrConst config_;
-   std::map<Bridging::VlanId, std::unique_ptr<KelVlanConfig>> vlanConfig_;
-   std::map<Velnet::IntfId, std::unique_ptr<KelSwitchIntfConfig>> switchIntfConfig_;
+   Kel::ElementReactors<Bridging::VlanId, KelVlanConfig> vlanConfig_;
+   Kel::ElementReactors<Velnet::IntfId, KelSwitchIntfConfig> switchIntfConfig_;
    std::unique_ptr<KelConfig> configReactor_;
 };
 

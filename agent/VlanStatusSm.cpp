@@ -58,35 +58,16 @@ VlanStatusSm::KelStatusDir::KelStatusDir(VlanStatusSm& sm,
 void VlanStatusSm::KelStatusDir::onVlanStatuskelImmediate() {
    KEL_RING_TRACE();
    const auto dir = notifier();
-   for (auto it = dir->vlanStatusIteratorConst(); it; ++it) {
-      onVlanStatus(it.key());
-   }
-   std::vector<Bridging::VlanId> gone;
-   for (const auto& [id, reactor] : sm_.vlanStatus_) {
-      if (!dir->vlanStatus(id)) {
-         gone.push_back(id);
-      }
-   }
-   for (const auto id : gone) {
-      sm_.vlanStatus_.erase(id);
-   }
+   sm_.vlanStatus_.sweep(
+       dir->vlanStatusIteratorConst(), [this](const Bridging::VlanId& id) { onVlanStatus(id); },
+       [&dir](const Bridging::VlanId& id) { return dir->vlanStatus(id); });
 }
 
 void VlanStatusSm::KelStatusDir::onVlanStatus(const Bridging::VlanId& id) {
    KEL_RING_TRACE();
-   const auto status = notifier()->vlanStatus(id);
-   if (!status) {
-      sm_.vlanStatus_.erase(id);
-      return;
-   }
-   auto& reactor = sm_.vlanStatus_[id];
-   if (!reactor || reactor->notifier() != status) {
-      if (reactor) {
-         reactor->handleDel();  // a new status entity for the same VLAN replaces the row
-      }
-      reactor.reset();
-      reactor = std::make_unique<KelVlanStatus>(sm_, status);
-   }
+   // A new status entity for the same VLAN replaces the row.
+   sm_.vlanStatus_.watch(id, notifier()->vlanStatus(id), sm_,
+                         [](KelVlanStatus& replaced) { replaced.handleDel(); });
 }
 
 VlanStatusSm::KelConfig::KelConfig(VlanStatusSm& sm, const Bridging::Config::PtrConst& config)
@@ -161,11 +142,6 @@ void VlanStatusSm::handleVlanConfig(Bridging::VlanId id) {
       reactor->handleDel();
       reactor->handleNew();
    }
-}
-
-VlanStatusSm::KelVlanStatus* VlanStatusSm::vlanStatus(Bridging::VlanId id) const {
-   auto it = vlanStatus_.find(id);
-   return it == vlanStatus_.end() ? nullptr : it->second.get();
 }
 
 }  // namespace BridgeSnmpAgent

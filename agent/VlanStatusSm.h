@@ -7,6 +7,7 @@
 #include "platform/bridging/Config.h"
 #include "platform/bridging/VlanStatus.h"
 #include "platform/kel/ActivityManager.h"
+#include "platform/kel/ElementReactors.h"
 
 namespace BridgeSnmpAgent {
 
@@ -84,7 +85,7 @@ class VlanStatusSm : public Kel::Entity {
    // The VLAN's configuration appeared, went or changed whether it is internal: its row is
    // re-evaluated (a removal counts as a deletion).
    void handleVlanConfig(Bridging::VlanId id);
-   KelVlanStatus* vlanStatus(Bridging::VlanId id) const;
+   KelVlanStatus* vlanStatus(Bridging::VlanId id) const { return vlanStatus_.find(id); }
 
  private:
    // Built on a cache that already has current rows (its input changed): removes the rows
@@ -94,7 +95,7 @@ class VlanStatusSm : public Kel::Entity {
    BridgeSnmp::QBridgeMib::Ptr mib_;
    Bridging::VlanStatusDir::PtrConst statusDir_;
    Bridging::Config::PtrConst config_;
-   std::map<Bridging::VlanId, std::unique_ptr<KelVlanStatus>> vlanStatus_;
+   Kel::ElementReactors<Bridging::VlanId, KelVlanStatus> vlanStatus_;
    std::unique_ptr<KelStatusDir> dirReactor_;
    std::unique_ptr<KelConfig> configReactor_;
 };

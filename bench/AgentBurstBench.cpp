@@ -43,10 +43,10 @@ void BM_AgentBurst(benchmark::State& state) {
       auto mib = BridgeSnmp::qBridgeMibFactory("qbridgemib");
       auto agent = BridgeSnmpAgent::agentFactory("agent");
       agent->kelFwkActivityIs(manager.activityIs("bench"));
-      agent->configIs(sw.config());
-      agent->statusIs(sw.status());
-      agent->vlanStatusDirIs(sw.vlanStatusDir());
-      agent->intfStatusDirIs(sw.intfStatusDir());
+      agent->configIs(sw.entities().config);
+      agent->statusIs(sw.entities().status);
+      agent->vlanStatusDirIs(sw.entities().vlanStatusDir);
+      agent->intfStatusDirIs(sw.entities().intfStatusDir);
       agent->mibIs(mib);
 
       // The switch learns the burst; every learned host notifies the agent, which queues

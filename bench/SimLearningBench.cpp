@@ -37,7 +37,7 @@ void BM_Learn100kHosts(benchmark::State& state) {
          }
          sw.vlanIs({Bridging::VlanId(10), "bench"});
          HostCounter observer;
-         observer.notifierIs(sw.status()->fdbStatus(Bridging::Fid(10)));
+         observer.notifierIs(sw.entities().status->fdbStatus(Bridging::Fid(10)));
          const std::size_t before = mallinfo2().uordblks;
          state.ResumeTiming();
 

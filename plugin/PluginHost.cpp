@@ -6,7 +6,6 @@
 #include <array>
 #include <exception>
 #include <optional>
-#include <tuple>
 
 #include "platform/kel/ActivityManager.h"
 #include "platform/snmputil/HandlerRegistration.h"
@@ -51,13 +50,13 @@ std::string trimmed(const char* line) {
 
 // The user and group snmpd switches to after start-up (-u, -g), who must own what it keeps
 // using after that; nothing when it stays as it is.
-std::optional<Sim::SocketOwner> socketOwner() {
+std::optional<Platform::ProcessOwner> processOwner() {
    const int uid = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_USERID);
    const int gid = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_GROUPID);
    if (uid <= 0 || static_cast<uid_t>(uid) == ::geteuid()) {
       return std::nullopt;
    }
-   return Sim::SocketOwner{static_cast<uid_t>(uid), static_cast<gid_t>(gid > 0 ? gid : -1)};
+   return Platform::ProcessOwner{static_cast<uid_t>(uid), static_cast<gid_t>(gid > 0 ? gid : -1)};
 }
 
 // The running switch outlives a reconfiguration's unload (dlclose) and load: the library must
@@ -137,7 +136,8 @@ void PluginHost::start() {
    std::string error;
    platformChoice_ = {};
    if (!running_.platform.empty()) {
-      platformChoice_ = parsePlatformChoice(running_.platform, error).value_or(platformChoice_);
+      platformChoice_ =
+          Platform::parsePlatformChoice(running_.platform, error).value_or(platformChoice_);
    }
    KEL_TRACE(snmpTrace, 1, "bridgesnmp starting");
    driver_ = std::make_unique<SnmpdLoopDriver>(Kel::ActivityManager::instance());
@@ -145,63 +145,36 @@ void PluginHost::start() {
       SnmpUtil::sysnameIs(running_.systemName);
    }
    Kel::ActivityManager& manager = Kel::ActivityManager::instance();
-   // The entities the agent reads and the SETs write, from the chosen platform.
-   Bridging::Config::Ptr config;
-   Bridging::Input::Config::Ptr input;
-   Bridging::Status::Ptr status;
-   Bridging::VlanStatusDir::Ptr vlanStatusDir;
-   Interface::EthIntfStatusDir::Ptr intfStatusDir;
-   Bridging::ReaderFdbStatusSm::Ptr readerShim;
-   std::string served;
-   if (platformChoice_.kind == PlatformKind::linuxBridge) {
-      linuxBridge_ = std::make_unique<Linux::LinuxPlatform>(manager, SnmpUtil::stateRoot(),
-                                                            platformChoice_.bridge);
-      const Bridging::PlatformEntities& e = linuxBridge_->entities();
-      std::tie(config, input, status, vlanStatusDir, intfStatusDir, readerShim) =
-          std::tie(e.config, e.input, e.status, e.vlanStatusDir, e.intfStatusDir, e.reader);
-      served = linuxBridge_->summary();
-   } else {
-      Sim::PlatformOptions options{running_.topology, running_.controlSocket, socketOwner()};
-      platform_ = std::make_unique<Sim::SimulatedPlatform>(manager, SnmpUtil::stateRoot(),
-                                                           std::move(options));
-      const Sim::Switch& sw = platform_->sw();
-      std::tie(config, input, status, vlanStatusDir, intfStatusDir, readerShim) =
-          std::make_tuple(sw.config(), sw.inputConfig(), sw.status(), sw.vlanStatusDir(),
-                          sw.intfStatusDir(), sw.readerShim());
-      served = "the simulated switch from " + platform_->topologyPath() +
-               (platform_->controlled() ? ", control socket " + platform_->controlSocketPath()
-                                        : ", no control socket");
-      if (running_.topology.empty()) {
-         logWarning(
-             "no bridgesnmpTopology line: the simulated switch runs the bundled example topology, "
-             "whose "
-             "hosts are invented (bridgesnmpPlatform and bridgesnmpTopology, after the "
-             "dlmod line, choose what is served)");
-      }
+   platform_ = Platform::makeBackend(
+       platformChoice_, manager, SnmpUtil::stateRoot(),
+       Platform::StartOptions{running_.topology, running_.controlSocket, processOwner()});
+   const std::string served = platform_->summary();
+   if (const std::string warning = platform_->startWarning(); !warning.empty()) {
+      logWarning(warning);
    }
-   KEL_TRACE(snmpTrace, 1, "platform: " << platformChoiceText(platformChoice_));
+   KEL_TRACE(snmpTrace, 1, "platform: " << Platform::platformChoiceText(platformChoice_));
 
    // The cache the handlers serve from, and the agent that keeps it: inputs first, the
    // cache last (that builds the state machines).
+   const Bridging::PlatformEntities& inputs = platform_->entities();
    mib_ = BridgeSnmp::qBridgeMibFactory("qbridgemib");
-   mib_->inputConfigIs(input);
+   mib_->inputConfigIs(inputs.input);
    SnmpUtil::stateRoot().mount(cachePath, mib_);
    agent_ = BridgeSnmpAgent::agentFactory("bridgeSnmpAgent");
    agent_->kelFwkActivityIs(manager.activityIs("bridgeSnmp"));
-   agent_->configIs(config);
-   agent_->statusIs(status);
-   agent_->vlanStatusDirIs(vlanStatusDir);
-   agent_->intfStatusDirIs(intfStatusDir);
-   agent_->readerShimIs(readerShim);
+   agent_->configIs(inputs.config);
+   agent_->statusIs(inputs.status);
+   agent_->vlanStatusDirIs(inputs.vlanStatusDir);
+   agent_->intfStatusDirIs(inputs.intfStatusDir);
+   agent_->readerShimIs(inputs.reader);
    agent_->mibIs(mib_);
    std::size_t hooks = Snmp::AutoRegistree::callAll();
-   if (platform_) {
-      platform_->sw().statusReporterIs(
-          [this] { return statusReport(*mib_, *agent_) + driver_->statusLine(); });
-      // The simulated switch's ports exist nowhere else, so their IF-MIB rows are ours to
-      // serve; a Linux bridge's ports are in the host's own IF-MIB already. Where snmpd's own
-      // IF-MIB serves the host's interfaces, numbering ours among them would file the
-      // host's addresses (IP-MIB) under switch ports: the host's stay.
+   platform_->statusReporterIs(
+       [this] { return statusReport(*mib_, *agent_) + driver_->statusLine(); });
+   // Ports that exist nowhere but in the backend have their IF-MIB rows served here. Where
+   // snmpd's own IF-MIB serves the host's interfaces, numbering ours among them would file the
+   // host's addresses (IP-MIB) under switch ports: the host's stay.
+   if (platform_->servesInterfaceTables()) {
       if (hostServesIfTable()) {
          logWarning(
              "snmpd serves the host's ifTable: the switch's ports are left out of IF-MIB "
@@ -259,14 +232,14 @@ void PluginHost::onUnloadedForGood(unsigned int, void* clientArg) {
 
 void PluginHost::takeDown() {
    if (platform_) {
-      platform_->sw().statusReporterIs(nullptr);
+      platform_->statusReporterIs(nullptr);
    }
-   if (linuxBridge_ && mib_ && agent_) {
-      // No bridgectl reaches a Linux bridge's agent: its health goes to the log instead.
+   if (platform_ && !platform_->answersStatus() && mib_ && agent_) {
+      // No bridgectl reaches this agent: its health goes to the log instead.
       KEL_TRACE(snmpTrace, 1,
-                linuxBridge_->summary() << "\n"
-                                        << statusReport(*mib_, *agent_)
-                                        << (driver_ ? driver_->statusLine() : std::string()));
+                platform_->summary() << "\n"
+                                     << statusReport(*mib_, *agent_)
+                                     << (driver_ ? driver_->statusLine() : std::string()));
    }
    if (agent_) {
       agent_->doShutdown();
@@ -277,7 +250,6 @@ void PluginHost::takeDown() {
       mib_ = nullptr;
    }
    platform_.reset();
-   linuxBridge_.reset();
    driver_.reset();
    KEL_TRACE(snmpTrace, 1, "bridgesnmp unloaded");
    Kel::traceSinkIs(previousSink_);
@@ -313,7 +285,7 @@ void PluginHost::onStartLine(const char* token, char* line) {
          continue;
       }
       std::string error;
-      if (start.value == &StartLines::platform && !parsePlatformChoice(value, error)) {
+      if (start.value == &StartLines::platform && !Platform::parsePlatformChoice(value, error)) {
          config_perror((name + ": " + error).c_str());
          return;
       }

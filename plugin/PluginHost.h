@@ -5,10 +5,8 @@
 
 #include "agent/Agent.h"
 #include "model/QBridgeMib.h"
+#include "platform/backend/BackendFactory.h"
 #include "platform/kel/Trace.h"
-#include "platform/linux/LinuxPlatform.h"
-#include "platform/sim/SimulatedPlatform.h"
-#include "plugin/PlatformChoice.h"
 #include "plugin/SnmpdLoopDriver.h"
 
 namespace Plugin {
@@ -36,8 +34,6 @@ class PluginHost {
    void unload();
 
    bool started() const { return started_; }
-   // What is served, as chosen in the configuration ("bridgesnmpPlatform").
-   PlatformKind platformKind() const { return platformChoice_.kind; }
 
    // The lines that take effect only when the platform starts, as read.
    struct StartLines {
@@ -67,10 +63,9 @@ class PluginHost {
    StartLines lines_;
    StartLines running_;
    StartLines reported_;
-   PlatformChoice platformChoice_;
-   // One of the two, as chosen.
-   std::unique_ptr<Sim::SimulatedPlatform> platform_;
-   std::unique_ptr<Linux::LinuxPlatform> linuxBridge_;
+   // What is served, as chosen in the configuration ("bridgesnmpPlatform").
+   Platform::PlatformChoice platformChoice_;
+   std::unique_ptr<Platform::Backend> platform_;
    BridgeSnmp::QBridgeMib::Ptr mib_;
    BridgeSnmpAgent::Agent::Ptr agent_;
 };

@@ -35,30 +35,27 @@ constexpr int exitUnreachable = 3;
 // Seconds to wait for the server's reply.
 constexpr int replyTimeoutSeconds = 30;
 
-// One command of the switch's language as a subcommand: its keyword(s), then positional
-// arguments in order, then optionally the remaining words (keyword-value pairs).
+// One command of the switch's language as a subcommand: its keyword(s), then its
+// arguments in order, the last of them perhaps the remaining words (keyword-value pairs).
 class CommandDef {
  public:
-   CommandDef(CLI::App& parent, std::vector<std::string> keywords, const std::string& name,
-              const std::string& description)
-       : keywords_(std::move(keywords)), app_(parent.add_subcommand(name, description)) {}
-
-   CommandDef& arg(const std::string& name, const std::string& help, bool required = true) {
-      values_.emplace_back();
-      CLI::Option* option = app_->add_option(name, values_.back(), help);
-      if (required) {
-         option->required();
+   CommandDef(CLI::App& parent, const Sim::CommandSpec& command, const std::string& description)
+       : keywords_(command.words.begin(), command.words.end()),
+         app_(parent.add_subcommand(keywords_.back(), description)) {
+      for (const Sim::CommandArg& arg : command.args) {
+         if (arg.kind == Sim::ArgKind::rest) {
+            app_->add_option(arg.name, rest_, arg.help);
+            continue;
+         }
+         values_.emplace_back();
+         CLI::Option* option = app_->add_option(arg.name, values_.back(), arg.help);
+         if (arg.kind != Sim::ArgKind::optional) {
+            option->required();
+         }
+         options_.push_back(option);
       }
-      options_.push_back(option);
-      return *this;
    }
 
-   CommandDef& rest(const std::string& name, const std::string& help) {
-      app_->add_option(name, rest_, help);
-      return *this;
-   }
-
-   CLI::App* app() const { return app_; }
    bool parsed() const { return app_->parsed(); }
 
    // The command's words as the switch reads them.
@@ -80,6 +77,35 @@ class CommandDef {
    std::vector<CLI::Option*> options_;
    std::vector<std::string> rest_;
 };
+
+// The switch's commands as subcommands: a group's commands under the group's subcommand,
+// except for a group that reads arguments before its verb ("switchport <intf> access ..."),
+// which is one subcommand whose description lists the forms of its commands.
+std::vector<std::unique_ptr<CommandDef>> defineCommands(CLI::App& app) {
+   std::vector<std::unique_ptr<CommandDef>> commands;
+   for (const Sim::CommandSpec& command : Sim::commandTable()) {
+      if (command.words.size() > 1) {
+         continue;
+      }
+      if (command.parse) {
+         commands.push_back(std::make_unique<CommandDef>(app, command, command.help));
+      } else if (Sim::argsBeforeVerb(command)) {
+         std::string forms;
+         for (const Sim::CommandSpec* member : Sim::groupCommands(command)) {
+            const std::string usage = Sim::commandUsage(*member);
+            forms += (forms.empty() ? ": " : " | ") + usage.substr(usage.find(' ') + 1);
+         }
+         commands.push_back(std::make_unique<CommandDef>(app, command, command.help + forms));
+      } else {
+         CLI::App* group = app.add_subcommand(command.words.front(), command.help);
+         group->require_subcommand(1);
+         for (const Sim::CommandSpec* member : Sim::groupCommands(command)) {
+            commands.push_back(std::make_unique<CommandDef>(*group, *member, member->help));
+         }
+      }
+   }
+   return commands;
+}
 
 // $BRIDGESNMP_CONTROL_SOCKET; else where a switch of this user's listens by default, or, when
 // that is not there, the one snmpd started by the system listens on (packaged snmpd starts as
@@ -220,90 +246,7 @@ int main(int argc, char** argv) {
    app.set_version_flag("--version", std::string("bridgectl ") + BRIDGESNMP_VERSION);
    app.require_subcommand(1);
 
-   std::vector<std::unique_ptr<CommandDef>> commands;
-   auto define = [&](CLI::App& parent, std::vector<std::string> keywords,
-                     const std::string& description) -> CommandDef& {
-      const std::string name = keywords.back();
-      commands.push_back(
-          std::make_unique<CommandDef>(parent, std::move(keywords), name, description));
-      return *commands.back();
-   };
-
-   define(app, {"learn"}, "learn a host (or refresh it, or move it if seen elsewhere)")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("mac", "MAC address, e.g. 00:1c:73:00:00:01")
-       .arg("intf", "interface, e.g. Ethernet1")
-       .arg("entry-type",
-            "learnedDynamic (default), learnedRemote, configuredStatic, peerStatic, router, "
-            "management",
-            false);
-   define(app, {"move"}, "move a learned host to another interface")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("mac", "MAC address")
-       .arg("intf", "the interface it moves to");
-   define(app, {"age"}, "age a learned host out now")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("mac", "MAC address");
-   define(app, {"flush"}, "remove learned hosts: all, or of a VLAN and/or an interface")
-       .rest("filters", "vlan <vlan> and/or intf <intf>");
-   define(app, {"burst"}, "learn <count> random hosts spread over the first <ports> ports")
-       .arg("count", "how many hosts")
-       .arg("ports", "over how many ports")
-       .rest("options",
-             "seed <n>: the same seed gives the same addresses (default 1); paced: learn over "
-             "time, a few milliseconds per turn of the switch's loop, and return at once");
-   define(app, {"link"}, "bring an interface's link up or down")
-       .arg("intf", "interface")
-       .arg("state", "up or down");
-   define(app, {"admin"}, "shut an interface down (down) or bring it back into service (up)")
-       .arg("intf", "interface")
-       .arg("state", "up or down");
-
-   CLI::App* vlan = app.add_subcommand("vlan", "create, delete and change VLANs");
-   vlan->require_subcommand(1);
-   define(*vlan, {"vlan", "add"}, "create a VLAN")
-       .arg("vlan", "VLAN 1-4094")
-       .rest("name", "name <name>");
-   define(*vlan, {"vlan", "del"}, "delete a VLAN").arg("vlan", "VLAN 1-4094");
-   define(*vlan, {"vlan", "internal"}, "mark a VLAN internal (reserved by the switch)")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("on-off", "on or off");
-   define(*vlan, {"vlan", "hidden"}, "hide a VLAN from view")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("on-off", "on or off");
-   define(*vlan, {"vlan", "state"}, "set a VLAN's administrative state")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("state", "active or suspended");
-   define(*vlan, {"vlan", "name"}, "name a VLAN")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("name", "the name (\"\" for none)");
-
-   define(app, {"switchport"},
-          "configure a switchport: <intf> access <vlan> | <intf> trunk [native <vlan>|none] "
-          "[allowed <list>] | <intf> mode <mode>")
-       .arg("intf", "interface")
-       .arg("setting", "access, trunk or mode")
-       .rest("values", "the setting's values");
-
-   CLI::App* statics = app.add_subcommand("static", "add and delete static hosts");
-   statics->require_subcommand(1);
-   define(*statics, {"static", "add"}, "add a static host")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("mac", "MAC address")
-       .arg("intf", "interface");
-   define(*statics, {"static", "del"}, "delete a static host")
-       .arg("vlan", "VLAN 1-4094")
-       .arg("mac", "MAC address");
-
-   define(app, {"aging"}, "set the host aging time").arg("seconds", "seconds; 0 disables aging");
-   define(app, {"show"}, "show the switch's state")
-       .arg("what", "summary (default), ports, vlans, switchports or fdb", false)
-       .arg("vlan", "with fdb: only this VLAN", false);
-   define(app, {"trace"}, "set trace levels in the serving process")
-       .arg("levels", "Facility/level[,Facility/level...], e.g. SimControl/5");
-   define(app, {"status"},
-          "the SNMP agent's health: rows per table, FDB backlog, slices, requests per table");
-   define(app, {"help"}, "list the commands the switch understands");
+   const std::vector<std::unique_ptr<CommandDef>> commands = defineCommands(app);
 
    try {
       app.parse(argc, argv);

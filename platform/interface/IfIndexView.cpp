@@ -1,7 +1,5 @@
 #include "platform/interface/IfIndexView.h"
 
-#include <vector>
-
 namespace Interface {
 
 class IfIndexView::IntfReactor : public IntfStatus::NotifieeConst {
@@ -27,18 +25,11 @@ class IfIndexView::DirReactor : public EthIntfStatusDir::NotifieeConst {
    }
    void onIntfStatuskelImmediate() override {
       const auto dir = notifier();
-      for (auto it = dir->intfStatusIteratorConst(); it; ++it) {
-         view_.intfIs(it.key());
-      }
-      std::vector<Velnet::IntfId> gone;
-      for (const auto& [intf, reactor] : view_.reactors_) {
-         if (!dir->intfStatus(intf)) {
-            gone.push_back(intf);
-         }
-      }
-      for (const auto& intf : gone) {
-         view_.remove(intf);
-      }
+      view_.reactors_.sweep(
+          dir->intfStatusIteratorConst(),
+          [this](const Velnet::IntfId& intf) { view_.intfIs(intf); },
+          [&dir](const Velnet::IntfId& intf) { return dir->intfStatus(intf); },
+          [this](const Velnet::IntfId& intf) { view_.remove(intf); });
    }
    void onIntfStatus(const Velnet::IntfId& intf) override { view_.intfIs(intf); }
 
@@ -63,12 +54,9 @@ void IfIndexView::intfIs(const Velnet::IntfId& intf) {
       remove(intf);
       return;
    }
-   // A status entity put in place of another gets a reactor of its own.
-   const auto found = reactors_.find(intf);
-   if (found == reactors_.end() || found->second->status() != status) {
-      remove(intf);
-      reactors_.emplace(intf, std::make_unique<IntfReactor>(*this, status));
-   }
+   // A status entity put in place of another gets a reactor of its own; the old one's row
+   // goes first.
+   reactors_.watch(intf, status, *this, [this, &intf](IntfReactor&) { unplace(intf); });
    place(status);
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "platform/interface/IntfStatus.h"
+#include "platform/kel/ElementReactors.h"
 #include "platform/kel/RbTreeMap.h"
 
 namespace Interface {
@@ -42,7 +43,7 @@ class IfIndexView : public Kel::Entity {
    Map byIfIndex_;
    // Where each interface stands in byIfIndex_ (absent: nowhere).
    std::map<Velnet::IntfId, std::int32_t> placed_;
-   std::map<Velnet::IntfId, std::unique_ptr<IntfReactor>> reactors_;
+   Kel::ElementReactors<Velnet::IntfId, IntfReactor> reactors_;
    std::unique_ptr<DirReactor> dirReactor_;
 };
 

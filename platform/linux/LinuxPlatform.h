@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/backend/Backend.h"
 #include "platform/bridging/PlatformEntities.h"
 #include "platform/kel/ActivityManager.h"
 #include "platform/statedb/Dir.h"
@@ -20,18 +21,22 @@ class VlanWriter;
 // A bridge that does not exist, or goes, leaves the entities empty until it comes (back); a
 // netlink socket that cannot be opened leaves them empty for good. Both are reported at
 // level 0 of the "LinuxBridge" trace, the second also in problems().
-class LinuxPlatform {
+//
+// No bridgectl reaches it (the bridge is changed with ip and bridge), and its ports are the
+// host's own interfaces, in the host's IF-MIB already.
+class LinuxPlatform : public Platform::Backend {
  public:
    LinuxPlatform(Kel::ActivityManager& manager, Kel::Dir& root, std::string bridge);
-   ~LinuxPlatform();
+   ~LinuxPlatform() override;
    LinuxPlatform(const LinuxPlatform&) = delete;
    LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
-   const Bridging::PlatformEntities& entities() const { return entities_; }
+   const Bridging::PlatformEntities& entities() const override { return entities_; }
    const std::string& bridgeName() const { return bridgeName_; }
    const std::string& problems() const { return problems_; }
    // One line on what is served: the bridge, its ports and entries, resyncs.
-   std::string summary() const;
+   std::string summary() const override;
+   bool servesInterfaceTables() const override { return false; }
 
  private:
    Kel::Dir& root_;

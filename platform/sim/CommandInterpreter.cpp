@@ -13,35 +13,6 @@
 namespace Sim {
 namespace {
 
-// The usage line of each command, quoted in errors about its arguments.
-constexpr const char* learnUsage = "learn <vlan> <mac> <intf> [<entry-type>]";
-constexpr const char* moveUsage = "move <vlan> <mac> <intf>";
-constexpr const char* ageUsage = "age <vlan> <mac>";
-constexpr const char* flushUsage = "flush [vlan <vlan>] [intf <intf>]";
-constexpr const char* burstUsage = "burst <count> <ports> [seed <n>] [paced]";
-constexpr const char* linkUsage = "link <intf> up|down";
-constexpr const char* adminUsage = "admin <intf> up|down";
-constexpr const char* vlanUsage = "vlan add|del|internal|hidden|state|name <vlan> ...";
-constexpr const char* vlanAddUsage = "vlan add <vlan> [name <name>]";
-constexpr const char* vlanDelUsage = "vlan del <vlan>";
-constexpr const char* vlanInternalUsage = "vlan internal <vlan> on|off";
-constexpr const char* vlanHiddenUsage = "vlan hidden <vlan> on|off";
-constexpr const char* vlanStateUsage = "vlan state <vlan> active|suspended";
-constexpr const char* vlanNameUsage = "vlan name <vlan> <name>";
-constexpr const char* switchportUsage = "switchport <intf> access|trunk|mode ...";
-constexpr const char* switchportAccessUsage = "switchport <intf> access <vlan>";
-constexpr const char* switchportTrunkUsage =
-    "switchport <intf> trunk [native <vlan>|none] [allowed <list>]";
-constexpr const char* switchportModeUsage = "switchport <intf> mode <mode>";
-constexpr const char* staticUsage = "static add|del <vlan> <mac> ...";
-constexpr const char* staticAddUsage = "static add <vlan> <mac> <intf>";
-constexpr const char* staticDelUsage = "static del <vlan> <mac>";
-constexpr const char* agingUsage = "aging <seconds>";
-constexpr const char* showUsage = "show [summary|ports|vlans|switchports|fdb [<vlan>]]";
-constexpr const char* traceUsage = "trace <facility/level>[,<facility/level>...]";
-constexpr const char* helpUsage = "help";
-constexpr const char* statusUsage = "status";
-
 // Seconds: digits with an optional fraction, no sign and no exponent.
 double parseSeconds(std::string_view word) {
    bool digits = false;
@@ -88,13 +59,21 @@ const char* outcomeName(LearnOutcome outcome) {
 // a command changes only what it names.
 SwitchportSpec currentSwitchport(const Switch& sw, const Velnet::IntfId& intf) {
    SwitchportSpec settings;
-   if (const auto config = sw.inputConfig()->switchIntfConfig(intf)) {
+   if (const auto config = sw.entities().input->switchIntfConfig(intf)) {
       settings.mode = config->switchportMode();
       settings.accessVlan = config->accessVlan();
       settings.nativeVlan = config->trunkNativeVlan();
       settings.allowedVlans = config->trunkAllowedVlans().stdString();
    }
    return settings;
+}
+
+// A command whose reply has no body.
+CommandAction withoutReply(std::function<void(Switch&)> operation) {
+   return [operation = std::move(operation)](Switch& sw) {
+      operation(sw);
+      return std::string();
+   };
 }
 
 // Makes sure the body is empty or ends with a newline.
@@ -105,8 +84,7 @@ std::string asBody(std::string text) {
    return text;
 }
 
-CommandAction parseLearn(const std::vector<std::string>& words) {
-   Words w(words, 1, learnUsage);
+CommandAction parseLearn(Words& w) {
    const auto vlan = parseVlanWord(w.take("<vlan>"));
    const auto mac = parseMacWord(w.take("<mac>"));
    const auto intf = takeIntf(w);
@@ -119,50 +97,40 @@ CommandAction parseLearn(const std::vector<std::string>& words) {
        [=](Switch& sw) { return std::string(outcomeName(sw.learn(vlan, mac, intf, type))) + "\n"; };
 }
 
-CommandAction parseMove(const std::vector<std::string>& words) {
-   Words w(words, 1, moveUsage);
+// move and static add: a host, the interface it goes to, and the switch's operation.
+CommandAction parseHostOnIntf(Words& w,
+                              void (Switch::*operation)(Bridging::VlanId, const Velnet::EthAddr&,
+                                                        const Velnet::IntfId&)) {
    const auto vlan = parseVlanWord(w.take("<vlan>"));
    const auto mac = parseMacWord(w.take("<mac>"));
    const auto intf = takeIntf(w);
    w.end();
-   return [=](Switch& sw) {
-      sw.move(vlan, mac, intf);
-      return std::string();
-   };
+   return withoutReply([=](Switch& sw) { (sw.*operation)(vlan, mac, intf); });
 }
 
-CommandAction parseAge(const std::vector<std::string>& words) {
-   Words w(words, 1, ageUsage);
+// age and static del: a host, and the switch's operation on it.
+CommandAction parseHost(Words& w,
+                        void (Switch::*operation)(Bridging::VlanId, const Velnet::EthAddr&)) {
    const auto vlan = parseVlanWord(w.take("<vlan>"));
    const auto mac = parseMacWord(w.take("<mac>"));
    w.end();
-   return [=](Switch& sw) {
-      sw.age(vlan, mac);
-      return std::string();
-   };
+   return withoutReply([=](Switch& sw) { (sw.*operation)(vlan, mac); });
 }
 
-CommandAction parseFlush(const std::vector<std::string>& words) {
-   Words w(words, 1, flushUsage);
+CommandAction parseFlush(Words& w) {
    std::optional<Bridging::VlanId> vlan;
    std::optional<Velnet::IntfId> intf;
-   while (w.more()) {
-      const std::string& keyword = w.take("vlan or intf");
-      if (keyword == "vlan" && !vlan) {
+   w.takePairs("vlan or intf", {"vlan", "intf"}, [&](std::size_t keyword) {
+      if (keyword == 0) {
          vlan = parseVlanWord(w.take("<vlan>"));
-      } else if (keyword == "intf" && !intf) {
-         intf = takeIntf(w);
-      } else if (keyword == "vlan" || keyword == "intf") {
-         w.fail(keyword + " given twice");
       } else {
-         w.fail("unexpected argument '" + keyword + "'");
+         intf = takeIntf(w);
       }
-   }
+   });
    return [=](Switch& sw) { return "flushed " + std::to_string(sw.flush(vlan, intf)) + "\n"; };
 }
 
-CommandAction parseBurst(const std::vector<std::string>& words) {
-   Words w(words, 1, burstUsage);
+CommandAction parseBurst(Words& w) {
    const auto count = parseNumberWord(w.take("<count>"), "burst count", 1, maxBurstCount);
    const auto ports = parseNumberWord(w.take("<ports>"), "port count", 1, maxBurstPorts);
    std::uint64_t seed = 1;
@@ -191,9 +159,7 @@ CommandAction parseBurst(const std::vector<std::string>& words) {
 }
 
 // link and admin: an interface, up or down, and the switch's setter for it.
-CommandAction parsePortState(const std::vector<std::string>& words, const char* usage,
-                             void (Switch::*stateIs)(const Velnet::IntfId&, bool)) {
-   Words w(words, 1, usage);
+CommandAction parsePortState(Words& w, void (Switch::*stateIs)(const Velnet::IntfId&, bool)) {
    const auto intf = takeIntf(w);
    const std::string& state = w.take("up|down");
    if (state != "up" && state != "down") {
@@ -201,185 +167,112 @@ CommandAction parsePortState(const std::vector<std::string>& words, const char* 
    }
    const bool up = state == "up";
    w.end();
-   return [=](Switch& sw) {
-      (sw.*stateIs)(intf, up);
+   return withoutReply([=](Switch& sw) { (sw.*stateIs)(intf, up); });
+}
+
+CommandAction parseVlanAdd(Words& w) {
+   VlanSpec created;
+   created.id = parseVlanWord(w.take("<vlan>"));
+   if (w.more()) {
+      if (const std::string& keyword = w.take("name"); keyword != "name") {
+         w.fail("unexpected argument '" + keyword + "'");
+      }
+      created.name = takeName(w);
+   }
+   w.end();
+   return [created](Switch& sw) {
+      if (sw.entities().input->vlanConfig(created.id)) {
+         throw CommandError("VLAN " + std::to_string(created.id.value()) + " already exists");
+      }
+      sw.vlanIs(created);
       return std::string();
    };
 }
 
-CommandAction parseVlan(const std::vector<std::string>& words) {
-   Words top(words, 1, vlanUsage);
-   const std::string& verb = top.take("add|del|internal|hidden|state|name");
-   if (verb == "add") {
-      Words w(words, 2, vlanAddUsage);
-      VlanSpec created;
-      created.id = parseVlanWord(w.take("<vlan>"));
-      if (w.more()) {
-         if (const std::string& keyword = w.take("name"); keyword != "name") {
-            w.fail("unexpected argument '" + keyword + "'");
-         }
-         created.name = takeName(w);
-      }
-      w.end();
-      return [created](Switch& sw) {
-         if (sw.inputConfig()->vlanConfig(created.id)) {
-            throw CommandError("VLAN " + std::to_string(created.id.value()) + " already exists");
-         }
-         sw.vlanIs(created);
-         return std::string();
-      };
-   }
-   if (verb == "del") {
-      Words w(words, 2, vlanDelUsage);
-      const auto id = parseVlanWord(w.take("<vlan>"));
-      w.end();
-      return [=](Switch& sw) {
-         sw.vlanDel(id);
-         return std::string();
-      };
-   }
-   if (verb == "internal" || verb == "hidden") {
-      const bool internal = verb == "internal";
-      Words w(words, 2, internal ? vlanInternalUsage : vlanHiddenUsage);
-      const auto id = parseVlanWord(w.take("<vlan>"));
-      const bool on = takeOnOff(w, "on|off");
-      w.end();
-      return [=](Switch& sw) {
-         if (internal) {
-            sw.vlanInternalIs(id, on);
-         } else {
-            sw.vlanHiddenIs(id, on);
-         }
-         return std::string();
-      };
-   }
-   if (verb == "state") {
-      Words w(words, 2, vlanStateUsage);
-      const auto id = parseVlanWord(w.take("<vlan>"));
-      const std::string& word = w.take("active|suspended");
-      const auto state = Bridging::adminStateFromName(word);
-      if (!state) {
-         w.fail("'" + word + "' is not active or suspended");
-      }
-      w.end();
-      return [id, state = *state](Switch& sw) {
-         sw.vlanAdminStateIs(id, state);
-         return std::string();
-      };
-   }
-   if (verb == "name") {
-      Words w(words, 2, vlanNameUsage);
-      const auto id = parseVlanWord(w.take("<vlan>"));
-      const std::string name = takeName(w);
-      w.end();
-      return [=](Switch& sw) {
-         sw.vlanNameIs(id, name);
-         return std::string();
-      };
-   }
-   top.fail("unknown vlan command '" + verb + "'");
+CommandAction parseVlanDel(Words& w) {
+   const auto id = parseVlanWord(w.take("<vlan>"));
+   w.end();
+   return withoutReply([=](Switch& sw) { sw.vlanDel(id); });
 }
 
-CommandAction parseSwitchport(const std::vector<std::string>& words) {
-   Words top(words, 1, switchportUsage);
-   const auto intf = takeIntf(top);
-   const std::string& verb = top.take("access|trunk|mode");
-   if (verb == "access") {
-      Words w(words, 3, switchportAccessUsage);
-      const auto vlan = parseVlanWord(w.take("<vlan>"));
-      w.end();
-      return [=](Switch& sw) {
-         SwitchportSpec settings = currentSwitchport(sw, intf);
-         settings.mode = Bridging::SwitchportMode::access;
-         settings.accessVlan = vlan;
-         sw.switchportIs(intf, settings);
-         return std::string();
-      };
+// vlan internal and vlan hidden: a VLAN, on or off, and the switch's setter for it.
+CommandAction parseVlanFlag(Words& w, void (Switch::*flagIs)(Bridging::VlanId, bool)) {
+   const auto id = parseVlanWord(w.take("<vlan>"));
+   const bool on = takeOnOff(w, "on|off");
+   w.end();
+   return withoutReply([=](Switch& sw) { (sw.*flagIs)(id, on); });
+}
+
+CommandAction parseVlanState(Words& w) {
+   const auto id = parseVlanWord(w.take("<vlan>"));
+   const std::string& word = w.take("active|suspended");
+   const auto state = Bridging::adminStateFromName(word);
+   if (!state) {
+      w.fail("'" + word + "' is not active or suspended");
    }
-   if (verb == "trunk") {
-      Words w(words, 3, switchportTrunkUsage);
-      std::optional<Bridging::VlanIdOrNone> native;
-      std::optional<std::string> allowed;
-      while (w.more()) {
-         const std::string& keyword = w.take("native or allowed");
-         if (keyword == "native" && !native) {
-            const std::string& word = w.take("<vlan>|none");
-            native = word == "none" ? Bridging::VlanIdOrNone()
-                                    : Bridging::VlanIdOrNone(parseVlanWord(word));
-         } else if (keyword == "allowed" && !allowed) {
-            allowed = w.take("<list>");
-         } else if (keyword == "native" || keyword == "allowed") {
-            w.fail(keyword + " given twice");
-         } else {
-            w.fail("unexpected argument '" + keyword + "'");
-         }
+   w.end();
+   return withoutReply([id, state = *state](Switch& sw) { sw.vlanAdminStateIs(id, state); });
+}
+
+CommandAction parseVlanName(Words& w) {
+   const auto id = parseVlanWord(w.take("<vlan>"));
+   const std::string name = takeName(w);
+   w.end();
+   return withoutReply([=](Switch& sw) { sw.vlanNameIs(id, name); });
+}
+
+// The switchport commands: the interface is the line's second word, checked by the group.
+// Each applies its change to the switchport's current settings, so that it changes only what
+// it names.
+CommandAction changeSwitchport(const Words& w, std::function<void(SwitchportSpec&)> change) {
+   return withoutReply([intf = Velnet::IntfId(w.word(1)), change = std::move(change)](Switch& sw) {
+      SwitchportSpec settings = currentSwitchport(sw, intf);
+      change(settings);
+      sw.switchportIs(intf, settings);
+   });
+}
+
+CommandAction parseSwitchportAccess(Words& w) {
+   const auto vlan = parseVlanWord(w.take("<vlan>"));
+   w.end();
+   return changeSwitchport(w, [=](SwitchportSpec& settings) {
+      settings.mode = Bridging::SwitchportMode::access;
+      settings.accessVlan = vlan;
+   });
+}
+
+CommandAction parseSwitchportTrunk(Words& w) {
+   std::optional<Bridging::VlanIdOrNone> native;
+   std::optional<std::string> allowed;
+   w.takePairs("native or allowed", {"native", "allowed"}, [&](std::size_t keyword) {
+      if (keyword == 0) {
+         const std::string& word = w.take("<vlan>|none");
+         native = word == "none" ? Bridging::VlanIdOrNone()
+                                 : Bridging::VlanIdOrNone(parseVlanWord(word));
+      } else {
+         allowed = w.take("<list>");
       }
-      return [=](Switch& sw) {
-         SwitchportSpec settings = currentSwitchport(sw, intf);
-         settings.mode = Bridging::SwitchportMode::trunk;
-         if (native) {
-            settings.nativeVlan = *native;
-         }
-         if (allowed) {
-            settings.allowedVlans = *allowed;
-         }
-         sw.switchportIs(intf, settings);
-         return std::string();
-      };
-   }
-   if (verb == "mode") {
-      Words w(words, 3, switchportModeUsage);
-      const auto mode = parseMode(w.take("<mode>"));
-      w.end();
-      return [=](Switch& sw) {
-         SwitchportSpec settings = currentSwitchport(sw, intf);
-         settings.mode = mode;
-         sw.switchportIs(intf, settings);
-         return std::string();
-      };
-   }
-   top.fail("unknown switchport setting '" + verb + "'");
+   });
+   return changeSwitchport(w, [=](SwitchportSpec& settings) {
+      settings.mode = Bridging::SwitchportMode::trunk;
+      settings.nativeVlan = native.value_or(settings.nativeVlan);
+      settings.allowedVlans = allowed.value_or(settings.allowedVlans);
+   });
 }
 
-CommandAction parseStatic(const std::vector<std::string>& words) {
-   Words top(words, 1, staticUsage);
-   const std::string& verb = top.take("add|del");
-   if (verb == "add") {
-      Words w(words, 2, staticAddUsage);
-      const auto vlan = parseVlanWord(w.take("<vlan>"));
-      const auto mac = parseMacWord(w.take("<mac>"));
-      const auto intf = takeIntf(w);
-      w.end();
-      return [=](Switch& sw) {
-         sw.staticHostIs(vlan, mac, intf);
-         return std::string();
-      };
-   }
-   if (verb == "del") {
-      Words w(words, 2, staticDelUsage);
-      const auto vlan = parseVlanWord(w.take("<vlan>"));
-      const auto mac = parseMacWord(w.take("<mac>"));
-      w.end();
-      return [=](Switch& sw) {
-         sw.staticHostDel(vlan, mac);
-         return std::string();
-      };
-   }
-   top.fail("unknown static command '" + verb + "'");
+CommandAction parseSwitchportMode(Words& w) {
+   const auto mode = parseMode(w.take("<mode>"));
+   w.end();
+   return changeSwitchport(w, [=](SwitchportSpec& settings) { settings.mode = mode; });
 }
 
-CommandAction parseAging(const std::vector<std::string>& words) {
-   Words w(words, 1, agingUsage);
+CommandAction parseAging(Words& w) {
    const double seconds = parseSeconds(w.take("<seconds>"));
    w.end();
-   return [=](Switch& sw) {
-      sw.hostAgingTimeIs(seconds);
-      return std::string();
-   };
+   return withoutReply([=](Switch& sw) { sw.hostAgingTimeIs(seconds); });
 }
 
-CommandAction parseShow(const std::vector<std::string>& words) {
-   Words w(words, 1, showUsage);
+CommandAction parseShow(Words& w) {
    std::string what = "summary";
    if (w.more()) {
       what = w.take("what");
@@ -394,8 +287,7 @@ CommandAction parseShow(const std::vector<std::string>& words) {
    return [=](Switch& sw) { return asBody(sw.show(what)); };
 }
 
-CommandAction parseTrace(const std::vector<std::string>& words) {
-   Words w(words, 1, traceUsage);
+CommandAction parseTrace(Words& w) {
    const std::string levels = w.take("<facility/level>");
    w.end();
    // Checked when run: malformed levels change nothing.
@@ -411,114 +303,146 @@ CommandAction parseTrace(const std::vector<std::string>& words) {
    };
 }
 
-CommandAction parseStatus(const std::vector<std::string>& words) {
-   Words w(words, 1, statusUsage);
+CommandAction parseStatus(Words& w) {
    w.end();
    return [](Switch& sw) { return sw.agentStatus(); };
 }
 
-CommandAction parseHelp(const std::vector<std::string>& words) {
-   Words w(words, 1, helpUsage);
+CommandAction parseHelp(Words& w) {
    w.end();
    return [](Switch&) { return commandHelpText(); };
 }
 
-// The reason as one line: control characters (a newline in an exception's text) become
-// blanks.
-std::string oneLine(std::string_view reason) {
-   std::string line(reason);
-   for (char& c : line) {
-      if (isControl(static_cast<unsigned char>(c))) {
-         c = ' ';
-      }
-   }
-   return line.empty() ? std::string("unknown failure") : line;
-}
-
 }  // namespace
 
-CommandAction parseCommand(const std::vector<std::string>& words) {
-   if (words.empty()) {
-      throw CommandError("empty command (try 'help')");
-   }
-   const std::string& command = words[0];
-   if (command == "learn") {
-      return parseLearn(words);
-   }
-   if (command == "move") {
-      return parseMove(words);
-   }
-   if (command == "age") {
-      return parseAge(words);
-   }
-   if (command == "flush") {
-      return parseFlush(words);
-   }
-   if (command == "burst") {
-      return parseBurst(words);
-   }
-   if (command == "link") {
-      return parsePortState(words, linkUsage, &Switch::linkIs);
-   }
-   if (command == "admin") {
-      return parsePortState(words, adminUsage, &Switch::adminIs);
-   }
-   if (command == "vlan") {
-      return parseVlan(words);
-   }
-   if (command == "switchport") {
-      return parseSwitchport(words);
-   }
-   if (command == "static") {
-      return parseStatic(words);
-   }
-   if (command == "aging") {
-      return parseAging(words);
-   }
-   if (command == "show") {
-      return parseShow(words);
-   }
-   if (command == "trace") {
-      return parseTrace(words);
-   }
-   if (command == "status") {
-      return parseStatus(words);
-   }
-   if (command == "help") {
-      return parseHelp(words);
-   }
-   throw CommandError("unknown command '" + oneLine(command) + "' (try 'help')");
-}
-
-std::string commandHelpText() {
-   std::string text;
-   for (const char* usage : {learnUsage,
-                             moveUsage,
-                             ageUsage,
-                             flushUsage,
-                             burstUsage,
-                             linkUsage,
-                             adminUsage,
-                             vlanAddUsage,
-                             vlanDelUsage,
-                             vlanInternalUsage,
-                             vlanHiddenUsage,
-                             vlanStateUsage,
-                             vlanNameUsage,
-                             switchportAccessUsage,
-                             switchportTrunkUsage,
-                             switchportModeUsage,
-                             staticAddUsage,
-                             staticDelUsage,
-                             agingUsage,
-                             showUsage,
-                             traceUsage,
-                             statusUsage,
-                             helpUsage}) {
-      text += usage;
-      text += '\n';
-   }
-   return text;
+const std::vector<CommandSpec>& commandTable() {
+   using enum ArgKind;
+   // The arguments many commands take.
+   const CommandArg vlanArg{"vlan", "<vlan>", "VLAN 1-4094"};
+   const CommandArg macArg{"mac", "<mac>", "MAC address"};
+   const CommandArg intfArg{"intf", "<intf>", "interface"};
+   const CommandArg onOffArg{"on-off", "on|off", "on or off"};
+   static const std::vector<CommandSpec> table = {
+       {{"learn"},
+        {vlanArg,
+         {"mac", "<mac>", "MAC address, e.g. 00:1c:73:00:00:01"},
+         {"intf", "<intf>", "interface, e.g. Ethernet1"},
+         {"entry-type", "<entry-type>",
+          "learnedDynamic (default), learnedRemote, configuredStatic, peerStatic, router, "
+          "management",
+          optional}},
+        "learn a host (or refresh it, or move it if seen elsewhere)",
+        parseLearn},
+       {{"move"},
+        {vlanArg, macArg, {"intf", "<intf>", "the interface it moves to"}},
+        "move a learned host to another interface",
+        [](Words& w) { return parseHostOnIntf(w, &Switch::move); }},
+       {{"age"},
+        {vlanArg, macArg},
+        "age a learned host out now",
+        [](Words& w) { return parseHost(w, &Switch::age); }},
+       {{"flush"},
+        {{"filters", "[vlan <vlan>] [intf <intf>]", "vlan <vlan> and/or intf <intf>", rest}},
+        "remove learned hosts: all, or of a VLAN and/or an interface",
+        parseFlush},
+       {{"burst"},
+        {{"count", "<count>", "how many hosts"},
+         {"ports", "<ports>", "over how many ports"},
+         {"options", "[seed <n>] [paced]",
+          "seed <n>: the same seed gives the same addresses (default 1); paced: learn over "
+          "time, a few milliseconds per turn of the switch's loop, and return at once",
+          rest}},
+        "learn <count> random hosts spread over the first <ports> ports",
+        parseBurst},
+       {{"link"},
+        {intfArg, {"state", "up|down", "up or down"}},
+        "bring an interface's link up or down",
+        [](Words& w) { return parsePortState(w, &Switch::linkIs); }},
+       {{"admin"},
+        {intfArg, {"state", "up|down", "up or down"}},
+        "shut an interface down (down) or bring it back into service (up)",
+        [](Words& w) { return parsePortState(w, &Switch::adminIs); }},
+       {{"vlan"},
+        {{"verb", "", "", verb}, {"arguments", "<vlan> ...", "", rest}},
+        "create, delete and change VLANs",
+        nullptr,
+        "vlan command"},
+       {{"vlan", "add"},
+        {vlanArg, {"name", "[name <name>]", "name <name>", rest}},
+        "create a VLAN",
+        parseVlanAdd},
+       {{"vlan", "del"}, {vlanArg}, "delete a VLAN", parseVlanDel},
+       {{"vlan", "internal"},
+        {vlanArg, onOffArg},
+        "mark a VLAN internal (reserved by the switch)",
+        [](Words& w) { return parseVlanFlag(w, &Switch::vlanInternalIs); }},
+       {{"vlan", "hidden"},
+        {vlanArg, onOffArg},
+        "hide a VLAN from view",
+        [](Words& w) { return parseVlanFlag(w, &Switch::vlanHiddenIs); }},
+       {{"vlan", "state"},
+        {vlanArg, {"state", "active|suspended", "active or suspended"}},
+        "set a VLAN's administrative state",
+        parseVlanState},
+       {{"vlan", "name"},
+        {vlanArg, {"name", "<name>", "the name (\"\" for none)"}},
+        "name a VLAN",
+        parseVlanName},
+       {{"switchport"},
+        {intfArg,
+         {"setting", "", "access, trunk or mode", verb},
+         {"values", "...", "the setting's values", rest}},
+        "configure a switchport",
+        nullptr,
+        "switchport setting"},
+       {{"switchport", "access"},
+        {vlanArg},
+        "make it an access port of the VLAN",
+        parseSwitchportAccess},
+       {{"switchport", "trunk"},
+        {{"native", "native <vlan>|none", "the untagged VLAN, or none", optional},
+         {"allowed", "allowed <list>", "the VLANs it carries", optional}},
+        "make it a trunk",
+        parseSwitchportTrunk},
+       {{"switchport", "mode"},
+        {{"mode", "<mode>", "access, trunk, dot1q-tunnel, tap, tool or routed"}},
+        "set its mode alone",
+        parseSwitchportMode},
+       {{"static"},
+        {{"verb", "", "", verb}, {"arguments", "<vlan> <mac> ...", "", rest}},
+        "add and delete static hosts",
+        nullptr,
+        "static command"},
+       {{"static", "add"},
+        {vlanArg, macArg, intfArg},
+        "add a static host",
+        [](Words& w) { return parseHostOnIntf(w, &Switch::staticHostIs); }},
+       {{"static", "del"},
+        {vlanArg, macArg},
+        "delete a static host",
+        [](Words& w) { return parseHost(w, &Switch::staticHostDel); }},
+       {{"aging"},
+        {{"seconds", "<seconds>", "seconds; 0 disables aging"}},
+        "set the host aging time",
+        parseAging},
+       {{"show"},
+        {{"what", "summary|ports|vlans|switchports|fdb [<vlan>]",
+          "summary (default), ports, vlans, switchports or fdb", optional},
+         {"vlan", "", "with fdb: only this VLAN", optional}},
+        "show the switch's state",
+        parseShow},
+       {{"trace"},
+        {{"levels", "<facility/level>[,<facility/level>...]",
+          "Facility/level[,Facility/level...], e.g. SimControl/5"}},
+        "set trace levels in the serving process",
+        parseTrace},
+       {{"status"},
+        {},
+        "the SNMP agent's health: rows per table, FDB backlog, slices, requests per table",
+        parseStatus},
+       {{"help"}, {}, "list the commands the switch understands", parseHelp},
+   };
+   return table;
 }
 
 std::string CommandInterpreter::execute(std::string_view line) {
@@ -529,11 +453,11 @@ std::string CommandInterpreter::execute(std::string_view line) {
       const CommandAction action = parseCommand(splitCommandLine(line));
       return "ok\n" + asBody(action(sw_));
    } catch (const CommandError& e) {
-      return "error: " + oneLine(e.what()) + "\n";
+      return "error: " + oneLineReason(e.what()) + "\n";
    } catch (const Kel::Exception& e) {
-      return "error: " + oneLine(e.what()) + "\n";
+      return "error: " + oneLineReason(e.what()) + "\n";
    } catch (const std::exception& e) {
-      return "error: " + oneLine(e.what()) + "\n";
+      return "error: " + oneLineReason(e.what()) + "\n";
    }
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/bridging/VlanId.h"
+#include "platform/sim/CommandTable.h"
 #include "platform/sim/CommandWords.h"
 #include "platform/sim/Switch.h"
 #include "platform/velnet/EthAddr.h"
@@ -17,37 +18,16 @@ namespace Sim {
 // The simulated switch's command language: one command per line, words separated by
 // blanks. A word with blanks or quotes in it is written in double quotes, inside which a
 // backslash makes the next character literal (\" for a quote). Keywords are lower case.
+// The commands, their arguments and their help are commandTable() (CommandTable.h); "help"
+// lists their usage.
 //
-//   learn <vlan> <mac> <intf> [<entry-type>]   learn (or refresh, or move) a host
-//   move <vlan> <mac> <intf>                   move a learned host to another interface
-//   age <vlan> <mac>                           age a learned host out now
-//   flush [vlan <vlan>] [intf <intf>]          remove learned hosts (all without filters)
-//   burst <count> <ports> [seed <n>]           learn <count> random hosts on <ports> ports
-//   link <intf> up|down
-//   vlan add <vlan> [name <name>]              create a VLAN (refused if it exists)
-//   vlan del <vlan>
-//   vlan internal <vlan> on|off
-//   vlan hidden <vlan> on|off
-//   vlan state <vlan> active|suspended
-//   vlan name <vlan> <name>
-//   switchport <intf> access <vlan>            access port of <vlan>
-//   switchport <intf> trunk [native <vlan>|none] [allowed <list>]
-//   switchport <intf> mode <mode>              access, trunk, dot1q-tunnel, tap, tool, routed
-//   static add <vlan> <mac> <intf>
-//   static del <vlan> <mac>
-//   aging <seconds>                            host aging time; 0 disables aging
-//   show [summary|ports|vlans|switchports|fdb [<vlan>]]
-//   trace <facility/level>[,<facility/level>...]
-//   status                                     the serving agent's health
-//   help
-//
-// <entry-type> is learnedDynamic (the default), learnedRemote, configuredStatic,
-// peerStatic, router or management. A switchport command keeps the settings it does not
-// name (a trunk keeps its access VLAN, "mode" keeps both VLAN settings).
+// A switchport command keeps the settings it does not name (a trunk keeps its access VLAN,
+// "mode" keeps both VLAN settings).
 //
 // The reply is "ok" or "error: <reason>" on its first line, then the body, every line
 // ending in '\n'. learn answers "learned", "refreshed" or "moved"; flush "flushed <n>";
-// burst "learned <n>" (the hosts that were new); show and help their text.
+// burst "learned <n>" (the hosts that were new), a paced one "burst of <n> started"; show,
+// status and help their text.
 //
 // A command is parsed completely before the switch is touched, and the switch refuses an
 // operation it cannot do without changing anything, so a refused command changes nothing.
@@ -57,12 +37,9 @@ inline constexpr std::uint64_t maxBurstCount = 1000000;
 inline constexpr std::uint64_t maxBurstPorts = 100000;
 inline constexpr double maxAgingSeconds = 1000000.0;
 
-// A parsed command; running it returns the reply body (raises CommandError, or the
-// switch's own exceptions, when the switch refuses).
-using CommandAction = std::function<std::string(Switch&)>;
-
-// Parses one command's words; raises CommandError naming the problem. Used by the
-// interpreter and, to check a command before sending it, by bridgectl.
+// Parses one command's words as commandTable() describes them; raises CommandError naming
+// the problem. Used by the interpreter and, to check a command before sending it, by
+// bridgectl.
 CommandAction parseCommand(const std::vector<std::string>& words);
 
 // The command summary that "help" answers with, one command a line.

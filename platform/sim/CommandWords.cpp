@@ -9,6 +9,36 @@ bool isControl(unsigned char c) {
    return c < 0x20 || c == 0x7f;
 }
 
+std::string oneLineReason(std::string_view reason) {
+   std::string line(reason);
+   for (char& c : line) {
+      if (isControl(static_cast<unsigned char>(c))) {
+         c = ' ';
+      }
+   }
+   return line.empty() ? std::string("unknown failure") : line;
+}
+
+void Words::takePairs(std::string_view what, const std::vector<std::string_view>& keywords,
+                      const std::function<void(std::size_t keyword)>& read) {
+   std::vector<bool> seen(keywords.size(), false);
+   while (more()) {
+      const std::string& keyword = take(what);
+      std::size_t i = 0;
+      while (i < keywords.size() && keyword != keywords[i]) {
+         ++i;
+      }
+      if (i == keywords.size()) {
+         fail("unexpected argument '" + keyword + "'");
+      }
+      if (seen[i]) {
+         fail(keyword + " given twice");
+      }
+      seen[i] = true;
+      read(i);
+   }
+}
+
 bool takeOnOff(Words& w, std::string_view what) {
    const std::string& word = w.take(what);
    if (word == "on") {

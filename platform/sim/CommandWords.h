@@ -5,8 +5,10 @@
 // with a one-line reason.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/bridging/Enums.h"
@@ -40,14 +42,21 @@ Bridging::SwitchportMode parseMode(std::string_view word);
 
 // A control character: below 0x20, or DEL.
 bool isControl(unsigned char c);
+// A reason as one line: control characters (a newline in an exception's text) become
+// blanks; an empty reason is "unknown failure".
+std::string oneLineReason(std::string_view reason);
 
 // Reads a command's arguments in order; every complaint names the command's usage.
 class Words {
  public:
-   Words(const std::vector<std::string>& words, std::size_t first, const char* usage)
-       : words_(words), next_(first), usage_(usage) {}
+   Words(const std::vector<std::string>& words, std::size_t first, std::string usage)
+       : words_(words), next_(first), usage_(std::move(usage)) {}
 
    bool more() const { return next_ < words_.size(); }
+   // Where the next word is in the line.
+   std::size_t position() const { return next_; }
+   // A word of the line, read or not (i < the line's word count).
+   const std::string& word(std::size_t i) const { return words_[i]; }
 
    // The next word; `what` names it when it is missing ("<intf>").
    const std::string& take(std::string_view what) {
@@ -64,6 +73,11 @@ class Words {
       }
    }
 
+   // Keyword-value pairs to the end, each of `keywords` at most once (`what` names them when
+   // one is missing): `read` is told which keyword came and reads its value.
+   void takePairs(std::string_view what, const std::vector<std::string_view>& keywords,
+                  const std::function<void(std::size_t keyword)>& read);
+
    [[noreturn]] void fail(const std::string& problem) const {
       throw CommandError(problem + "; usage: " + usage_);
    }
@@ -71,7 +85,7 @@ class Words {
  private:
    const std::vector<std::string>& words_;
    std::size_t next_;
-   const char* usage_;
+   std::string usage_;
 };
 
 // "on" or "off".

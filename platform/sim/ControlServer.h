@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/backend/Backend.h"
 #include "platform/kel/ActivityManager.h"
 #include "platform/sim/Switch.h"
 
@@ -20,10 +21,7 @@ std::string defaultControlSocketPath();
 
 // The user a server started as root goes on as (snmpd's -u and -g): the socket is theirs,
 // and so is a directory made for it, so that they can remove it when they stop.
-struct SocketOwner {
-   uid_t uid = 0;
-   gid_t gid = static_cast<gid_t>(-1);  // -1: the group stays
-};
+using SocketOwner = Platform::ProcessOwner;
 
 // Limits of the control server.
 struct ControlServerLimits {

@@ -13,9 +13,10 @@ Kel::TraceHandle simTrace("SimSwitch");
 }  // namespace
 
 SimulatedPlatform::SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& root,
-                                     PlatformOptions options)
+                                     const Platform::StartOptions& options)
     : root_(root),
       topologyPath_(options.topologyPath.empty() ? defaultTopologyPath() : options.topologyPath),
+      bundledTopology_(options.topologyPath.empty()),
       controlSocketPath_(options.controlSocketPath.empty() ? defaultControlSocketPath()
                                                            : options.controlSocketPath) {
    // Checked as a whole first, then applied to a fresh switch: nothing is half-loaded.
@@ -32,10 +33,10 @@ SimulatedPlatform::SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& ro
       KEL_TRACE(simTrace, 0, e.what() << "; the switch starts empty");
       switch_ = std::make_unique<Switch>(manager);
    }
-   switch_->mountIn(root_);
+   switch_->entities().mountIn(root_);
    try {
       control_ = std::make_unique<ControlServer>(*switch_, manager, controlSocketPath_,
-                                                 ControlServerLimits{}, options.socketOwner);
+                                                 ControlServerLimits{}, options.owner);
       KEL_TRACE(simTrace, 1, "control socket " << controlSocketPath_);
    } catch (const std::exception& e) {
       problems_ += std::string(e.what()) + "\n";
@@ -45,7 +46,21 @@ SimulatedPlatform::SimulatedPlatform(Kel::ActivityManager& manager, Kel::Dir& ro
 
 SimulatedPlatform::~SimulatedPlatform() {
    control_.reset();
-   switch_->unmountFrom(root_);
+   switch_->entities().unmountFrom(root_);
+}
+
+std::string SimulatedPlatform::summary() const {
+   return "the simulated switch from " + topologyPath_ +
+          (controlled() ? ", control socket " + controlSocketPath_ : ", no control socket");
+}
+
+std::string SimulatedPlatform::startWarning() const {
+   if (!bundledTopology_) {
+      return {};
+   }
+   return "no bridgesnmpTopology line: the simulated switch runs the bundled example topology, "
+          "whose hosts are invented (bridgesnmpPlatform and bridgesnmpTopology, after the dlmod "
+          "line, choose what is served)";
 }
 
 }  // namespace Sim

@@ -64,31 +64,8 @@ Switch::Switch(Kel::ActivityManager& manager) : impl_(std::make_unique<Impl>(man
 
 Switch::~Switch() = default;
 
-Bridging::Config::Ptr Switch::config() const {
-   return impl_->state.config;
-}
-Bridging::Input::Config::Ptr Switch::inputConfig() const {
-   return impl_->state.input;
-}
-Bridging::Status::Ptr Switch::status() const {
-   return impl_->state.status;
-}
-Bridging::VlanStatusDir::Ptr Switch::vlanStatusDir() const {
-   return impl_->state.vlanStatusDir;
-}
-Interface::EthIntfStatusDir::Ptr Switch::intfStatusDir() const {
-   return impl_->state.intfStatusDir;
-}
-Bridging::ReaderFdbStatusSm::Ptr Switch::readerShim() const {
-   return impl_->state.reader;
-}
-
-void Switch::mountIn(Kel::Dir& root) const {
-   impl_->state.mountIn(root);
-}
-
-void Switch::unmountFrom(Kel::Dir& root) const {
-   impl_->state.unmountFrom(root);
+const Bridging::PlatformEntities& Switch::entities() const {
+   return impl_->state;
 }
 
 void Switch::bridgeMacAddrIs(const Velnet::EthAddr& address) {

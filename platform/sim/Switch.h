@@ -9,15 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/bridging/Config.h"
 #include "platform/bridging/Enums.h"
-#include "platform/bridging/InputConfig.h"
-#include "platform/bridging/ReaderFdbStatusSm.h"
-#include "platform/bridging/Status.h"
-#include "platform/bridging/VlanStatus.h"
-#include "platform/interface/IntfStatus.h"
+#include "platform/bridging/PlatformEntities.h"
 #include "platform/kel/ActivityManager.h"
-#include "platform/statedb/Dir.h"
 
 namespace Sim {
 
@@ -82,20 +76,8 @@ class Switch {
    Switch(const Switch&) = delete;
    Switch& operator=(const Switch&) = delete;
 
-   // State entities.
-   Bridging::Config::Ptr config() const;
-   Bridging::Input::Config::Ptr inputConfig() const;
-   Bridging::Status::Ptr status() const;
-   Bridging::VlanStatusDir::Ptr vlanStatusDir() const;
-   Interface::EthIntfStatusDir::Ptr intfStatusDir() const;
-   Bridging::ReaderFdbStatusSm::Ptr readerShim() const;
-
-   // Mounts the entities in a state database: "Statedb/bridging/config",
-   // "Statedb/bridging/input/config", "Statedb/bridging/status" and
-   // "snmp/swix/qbridgemib.status" (both the status), "Statedb/bridging/vlan/status",
-   // "Statedb/interface/status/eth".
-   void mountIn(Kel::Dir& root) const;
-   void unmountFrom(Kel::Dir& root) const;
+   // Its state entities; mount them with their mountIn().
+   const Bridging::PlatformEntities& entities() const;
 
    // Bridge.
    void bridgeMacAddrIs(const Velnet::EthAddr& address);

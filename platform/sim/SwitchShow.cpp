@@ -16,7 +16,7 @@ std::string yesNo(bool b) {
 }
 
 void showSummary(const Switch& sw, std::ostream& os) {
-   const auto config = sw.config();
+   const auto config = sw.entities().config;
    std::size_t staticHosts = 0;
    for (auto it = config->fdbConfigIteratorConst(); it; ++it) {
       staticHosts += (*it)->configuredHosts();
@@ -39,17 +39,17 @@ void showPorts(const Switch& sw, std::ostream& os) {
 void showVlans(const Switch& sw, std::ostream& os) {
    // The name column fits the longest name, with two blanks after it.
    std::size_t nameWidth = 4;
-   for (auto it = sw.config()->vlanConfigIteratorConst(); it; ++it) {
+   for (auto it = sw.entities().config->vlanConfigIteratorConst(); it; ++it) {
       nameWidth = std::max(nameWidth, (*it)->configuredName().size());
    }
    const int nameColumn = static_cast<int>(nameWidth) + 2;
    os << std::left << std::setw(6) << "vlan" << std::setw(nameColumn) << "name" << std::setw(11)
       << "state" << std::setw(10) << "internal" << std::setw(8) << "hidden"
       << "active ports\n";
-   for (auto it = sw.config()->vlanConfigIteratorConst(); it; ++it) {
+   for (auto it = sw.entities().config->vlanConfigIteratorConst(); it; ++it) {
       const auto& v = *it;
       std::string active;
-      if (const auto status = sw.vlanStatusDir()->vlanStatus(it.key())) {
+      if (const auto status = sw.entities().vlanStatusDir->vlanStatus(it.key())) {
          for (auto p = status->vlanPortStatusIteratorConst(); p; ++p) {
             active += (active.empty() ? "" : ",") + p.key().stringValue().stdString() +
                       (p.value().untagged ? "" : "(t)");
@@ -77,7 +77,7 @@ std::string vlanText(Bridging::VlanIdOrNone vlan) {
 // The VLANs an interface is a member of as applied, "(t)" marking tagged ones; "-" for none.
 std::string memberText(const Switch& sw, const Velnet::IntfId& intf) {
    std::string text;
-   for (auto it = sw.config()->vlanConfigIteratorConst(); it; ++it) {
+   for (auto it = sw.entities().config->vlanConfigIteratorConst(); it; ++it) {
       if (const Bridging::VlanMember* member = (*it)->intfCollection().find(intf)) {
          text += (text.empty() ? "" : ",") + std::to_string(it.key().value()) +
                  (member->tagged ? "(t)" : "");
@@ -93,13 +93,13 @@ void showSwitchports(const Switch& sw, std::ostream& os) {
       << std::setw(8) << "native" << std::setw(16) << "allowed" << std::setw(14) << "applied"
       << std::setw(8) << "native"
       << "vlans\n";
-   for (auto it = sw.inputConfig()->switchIntfConfigIteratorConst(); it; ++it) {
+   for (auto it = sw.entities().input->switchIntfConfigIteratorConst(); it; ++it) {
       const auto& s = *it;
       const bool trunk = s->switchportMode() == Bridging::SwitchportMode::trunk;
       os << std::setw(14) << it.key() << std::setw(14) << s->switchportMode() << std::setw(8)
          << s->accessVlan() << std::setw(8) << (trunk ? vlanText(s->trunkNativeVlan()) : "-")
          << std::setw(15) << allowedText(*s) << ' ';
-      if (const auto applied = sw.config()->switchIntfConfig(it.key())) {
+      if (const auto applied = sw.entities().config->switchIntfConfig(it.key())) {
          os << std::setw(14) << applied->switchportMode() << std::setw(8)
             << vlanText(applied->nativeVlan());
       } else {
@@ -113,7 +113,7 @@ void showFdb(const Switch& sw, std::ostream& os, std::optional<Bridging::Fid> on
    os << std::left << std::setw(6) << "vlan" << std::setw(19) << "address" << std::setw(14)
       << "port" << std::setw(18) << "type"
       << "moves\n";
-   for (auto it = sw.config()->fdbConfigIteratorConst(); it; ++it) {
+   for (auto it = sw.entities().config->fdbConfigIteratorConst(); it; ++it) {
       if (only && it.key() != *only) {
          continue;
       }
@@ -123,7 +123,7 @@ void showFdb(const Switch& sw, std::ostream& os, std::optional<Bridging::Fid> on
             << "-\n";
       }
    }
-   for (auto it = sw.status()->fdbStatusIteratorConst(); it; ++it) {
+   for (auto it = sw.entities().status->fdbStatusIteratorConst(); it; ++it) {
       if (only && it.key() != *only) {
          continue;
       }

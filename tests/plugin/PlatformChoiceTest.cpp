@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "plugin/PlatformChoice.h"
+#include "platform/backend/BackendFactory.h"
 
-namespace Plugin {
+namespace Platform {
 namespace {
 
 TEST(PlatformChoiceTest, ReadsTheKindAndTheBridge) {
@@ -39,4 +39,4 @@ TEST(PlatformChoiceTest, ReadsTheKindAndTheBridge) {
 }
 
 }  // namespace
-}  // namespace Plugin
+}  // namespace Platform

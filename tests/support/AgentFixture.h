@@ -13,14 +13,14 @@ class AgentTest : public SimSwitchTest {
    explicit AgentTest(int portCount = 8) : SimSwitchTest(portCount) {}
 
    void SetUp() override {
-      mib->inputConfigIs(sw.inputConfig());
+      mib->inputConfigIs(sw.entities().input);
       agent = BridgeSnmpAgent::agentFactory("agent");
       agent->kelFwkActivityIs(manager.activityIs("bridgeSnmp"));
-      agent->configIs(sw.config());
-      agent->statusIs(sw.status());
-      agent->vlanStatusDirIs(sw.vlanStatusDir());
-      agent->intfStatusDirIs(sw.intfStatusDir());
-      agent->readerShimIs(sw.readerShim());
+      agent->configIs(sw.entities().config);
+      agent->statusIs(sw.entities().status);
+      agent->vlanStatusDirIs(sw.entities().vlanStatusDir);
+      agent->intfStatusDirIs(sw.entities().intfStatusDir);
+      agent->readerShimIs(sw.entities().reader);
       agent->mibIs(mib);
    }
 

@@ -49,7 +49,7 @@ class SimSwitchTest : public ::testing::Test {
    // intf -> "u" (untagged) or "t" (tagged) for a VLAN's configured members.
    std::map<std::string, std::string> members(std::uint32_t vlan) const {
       std::map<std::string, std::string> out;
-      if (const auto v = sw.config()->vlanConfig(Bridging::VlanId(vlan))) {
+      if (const auto v = sw.entities().config->vlanConfig(Bridging::VlanId(vlan))) {
          for (auto it = v->intfIteratorConst(); it; ++it) {
             out[it.key().stringValue().stdString()] = it.value().tagged ? "t" : "u";
          }
@@ -60,7 +60,7 @@ class SimSwitchTest : public ::testing::Test {
    // The same for the VLAN's active ports.
    std::map<std::string, std::string> active(std::uint32_t vlan) const {
       std::map<std::string, std::string> out;
-      if (const auto v = sw.vlanStatusDir()->vlanStatus(Bridging::VlanId(vlan))) {
+      if (const auto v = sw.entities().vlanStatusDir->vlanStatus(Bridging::VlanId(vlan))) {
          for (auto it = v->vlanPortStatusIteratorConst(); it; ++it) {
             out[it.key().stringValue().stdString()] = it.value().untagged ? "u" : "t";
          }

@@ -85,12 +85,12 @@ TEST_F(AgentRootTest, RebuildOnTheSameCacheLeavesOnlyTheRowsOfTheNewInputs) {
    other.learn(VlanId(1), mac("02:00:00:00:00:03"), "Ethernet1");
    other.staticHostIs(VlanId(1), mac("02:00:00:00:00:01"), "Ethernet3");
 
-   mib->inputConfigIs(other.inputConfig());
-   agent->configIs(other.config());
-   agent->statusIs(other.status());
-   agent->vlanStatusDirIs(other.vlanStatusDir());
-   agent->intfStatusDirIs(other.intfStatusDir());
-   agent->readerShimIs(other.readerShim());
+   mib->inputConfigIs(other.entities().input);
+   agent->configIs(other.entities().config);
+   agent->statusIs(other.entities().status);
+   agent->vlanStatusDirIs(other.entities().vlanStatusDir);
+   agent->intfStatusDirIs(other.entities().intfStatusDir);
+   agent->readerShimIs(other.entities().reader);
    agent->doInit();
    drain();
    const std::string rebuilt = rowsOf(*mib);

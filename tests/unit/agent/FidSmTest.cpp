@@ -60,7 +60,7 @@ TEST_F(FidSmTest, ConfiguredHostsApplyAtOnceAndOverrideLearnedRows) {
 
 TEST_F(FidSmTest, UnconfiguringGivesAStillLearnedHostItsLearnedRowBack) {
    // A platform where the host stays learned under the static entry.
-   auto fdbConfig = sw.config()->fdbConfigIs(Bridging::Fid(10));
+   auto fdbConfig = sw.entities().config->fdbConfigIs(Bridging::Fid(10));
    sw.learn(VlanId(10), mac("02:00:00:00:00:0a"), "Ethernet1");
    fdbConfig->configuredHostIs(mac("02:00:00:00:00:0a"), Bridging::ConfiguredHost{"Ethernet2"});
    drain();

@@ -9,7 +9,7 @@ using Interface::EthPortId;
 class PortSmTest : public TestSupport::AgentTest {
  protected:
    Interface::EthIntfStatus::Ptr status(const char* name) {
-      return sw.intfStatusDir()->intfStatus(Velnet::IntfId(name));
+      return sw.entities().intfStatusDir->intfStatus(Velnet::IntfId(name));
    }
 };
 
@@ -39,13 +39,13 @@ TEST_F(PortSmTest, PortIdChangeLeavesTheOldRowAndDeletionTakesTheCurrentOne) {
    EXPECT_TRUE(mib->dot1dBasePortTable(EthPortId(42)));
    EXPECT_TRUE(mib->dot1dBasePortTable(EthPortId(2))) << "nothing deletes the old row";
    EXPECT_EQ(agent->portId("Ethernet2"), EthPortId(42));
-   sw.intfStatusDir()->intfStatusDel("Ethernet2");
+   sw.entities().intfStatusDir->intfStatusDel("Ethernet2");
    EXPECT_FALSE(mib->dot1dBasePortTable(EthPortId(42)));
    EXPECT_TRUE(mib->dot1dBasePortTable(EthPortId(2)));
    EXPECT_EQ(agent->portId("Ethernet2"), EthPortId(0));
    EXPECT_EQ(agent->portSm()->intfStatuss(), 7u);
    sw.newPort({"Ethernet30", 0, 30, true});
-   sw.intfStatusDir()->intfStatusDel("Ethernet30");
+   sw.entities().intfStatusDir->intfStatusDel("Ethernet30");
    EXPECT_EQ(mib->dot1dBasePortTables(), 8u);
 }
 

@@ -37,7 +37,7 @@ TEST_F(VlanSmTest, TurningInternalRemovesTheCurrentRowAndCountsADeletion) {
 
 // The platform may publish a VLAN's status before its configuration.
 TEST_F(VlanSmTest, StatusWithoutConfigurationHasNoRowUntilTheConfigurationComes) {
-   sw.vlanStatusDir()->vlanStatusIs(VlanId(77));
+   sw.entities().vlanStatusDir->vlanStatusIs(VlanId(77));
    EXPECT_FALSE(mib->dot1qVlanCurrentTable(77));
    time.nowIs(3000.0);
    sw.vlanIs({VlanId(77), "late"});

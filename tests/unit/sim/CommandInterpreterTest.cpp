@@ -39,7 +39,7 @@ class CommandInterpreterTest : public TestSupport::SimSwitchTest {
    std::string run(const std::string& line) { return cli.execute(line); }
 
    std::optional<Bridging::LearnedHost> learned(int vlan, const std::string& address) const {
-      const auto fdb = sw.status()->fdbStatus(Fid(vlan));
+      const auto fdb = sw.entities().status->fdbStatus(Fid(vlan));
       if (!fdb) {
          return std::nullopt;
       }
@@ -110,7 +110,7 @@ TEST_F(CommandInterpreterTest, VlanSettingsReachTheAppliedConfiguration) {
    };
    for (const auto& step : steps) {
       EXPECT_EQ(run(step.command), "ok\n") << step.command;
-      const auto vlan = sw.config()->vlanConfig(VlanId(step.vlan));
+      const auto vlan = sw.entities().config->vlanConfig(VlanId(step.vlan));
       std::ostringstream text;
       text << (vlan->internal() ? "internal " : "") << (vlan->hidden() ? "hidden " : "")
            << vlan->adminState() << " '" << vlan->configuredName().stdString() << "'";
@@ -121,9 +121,9 @@ TEST_F(CommandInterpreterTest, VlanSettingsReachTheAppliedConfiguration) {
 // Each command in turn on Ethernet4 (access in VLAN 20): its input settings as "mode access
 // native allowed", and its membership in VLANs 10 and 20 ('u', 't' or '-' each).
 TEST_F(CommandInterpreterTest, SwitchportCommandsKeepTheSettingsTheyDoNotName) {
-   const auto input = sw.inputConfig()->switchIntfConfig("Ethernet4");
+   const auto input = sw.entities().input->switchIntfConfig("Ethernet4");
    const auto memberOf = [&](int vlan) {
-      const auto config = sw.config()->vlanConfig(VlanId(vlan));
+      const auto config = sw.entities().config->vlanConfig(VlanId(vlan));
       return !config->intfCollection().find("Ethernet4") ? '-'
              : config->intf("Ethernet4").tagged          ? 't'
                                                          : 'u';

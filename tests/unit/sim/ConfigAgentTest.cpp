@@ -61,7 +61,7 @@ TEST_F(ConfigAgentTest, MembershipFollowsTheSwitchportTable) {
          // Links are up, so every member is active.
          EXPECT_TRUE(of(active(vlans[i]), c.memberships[i])) << "VLAN " << vlans[i];
       }
-      const auto sic = sw.config()->switchIntfConfig(eth(1));
+      const auto sic = sw.entities().config->switchIntfConfig(eth(1));
       EXPECT_EQ(sic->switchportMode(), c.mode);
       EXPECT_EQ(sic->nativeVlan(), c.native);
    }
@@ -108,13 +108,13 @@ TEST_F(ConfigAgentTest, InputWritesApplyLaterAndTogether) {
    Recorder config1(&log, "config1");
    StatusRecorder status10(&log, "status10");
    SwitchportRecorder switchport(&log);
-   config10.notifierIs(sw.config()->vlanConfig(VlanId(10)));
-   config1.notifierIs(sw.config()->vlanConfig(VlanId(1)));
-   status10.notifierIs(sw.vlanStatusDir()->vlanStatus(VlanId(10)));
-   switchport.notifierIs(sw.config()->switchIntfConfig(eth(4)));
+   config10.notifierIs(sw.entities().config->vlanConfig(VlanId(10)));
+   config1.notifierIs(sw.entities().config->vlanConfig(VlanId(1)));
+   status10.notifierIs(sw.entities().vlanStatusDir->vlanStatus(VlanId(10)));
+   switchport.notifierIs(sw.entities().config->switchIntfConfig(eth(4)));
 
    // What an SNMP SET does: write the input, several attributes in a row.
-   const auto input = sw.inputConfig()->switchIntfConfig(eth(4));
+   const auto input = sw.entities().input->switchIntfConfig(eth(4));
    input->switchportModeIs(SwitchportMode::trunk);
    input->trunkAllowedVlansIs("10");
    input->trunkNativeVlanIs(VlanIdOrNone(10));
@@ -156,10 +156,11 @@ TEST_F(ConfigAgentTest, InputTheSwitchCannotApplyLeavesThePortAsItWas) {
       SCOPED_TRACE(c.name);
       sw.switchportIs(eth(2), {SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1,10"});
       runDue();
-      c.write(*sw.inputConfig()->switchIntfConfig(eth(2)));
+      c.write(*sw.entities().input->switchIntfConfig(eth(2)));
       runDue();
-      EXPECT_EQ(sw.config()->switchIntfConfig(eth(2))->switchportMode(), SwitchportMode::trunk);
-      EXPECT_EQ(sw.config()->switchIntfConfig(eth(2))->nativeVlan(), VlanIdOrNone(1));
+      EXPECT_EQ(sw.entities().config->switchIntfConfig(eth(2))->switchportMode(),
+                SwitchportMode::trunk);
+      EXPECT_EQ(sw.entities().config->switchIntfConfig(eth(2))->nativeVlan(), VlanIdOrNone(1));
       EXPECT_EQ(members(1).at("Ethernet2"), "u");
       EXPECT_EQ(members(10).at("Ethernet2"), "t");
       EXPECT_EQ(members(4000).count("Ethernet2"), 0u);

@@ -134,7 +134,7 @@ class ControlServerTest : public TestSupport::SimSwitchTest {
    }
 
    bool linkUp(const char* intf) const {
-      return sw.intfStatusDir()->intfStatus(Velnet::IntfId(intf))->operStatus() ==
+      return sw.entities().intfStatusDir->intfStatus(Velnet::IntfId(intf))->operStatus() ==
              Interface::OperStatus::up;
    }
 
@@ -152,7 +152,7 @@ TEST_F(ControlServerTest, StalledAndInterleavedClientsEachGetTheirOwnReply) {
    runPasses(3);
    ASSERT_EQ(server->connections(), 1u);
    EXPECT_EQ(roundTrip("aging 60\r\n"), "ok\n");
-   EXPECT_EQ(sw.config()->hostAgingTime(), 60.0);
+   EXPECT_EQ(sw.entities().config->hostAgingTime(), 60.0);
    EXPECT_EQ(roundTrip("link Ethernet9 down\n"), "error: no interface Ethernet9\n");
    first.receive();
    EXPECT_FALSE(first.closed());
@@ -165,7 +165,7 @@ TEST_F(ControlServerTest, StalledAndInterleavedClientsEachGetTheirOwnReply) {
    first.send("Ethernet1\n");
    EXPECT_EQ(await(second), "ok\nlearned\n");
    EXPECT_EQ(await(first), "ok\nlearned\n");
-   const auto fdb = sw.status()->fdbStatus(Bridging::Fid(1));
+   const auto fdb = sw.entities().status->fdbStatus(Bridging::Fid(1));
    EXPECT_EQ(fdb->learnedHost(TestSupport::mac("00:1c:73:00:00:01")).intf, eth(1));
    EXPECT_EQ(fdb->learnedHost(TestSupport::mac("00:1c:73:00:00:02")).intf, eth(2));
    EXPECT_EQ(server->connections(), 0u);

@@ -20,7 +20,7 @@ class LearningTest : public TestSupport::SimSwitchTest {
    }
 
    const Bridging::LearnedHost* host(std::uint32_t vlan, const char* address) const {
-      return sw.status()->fdbStatus(Bridging::Fid(vlan))->learnedHostRecord(mac(address));
+      return sw.entities().status->fdbStatus(Bridging::Fid(vlan))->learnedHostRecord(mac(address));
    }
 };
 
@@ -35,7 +35,7 @@ class HostLog : public Bridging::FdbStatus::NotifieeConst {
 
 TEST_F(LearningTest, LearnRefreshAndMove) {
    HostLog log;
-   log.notifierIs(sw.status()->fdbStatus(Bridging::Fid(10)));
+   log.notifierIs(sw.entities().status->fdbStatus(Bridging::Fid(10)));
 
    EXPECT_EQ(sw.learn(VlanId(10), mac("00:00:00:00:00:01"), eth(1)), Sim::LearnOutcome::learned);
    time.advance(5);
@@ -55,7 +55,7 @@ TEST_F(LearningTest, LearnRefreshAndMove) {
    EXPECT_EQ(host(10, "00:00:00:00:00:01")->moves, 2u);
    EXPECT_EQ(log.seen, (std::vector<std::string>{"00:00:00:00:00:01 here", "00:00:00:00:00:01 here",
                                                  "00:00:00:00:00:01 here"}));
-   EXPECT_EQ(sw.status()->fdbStatus(Bridging::Fid(10))->learnedHosts(), 1u);
+   EXPECT_EQ(sw.entities().status->fdbStatus(Bridging::Fid(10))->learnedHosts(), 1u);
 }
 
 TEST_F(LearningTest, HostsAgeOutAfterTheAgingTime) {
@@ -110,7 +110,7 @@ TEST_F(LearningTest, LeavingAVlanOrLosingTheLinkForgetsTheHostsThere) {
    EXPECT_FALSE(host(20, "00:00:00:00:00:02"));
    EXPECT_TRUE(host(10, "00:00:00:00:00:03"));
    sw.vlanDel(VlanId(10));
-   EXPECT_FALSE(sw.status()->fdbStatus(Bridging::Fid(10)));
+   EXPECT_FALSE(sw.entities().status->fdbStatus(Bridging::Fid(10)));
    EXPECT_EQ(sw.learnedHosts(), 0u);
 }
 
@@ -118,10 +118,10 @@ TEST_F(LearningTest, BurstSpreadsRandomHostsOverActiveMembers) {
    EXPECT_EQ(sw.burst(1000, 3, 7), 1000u);
    EXPECT_EQ(sw.learnedHosts(), 1000u);
    std::size_t total = 0;
-   for (auto it = sw.status()->fdbStatusIteratorConst(); it; ++it) {
+   for (auto it = sw.entities().status->fdbStatusIteratorConst(); it; ++it) {
       for (auto h = (*it)->learnedHostIteratorConst(); h; ++h) {
-         EXPECT_TRUE(sw.vlanStatusDir()
-                         ->vlanStatus(VlanId(it.key().value()))
+         EXPECT_TRUE(sw.entities()
+                         .vlanStatusDir->vlanStatus(VlanId(it.key().value()))
                          ->vlanPortStatusCollection()
                          .find(h.value().intf))
              << h.key() << " in a VLAN its port is not active in";

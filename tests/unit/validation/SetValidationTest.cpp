@@ -33,7 +33,7 @@ class SetValidationTest : public TestSupport::AgentTest {
       sw.switchportIs(eth(4), S{SwitchportMode::trunk, VlanId(1), VlanIdOrNone(1), "1,10,20"});
       sw.switchportIs(eth(5), S{SwitchportMode::trunk, VlanId(1), VlanIdOrNone(), "10,20"});
       sw.switchportIs(eth(6), S{SwitchportMode::routed});
-      sw.inputConfig()->switchIntfConfigDel(eth(8));
+      sw.entities().input->switchIntfConfigDel(eth(8));
       runDue();
       drain();
       previousSink_ = Kel::traceSink();
