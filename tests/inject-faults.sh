@@ -26,6 +26,8 @@ move-not-counted	platform/sim/LearningAgent.cpp	s/\+\+host\.moves;//
 slice-ignores-quantum	agent/FidSm.cpp	s/if \(now >= deadline\)/if (false \&\& now >= deadline)/
 pvid-as-integer	snmp/QBridgeVlanTables.cpp	s/ASN_UNSIGNED(, buf,\s*SnmpConvert<std::uint32_t, U32ToAsnUnsignedF>\(\s*data\.row->dot1qPvid)/ASN_INTEGER$1/
 partial-index-skips-row	snmp/TableFrame.h	s/(<< hint\.number_indexes\);\n(\s*)startAtOrAfter\(loop, hint\);\n)/$1$2if (hint.number_indexes > 0 \&\& loop.it) { ++loop.it; }\n/
+stp-transition-uncounted	platform/linux/StpPublisher.cpp	s/before->state != Bridging::StpPortState::forwarding/false/
+stp-change-counted-per-reading	platform/linux/StpPublisher.cpp	s/change && !status\.topologyChange\(\)/change/
 EOF
 }
 

@@ -7,13 +7,15 @@ namespace Bridging {
 namespace {
 
 // Where each entity is mounted, in the order of mounted().
-constexpr std::array<const char*, 6> mountPaths = {
+constexpr std::array<const char*, 8> mountPaths = {
     "Statedb/bridging/config",     "Statedb/bridging/input/config", "Statedb/bridging/status",
     "snmp/swix/qbridgemib.status", "Statedb/bridging/vlan/status",  "Statedb/interface/status/eth",
+    "Statedb/bridging/stp/status", "Statedb/bridging/input/stp",
 };
 
-std::array<Kel::Ptr<Kel::Entity>, 6> mounted(const PlatformEntities& e) {
-   return {e.config, e.input, e.status, e.status, e.vlanStatusDir, e.intfStatusDir};
+std::array<Kel::Ptr<Kel::Entity>, 8> mounted(const PlatformEntities& e) {
+   return {e.config,        e.input,         e.status,    e.status,
+           e.vlanStatusDir, e.intfStatusDir, e.stpStatus, e.stpInput};
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "platform/bridging/InputConfig.h"
 #include "platform/bridging/ReaderFdbStatusSm.h"
 #include "platform/bridging/Status.h"
+#include "platform/bridging/StpStatus.h"
 #include "platform/bridging/VlanStatus.h"
 #include "platform/interface/IntfStatus.h"
 #include "platform/statedb/Dir.h"
@@ -19,11 +20,14 @@ struct PlatformEntities {
    VlanStatusDir::Ptr vlanStatusDir = Kel::make<VlanStatusDir>();
    Interface::EthIntfStatusDir::Ptr intfStatusDir = Kel::make<Interface::EthIntfStatusDir>();
    ReaderFdbStatusSm::Ptr reader = Kel::make<ReaderFdbStatusSm>("fdbStatusReader", status);
+   StpStatus::Ptr stpStatus = Kel::make<StpStatus>();
+   Input::StpConfig::Ptr stpInput = Kel::make<Input::StpConfig>();
 
    // Mounts them in a state database: "Statedb/bridging/config",
    // "Statedb/bridging/input/config", "Statedb/bridging/status" and
    // "snmp/swix/qbridgemib.status" (both the status), "Statedb/bridging/vlan/status",
-   // "Statedb/interface/status/eth".
+   // "Statedb/interface/status/eth", "Statedb/bridging/stp/status",
+   // "Statedb/bridging/input/stp".
    void mountIn(Kel::Dir& root) const;
    void unmountFrom(Kel::Dir& root) const;
 };

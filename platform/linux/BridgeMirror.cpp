@@ -8,6 +8,7 @@
 #include "platform/kel/Time.h"
 #include "platform/kel/Trace.h"
 #include "platform/linux/PortVlans.h"
+#include "platform/linux/StpPublisher.h"
 
 namespace Linux {
 namespace {
@@ -36,6 +37,7 @@ BridgeChange BridgeMirror::apply(const RtnlEvent& event) {
       publishBridge();
       publishPorts();
       publishVlans();
+      publishStp(bridge_, *e_.stpStatus);
    }
    if (change.vanished) {
       KEL_TRACE(linuxTrace, 0,
@@ -60,6 +62,7 @@ void BridgeMirror::resyncTo(KernelBridge fresh) {
    publishBridge();
    publishPorts();
    publishVlans();
+   publishStp(bridge_, *e_.stpStatus);
    KEL_TRACE(linuxTrace, 1,
              "resynchronised bridge " << bridge_.name() << ": " << bridge_.ports().size()
                                       << " ports, " << bridge_.hosts().size() << " entries");
@@ -112,6 +115,14 @@ std::size_t BridgeMirror::publishDifferences(const std::function<bool()>& more) 
       replaced_.pop_front();
    }
    return published;
+}
+
+void BridgeMirror::refreshStp(const LinkEvent& bridgeLink) {
+   if (!bridge_.exists() || bridgeLink.ifindex != bridge_.ifindex() || !bridgeLink.bridgeStp) {
+      return;
+   }
+   bridge_.stpIs(*bridgeLink.bridgeStp);
+   publishStp(bridge_, *e_.stpStatus);
 }
 
 void BridgeMirror::publishBridge() {

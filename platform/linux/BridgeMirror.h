@@ -20,7 +20,8 @@ namespace Linux {
 // number and its link (IFF_RUNNING); VLANs, memberships and switchports from the ports'
 // VLANs (VLAN 1, untagged everywhere, without VLAN filtering); VLAN status (members whose
 // link is up); learned entries in Bridging::Status, a host that reappears on another port
-// counting a move; static and permanent entries as configured hosts. The input
+// counting a move; static and permanent entries as configured hosts; the spanning tree in
+// Bridging::StpStatus (see publishStp). The input
 // configuration mirrors the kernel too, except for ports whose input is being written.
 class BridgeMirror {
  public:
@@ -41,6 +42,9 @@ class BridgeMirror {
    void publishHost(const Bridging::HostKey& key);
 
    const KernelBridge& bridge() const { return bridge_; }
+   // Takes the bridge's spanning tree from a fresh reading of its link (the kernel announces
+   // port states, but not its root, path cost or topology-change flags) and publishes it.
+   void refreshStp(const LinkEvent& bridgeLink);
 
    // Ports whose input configuration is being applied: the mirror leaves their input alone.
    void inputHeldIs(std::set<std::string> names) { inputHeld_ = std::move(names); }

@@ -99,6 +99,7 @@ void KernelBridge::clear(BridgeChange& change) {
    ifindex_ = 0;
    address_ = Velnet::EthAddr();
    vlanFiltering_ = false;
+   stp_.reset();
    change.bridge = true;
    change.vanished = true;
 }
@@ -126,6 +127,9 @@ BridgeChange KernelBridge::apply(const LinkEvent& event) {
          address_ = *event.address;
       }
       ageingCentis_ = event.ageingCentis.value_or(ageingCentis_);
+      if (event.bridgeStp) {
+         stp_ = event.bridgeStp;
+      }
       if (event.vlanFiltering.value_or(vlanFiltering_) != vlanFiltering_) {
          addServed(change.withdrawn);
          vlanFiltering_ = !vlanFiltering_;
@@ -157,6 +161,9 @@ BridgeChange KernelBridge::apply(const LinkEvent& event) {
    port.portNo = event.portNo.value_or(port.portNo);
    if (event.vlans) {
       port.vlans = *event.vlans;
+   }
+   if (event.portStp) {
+      port.stp = event.portStp;
    }
    change.bridge = !(before == port);
    if (!before.name.empty() && before.name != port.name) {

@@ -18,6 +18,7 @@ struct KernelPort {
    std::uint16_t portNo = 0;
    bool running = false;
    std::vector<PortVlan> vlans;  // as the kernel lists them; used with VLAN filtering only
+   std::optional<PortStp> stp;   // none until the kernel has described it
    friend bool operator==(const KernelPort&, const KernelPort&) = default;
 };
 
@@ -79,6 +80,10 @@ class KernelBridge {
    const Velnet::EthAddr& address() const { return address_; }
    std::uint32_t ageingCentis() const { return ageingCentis_; }
    bool vlanFiltering() const { return vlanFiltering_; }
+   // The spanning tree as last read; none until the kernel has described it.
+   const std::optional<BridgeStp>& stp() const { return stp_; }
+   // A fresh reading of the bridge's spanning tree, which the kernel does not announce.
+   void stpIs(const BridgeStp& stp) { stp_ = stp; }
    const std::map<int, KernelPort>& ports() const { return ports_; }
    const HostMap& hosts() const { return hosts_; }
    // Hands the forwarding entries over, leaving none.
@@ -110,6 +115,7 @@ class KernelBridge {
    Velnet::EthAddr address_;
    std::uint32_t ageingCentis_ = 30000;  // the kernel's default, 300 s
    bool vlanFiltering_ = false;
+   std::optional<BridgeStp> stp_;
    std::map<int, KernelPort> ports_;
    HostMap hosts_;
 };

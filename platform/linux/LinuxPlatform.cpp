@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include <linux/netlink.h>
+
 #include <array>
 #include <exception>
 #include <sstream>
@@ -8,12 +10,21 @@
 #include "platform/kel/Trace.h"
 #include "platform/linux/BridgeMirror.h"
 #include "platform/linux/BridgeMonitor.h"
+#include "platform/linux/StpReader.h"
+#include "platform/linux/StpWriter.h"
 #include "platform/linux/VlanWriter.h"
 
 namespace Linux {
 namespace {
 
 Kel::TraceHandle linuxTrace("LinuxBridge");
+
+// A message given the socket's next sequence number, so that requests from several writers
+// never share one.
+RtnlMessage sequenced(RtnlSocket& socket, RtnlMessage message) {
+   reinterpret_cast<nlmsghdr*>(message.data())->nlmsg_seq = socket.nextSeq();
+   return message;
+}
 
 }  // namespace
 
@@ -27,6 +38,16 @@ LinuxPlatform::LinuxPlatform(Kel::ActivityManager& manager, Kel::Dir& root, std:
           entities_, *mirror_,
           [this](const RtnlMessage& request) { return monitor_->commands().request(request); },
           manager);
+      auto query = [this](const RtnlMessage& request, LinkEvent& answer) {
+         return monitor_->commands().query(sequenced(monitor_->commands(), request), answer);
+      };
+      stpWriter_ = std::make_unique<StpWriter>(
+          entities_, *mirror_,
+          [this](const RtnlMessage& request) {
+             return monitor_->commands().request(sequenced(monitor_->commands(), request));
+          },
+          query);
+      stpReader_ = std::make_unique<StpReader>(entities_, *mirror_, query, manager);
       KEL_TRACE(linuxTrace, 1, "serving Linux bridge " << bridgeName_);
    } catch (const std::exception& e) {
       problems_ += std::string(e.what()) + "\n";
@@ -35,6 +56,8 @@ LinuxPlatform::LinuxPlatform(Kel::ActivityManager& manager, Kel::Dir& root, std:
 }
 
 LinuxPlatform::~LinuxPlatform() {
+   stpReader_.reset();
+   stpWriter_.reset();
    writer_.reset();
    monitor_.reset();
    mirror_.reset();

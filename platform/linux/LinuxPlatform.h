@@ -13,12 +13,15 @@ namespace Linux {
 class BridgeMirror;
 class BridgeMonitor;
 class VlanWriter;
+class StpWriter;
+class StpReader;
 
 // A Linux kernel bridge as a process serves it: its state published in the bridging and
 // interface entities (mounted where the simulated switch's are), kept up to date from
 // rtnetlink on the manager's loop, and the input configuration written back to it.
 //
 // A bridge that does not exist, or goes, leaves the entities empty until it comes (back); a
+// The spanning tree is published and written the same way (StpWriter, StpReader). A
 // netlink socket that cannot be opened leaves them empty for good. Both are reported at
 // level 0 of the "LinuxBridge" trace, the second also in problems().
 //
@@ -46,6 +49,8 @@ class LinuxPlatform : public Platform::Backend {
    std::unique_ptr<BridgeMirror> mirror_;
    std::unique_ptr<BridgeMonitor> monitor_;
    std::unique_ptr<VlanWriter> writer_;
+   std::unique_ptr<StpWriter> stpWriter_;
+   std::unique_ptr<StpReader> stpReader_;
 };
 
 }  // namespace Linux

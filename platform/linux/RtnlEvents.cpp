@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 
 namespace Linux {
@@ -80,6 +81,28 @@ std::optional<Velnet::EthAddr> macOf(const nlattr* attr) {
    return Velnet::EthAddr(octets);
 }
 
+// A number the kernel sends as u16 or u32, depending on its version.
+std::uint32_t u16or32Of(const nlattr* attr) {
+   if (const auto wide = u32Of(attr)) {
+      return *wide;
+   }
+   return u16Of(attr).value_or(0);
+}
+
+Bridging::BridgeId bridgeIdOf(const nlattr* attr) {
+   Bridging::BridgeId id;
+   if (!attr || mnl_attr_get_payload_len(attr) < sizeof(ifla_bridge_id)) {
+      return id;
+   }
+   ifla_bridge_id raw;
+   std::memcpy(&raw, mnl_attr_get_payload(attr), sizeof(raw));
+   id.priority = static_cast<std::uint16_t>(raw.prio[0] << 8 | raw.prio[1]);
+   std::array<std::uint8_t, 6> octets{};
+   std::memcpy(octets.data(), raw.addr, octets.size());
+   id.address = Velnet::EthAddr(octets);
+   return id;
+}
+
 // IFLA_AF_SPEC of an AF_BRIDGE message: its VLAN entries, with ranges expanded. The kernel
 // leaves it out for a port that has no VLAN.
 std::vector<PortVlan> vlansOf(const nlattr* afSpec) {
@@ -129,6 +152,22 @@ void readBridgeData(const nlattr* data, LinkEvent& event) {
    if (const auto filtering = u8Of(br[IFLA_BR_VLAN_FILTERING])) {
       event.vlanFiltering = *filtering != 0;
    }
+   const auto stpState = u32Of(br[IFLA_BR_STP_STATE]);
+   if (!stpState) {
+      return;
+   }
+   BridgeStp& stp = event.bridgeStp.emplace();
+   stp.stpState = *stpState;
+   stp.bridgeId = bridgeIdOf(br[IFLA_BR_BRIDGE_ID]);
+   stp.bridgeId.priority = u16Of(br[IFLA_BR_PRIORITY]).value_or(stp.bridgeId.priority);
+   stp.rootId = bridgeIdOf(br[IFLA_BR_ROOT_ID]);
+   stp.rootPort = u16Of(br[IFLA_BR_ROOT_PORT]).value_or(0);
+   stp.rootPathCost = u32Of(br[IFLA_BR_ROOT_PATH_COST]).value_or(0);
+   stp.topologyChange = u8Of(br[IFLA_BR_TOPOLOGY_CHANGE]).value_or(0) != 0;
+   stp.topologyChangeDetected = u8Of(br[IFLA_BR_TOPOLOGY_CHANGE_DETECTED]).value_or(0) != 0;
+   stp.maxAge = u32Of(br[IFLA_BR_MAX_AGE]).value_or(0);
+   stp.helloTime = u32Of(br[IFLA_BR_HELLO_TIME]).value_or(0);
+   stp.forwardDelay = u32Of(br[IFLA_BR_FORWARD_DELAY]).value_or(0);
 }
 
 void readPortData(const nlattr* data, LinkEvent& event) {
@@ -137,7 +176,30 @@ void readPortData(const nlattr* data, LinkEvent& event) {
       if (const auto no = u16Of(port[IFLA_BRPORT_NO])) {
          event.portNo = no;
       }
+      if (const auto state = u8Of(port[IFLA_BRPORT_STATE])) {
+         PortStp& stp = event.portStp.emplace();
+         stp.state = *state;
+         stp.priority = u16Of(port[IFLA_BRPORT_PRIORITY]).value_or(0);
+         stp.cost = u32Of(port[IFLA_BRPORT_COST]).value_or(0);
+         stp.id = u16Of(port[IFLA_BRPORT_ID]).value_or(0);
+         stp.designatedRoot = bridgeIdOf(port[IFLA_BRPORT_ROOT_ID]);
+         stp.designatedBridge = bridgeIdOf(port[IFLA_BRPORT_BRIDGE_ID]);
+         stp.designatedPort = u16Of(port[IFLA_BRPORT_DESIGNATED_PORT]).value_or(0);
+         stp.designatedCost = u16or32Of(port[IFLA_BRPORT_DESIGNATED_COST]);
+      }
    }
+}
+
+std::optional<LinkCounters> countersOf(const nlattr* stats) {
+   // The structure grows with kernels: what an older one sends is read as far as it goes.
+   constexpr std::size_t needed = offsetof(rtnl_link_stats64, rx_dropped) + sizeof(__u64);
+   const std::size_t length = stats ? mnl_attr_get_payload_len(stats) : 0;
+   if (length < needed) {
+      return std::nullopt;
+   }
+   rtnl_link_stats64 raw{};
+   std::memcpy(&raw, mnl_attr_get_payload(stats), std::min(length, sizeof(raw)));
+   return LinkCounters{raw.rx_packets, raw.tx_packets, raw.rx_dropped};
 }
 
 void readLinkInfo(const nlattr* linkInfo, LinkEvent& event) {
@@ -175,6 +237,7 @@ std::optional<LinkEvent> linkEvent(const nlmsghdr* nlh) {
    event.master = static_cast<int>(u32Of(attrs[IFLA_MASTER]).value_or(0));
    event.address = macOf(attrs[IFLA_ADDRESS]);
    readLinkInfo(attrs[IFLA_LINKINFO], event);
+   event.counters = countersOf(attrs[IFLA_STATS64]);
    if (event.bridgeFamily) {
       readPortData(attrs[IFLA_PROTINFO], event);
       event.vlans = vlansOf(attrs[IFLA_AF_SPEC]);

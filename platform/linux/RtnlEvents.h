@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/bridging/StpStatus.h"
 #include "platform/velnet/EthAddr.h"
 
 // What the kernel's routing netlink tells about bridges, as plain values: one event per
@@ -19,6 +20,43 @@ struct PortVlan {
    bool pvid = false;      // untagged frames received on the port belong to this VLAN
    bool untagged = false;  // the VLAN leaves the port untagged
    friend bool operator==(const PortVlan&, const PortVlan&) = default;
+};
+
+// A bridge's spanning tree as its IFLA_BR_* attributes give it. The kernel's times are clock_t
+// (USER_HZ, hundredths of a second): centiseconds here too.
+struct BridgeStp {
+   std::uint32_t stpState = 0;  // 0: off; 1: the kernel runs it; 2: a daemon does
+   Bridging::BridgeId bridgeId;
+   Bridging::BridgeId rootId;
+   std::uint16_t rootPort = 0;
+   std::uint32_t rootPathCost = 0;
+   bool topologyChange = false;
+   bool topologyChangeDetected = false;
+   // In effect: the root's, learned from its BPDUs, or this bridge's own while it is the root.
+   std::uint32_t maxAge = 0;
+   std::uint32_t helloTime = 0;
+   std::uint32_t forwardDelay = 0;
+   friend bool operator==(const BridgeStp&, const BridgeStp&) = default;
+};
+
+// A bridge port's spanning tree as its IFLA_BRPORT_* attributes give it.
+struct PortStp {
+   std::uint8_t state = 0;  // the kernel's BR_STATE_*
+   std::uint16_t priority = 0;
+   std::uint32_t cost = 0;
+   std::uint16_t id = 0;
+   Bridging::BridgeId designatedRoot;
+   Bridging::BridgeId designatedBridge;
+   std::uint16_t designatedPort = 0;
+   std::uint32_t designatedCost = 0;
+   friend bool operator==(const PortStp&, const PortStp&) = default;
+};
+
+// An interface's frame counters (IFLA_STATS64).
+struct LinkCounters {
+   std::uint64_t rxPackets = 0;
+   std::uint64_t txPackets = 0;
+   std::uint64_t rxDropped = 0;
 };
 
 // RTM_NEWLINK / RTM_DELLINK. An AF_UNSPEC message describes the interface itself (its name,
@@ -36,6 +74,9 @@ struct LinkEvent {
    std::optional<std::uint16_t> portNo;
    std::optional<std::uint32_t> ageingCentis;  // a bridge's ageing time, hundredths of a second
    std::optional<bool> vlanFiltering;
+   std::optional<BridgeStp> bridgeStp;  // a bridge's (with IFLA_BR_STP_STATE)
+   std::optional<PortStp> portStp;      // a bridge port's (with IFLA_BRPORT_STATE)
+   std::optional<LinkCounters> counters;
    std::optional<std::vector<PortVlan>> vlans;  // AF_BRIDGE only; ranges expanded
 };
 

@@ -7,6 +7,8 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include <utility>
+
 namespace Linux {
 namespace {
 
@@ -43,6 +45,13 @@ RtnlMessage linkDump(std::uint8_t family, std::uint32_t seq, std::uint32_t extMa
    return m.done();
 }
 
+// The header of a request about one interface.
+void linkHeader(MessageBuilder& m, std::uint8_t family, int ifindex) {
+   auto* ifi = m.header<ifinfomsg>();
+   ifi->ifi_family = family;
+   ifi->ifi_index = ifindex;
+}
+
 }  // namespace
 
 RtnlMessage linkDumpRequest(std::uint32_t seq) {
@@ -62,9 +71,7 @@ RtnlMessage fdbDumpRequest(std::uint32_t seq) {
 RtnlMessage portVlanRequest(bool remove, int ifindex, const std::vector<PortVlan>& vlans,
                             std::uint32_t seq) {
    MessageBuilder m(remove ? RTM_DELLINK : RTM_SETLINK, NLM_F_ACK, seq);
-   auto* ifi = m.header<ifinfomsg>();
-   ifi->ifi_family = AF_BRIDGE;
-   ifi->ifi_index = ifindex;
+   linkHeader(m, AF_BRIDGE, ifindex);
    nlattr* afSpec = mnl_attr_nest_start(m.nlh(), IFLA_AF_SPEC);
    for (const PortVlan& v : vlans) {
       bridge_vlan_info info{};
@@ -74,6 +81,58 @@ RtnlMessage portVlanRequest(bool remove, int ifindex, const std::vector<PortVlan
       mnl_attr_put(m.nlh(), IFLA_BRIDGE_VLAN_INFO, sizeof(info), &info);
    }
    mnl_attr_nest_end(m.nlh(), afSpec);
+   return m.done();
+}
+
+RtnlMessage linkGetRequest(int ifindex, std::uint32_t seq) {
+   MessageBuilder m(RTM_GETLINK, NLM_F_ACK, seq);
+   linkHeader(m, AF_UNSPEC, ifindex);
+   return m.done();
+}
+
+RtnlMessage bridgeStpRequest(int bridgeIfindex, const BridgeStpSettings& settings,
+                             std::uint32_t seq) {
+   MessageBuilder m(RTM_NEWLINK, NLM_F_ACK, seq);
+   linkHeader(m, AF_UNSPEC, bridgeIfindex);
+   nlattr* info = mnl_attr_nest_start(m.nlh(), IFLA_LINKINFO);
+   mnl_attr_put_strz(m.nlh(), IFLA_INFO_KIND, "bridge");
+   nlattr* data = mnl_attr_nest_start(m.nlh(), IFLA_INFO_DATA);
+   if (settings.priority) {
+      mnl_attr_put_u16(m.nlh(), IFLA_BR_PRIORITY, *settings.priority);
+   }
+   const std::pair<int, const std::optional<std::uint32_t>*> timers[] = {
+       {IFLA_BR_MAX_AGE, &settings.maxAge},
+       {IFLA_BR_HELLO_TIME, &settings.helloTime},
+       {IFLA_BR_FORWARD_DELAY, &settings.forwardDelay},
+   };
+   for (const auto& [type, value] : timers) {
+      if (*value) {
+         mnl_attr_put_u32(m.nlh(), static_cast<std::uint16_t>(type), **value);
+      }
+   }
+   mnl_attr_nest_end(m.nlh(), data);
+   mnl_attr_nest_end(m.nlh(), info);
+   return m.done();
+}
+
+RtnlMessage portStpRequest(int ifindex, const Bridging::Input::StpPortConfig& settings,
+                           std::uint32_t seq) {
+   MessageBuilder m(RTM_SETLINK, NLM_F_ACK, seq);
+   linkHeader(m, AF_BRIDGE, ifindex);
+   // Marked nested: without the flag the kernel takes IFLA_PROTINFO for a bare port state.
+   nlattr* prot = mnl_attr_nest_start(m.nlh(), IFLA_PROTINFO);
+   prot->nla_type |= NLA_F_NESTED;
+   if (settings.priority) {
+      mnl_attr_put_u16(m.nlh(), IFLA_BRPORT_PRIORITY, *settings.priority);
+   }
+   if (settings.pathCost) {
+      mnl_attr_put_u32(m.nlh(), IFLA_BRPORT_COST, *settings.pathCost);
+   }
+   if (settings.enabled) {
+      mnl_attr_put_u8(m.nlh(), IFLA_BRPORT_STATE,
+                      *settings.enabled ? BR_STATE_FORWARDING : BR_STATE_DISABLED);
+   }
+   mnl_attr_nest_end(m.nlh(), prot);
    return m.done();
 }
 

@@ -141,19 +141,31 @@ int RtnlSocket::send(const RtnlMessage& message) {
 }
 
 int RtnlSocket::request(const RtnlMessage& request) {
+   LinkEvent ignored;
+   const int error = query(request, ignored);
+   return error == -ENODATA ? 0 : error;
+}
+
+int RtnlSocket::query(const RtnlMessage& request, LinkEvent& answer) {
    if (const int error = send(request)) {
       return error;
    }
    const std::uint32_t seq = reinterpret_cast<const nlmsghdr*>(request.data())->nlmsg_seq;
    std::vector<std::uint8_t> buffer;
+   bool answered = false;
    while (true) {
       const long n = receive(buffer);
       if (n < 0) {
          return static_cast<int>(n);
       }
-      for (const auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
-         if (const auto* ack = std::get_if<Ack>(&event); ack && ack->seq == seq) {
-            return ack->error;
+      // The answer comes right before its acknowledgement; a link read earlier belongs to a
+      // request that timed out, and is replaced.
+      for (auto& event : parseRtnlMessages(buffer.data(), buffer.size())) {
+         if (auto* link = std::get_if<LinkEvent>(&event)) {
+            answer = std::move(*link);
+            answered = true;
+         } else if (const auto* ack = std::get_if<Ack>(&event); ack && ack->seq == seq) {
+            return ack->error ? ack->error : answered ? 0 : -ENODATA;
          }
       }
    }

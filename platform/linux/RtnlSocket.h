@@ -57,6 +57,9 @@ class RtnlSocket {
    int send(const RtnlMessage& message);
    // Sends an acknowledged request: 0, or the kernel's negative errno.
    int request(const RtnlMessage& request);
+   // Sends an acknowledged RTM_GETLINK and takes the link it answers with: 0, or the kernel's
+   // negative errno (-ENODATA when it acknowledged without one).
+   int query(const RtnlMessage& request, LinkEvent& answer);
 
    // Receive buffer of the event socket: room for a burst of notifications.
    static constexpr int eventBufferBytes = 32 * 1024 * 1024;
