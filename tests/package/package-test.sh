@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# The Debian package end to end: built from the build tree, linted, installed, its programs
-# saying its version, serving with the installed snippet and plug-in in a private snmpd, removed
-# leaving only its configuration, purged leaving nothing.
+# The Debian package end to end: built from the build tree, linted, its programs saying its
+# version; installed, serving in snmpd as Debian runs it, removed leaving only its
+# configuration, purged leaving nothing.
 #
 #   package-test.sh <builddir>
 #
-# As root with no bridgesnmp package installed, it installs into the system and removes it
-# again; otherwise it extracts into a scratch root and does not test removal.
+# Installing needs root and no bridgesnmp package installed already; otherwise only the
+# package's contents are checked, and the test says so.
 set -euo pipefail
 
 src=$(cd "$(dirname "$0")/../.." && pwd)
@@ -27,57 +27,30 @@ apt() { apt-get -qq -y -o DPkg::Lock::Timeout=120 "$@" >"$work/log" 2>&1 || fail
 
 deb=$("$src/tools/build-deb.sh" "$1" "$work/deb" 2>"$work/log") || fail "the package did not build"
 lintian -I --fail-on error,warning "$deb" >"$work/log" 2>&1 || fail "lintian reports errors or warnings"
-root=$work/root
-if [ "$(id -u)" -eq 0 ] && ! dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null | grep -q installed; then
-   apt install "$deb"
-   installed=yes root=
-   dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
-   dpkg -L bridgesnmp >"$work/files"
-   grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" &&
-      grep -qx /etc/snmp/bridgesnmp-agentx.conf "$work/conffiles" || fail "conffiles: $(cat "$work/conffiles")"
-else
+root=
+if [ "$(id -u)" -ne 0 ] || dpkg-query -W -f='${Status}' bridgesnmp 2>/dev/null | grep -q installed; then
+   root=$work/root
    dpkg -x "$deb" "$root"
+else
+   apt install "$deb"
+   installed=yes
 fi
 for program in usr/bin/bridgectl usr/sbin/bridgesnmp-agentx; do
    [ "$("$root/$program" --version)" = "${program##*/} $(dpkg-deb -f "$deb" Version)" ] ||
       fail "$program --version does not say the package's version"
 done
-snippet=$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf
-! grep -Eqv '^[[:space:]]*(#|$)' "$snippet" || fail "the snippet loads something as installed"
-
-# The snippet's plug-in lines uncommented, with our own control socket, in an snmpd without
-# its own interface tables (so the switch's ports are IF-MIB's). Installed, the plug-in's
-# compiled default topology is used; in a scratch root, the snippet's, moved there.
-drop=ControlSocket
-[ -n "$root" ] || drop="ControlSocket|Topology"
-{
-   echo "rocommunity public 127.0.0.1"
-   sed -n -e 's/^#\(dlmod\|bridgesnmp\)/\1/' -e "s| /usr/| $root/usr/|" -e '/^\(dlmod\|bridgesnmp\)/p' \
-      "$snippet" | grep -Ev "^bridgesnmp($drop) "
-   echo "bridgesnmpControlSocket $work/control.sock"
-} >"$work/snmpd.conf"
-grep -q "^dlmod bridgesnmp $root/usr/lib/" "$work/snmpd.conf" || fail "the snippet loads no plug-in"
-for _ in 1 2 3; do
-   port=$((20000 + RANDOM % 40000))
-   SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work MIBS='' /usr/sbin/snmpd -f -C -c "$work/snmpd.conf" \
-      -I -ifTable,-ifXTable,-interfaces -Lf "$work/log" "udp:127.0.0.1:$port" </dev/null >/dev/null 2>&1 &
-   pid=$!
-   for _ in $(seq 100); do
-      answer=$(MIBS='' snmpget -v2c -c public -On -t 0.2 -r 0 "127.0.0.1:$port" \
-         1.3.6.1.2.1.17.1.3.0 1.3.6.1.2.1.31.1.1.1.1.1 2>/dev/null) && break
-      kill -0 "$pid" 2>/dev/null || break
-      sleep 0.1
-   done
-   kill -0 "$pid" 2>/dev/null || ! grep -q "Error opening specified endpoint" "$work/log" && break
-done
-[ "${answer:-}" = '.1.3.6.1.2.1.17.1.3.0 = INTEGER: 2
-.1.3.6.1.2.1.31.1.1.1.1.1 = STRING: "Ethernet1"' ] || fail "snmpd answered: ${answer:-nothing}"
-kill "$pid"
-wait "$pid" || true
-pid=
-[ -n "$root" ] || grep -q "loaded topology /usr/share/bridgesnmp/lab-switch.yaml" "$work/log" ||
-   fail "the installed default topology was not loaded"
-[ -z "$root" ] || exit 0
+! grep -Eqv '^[[:space:]]*(#|$)' "$root/etc/snmp/snmpd.conf.d/bridgesnmp.conf" ||
+   fail "the snippet loads something as installed"
+if [ -n "$root" ]; then
+   echo "package test: installing and serving skipped (they need root and no bridgesnmp package installed)"
+   exit 0
+fi
+dpkg-query -W -f='${Conffiles}\n' bridgesnmp | awk 'NF { print $1 }' >"$work/conffiles"
+dpkg -L bridgesnmp >"$work/files"
+grep -qx /etc/snmp/snmpd.conf.d/bridgesnmp.conf "$work/conffiles" &&
+   grep -qx /etc/snmp/bridgesnmp-agentx.conf "$work/conffiles" || fail "conffiles: $(cat "$work/conffiles")"
+port=$(python3 -c 'import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
 
 # As Debian's snmpd.service runs snmpd: its own snmpd.conf (listening on a private port, its
 # AgentX socket private too), the installed snippet's lines uncommented as its comments say,
