@@ -16,7 +16,7 @@ namespace {
 // veltraDot1qTpFdbTable: the learned rows of dot1qTpFdbTable, indexed by
 // (veltraDot1qTpFdbTimeMark, dot1qFdbId, dot1qTpFdbAddress); the time mark shows only the
 // addresses that moved since it.
-struct MoveTable : Snmp::FdbEntryRows<MoveTable> {
+struct MoveTable : Snmp::KeyedRows<MoveTable, &BridgeSnmp::QBridgeMib::dot1qTpFdbTableCollection> {
    static constexpr const char* name = "veltraDot1qTpFdbTable";
    static constexpr const char* unit = "BridgeExt";
    static constexpr Snmp::EntityAt<Entity> entity{"snmp/swix/qbridgemib", "BridgeSnmp::QBridgeMib"};
@@ -24,15 +24,14 @@ struct MoveTable : Snmp::FdbEntryRows<MoveTable> {
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_TIMETICKS, "veltraDot1qTpFdbTimeMark"},
                                                  {ASN_UNSIGNED, "dot1qFdbId"},
                                                  {ASN_PRIV_IMPLIED_OCTET_STR, "dot1qTpFdbAddress"}};
-   static constexpr unsigned indexCount = 3;
-   static constexpr bool timeFiltered = true;
+   static constexpr const char* keyName = "fid/address";
+   static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
    static constexpr const char* filterName = "QBridgeExtRowFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<MoveTable>(row, Snmp::QBridgeExtRowFilter);
    }
    static double changeTime(const Row& row) { return row.lastMoveTime(); }
    static constexpr const char* changeTimeName = "lastMoveTime";
-   static constexpr const char* timeMarkName = "veltraDot1qTpFdbTimeMark";
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {
        {2, "veltraDot1qTpFdbNumMoves", ASN_COUNTER, Snmp::u64ToCounter32, "moves", [](const Row& r) { return r.moves(); }},

@@ -95,23 +95,16 @@ struct BasePortTable : Snmp::BasePortRows<BasePortTable> {
 };
 
 // dot1dTpFdbTable: the addresses of FID 1, indexed by the address (implied length).
-struct TpFdbTable : Snmp::KeyedRows<TpFdbTable, Velnet::EthAddr> {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1dTpFdbTableMap;
-   using Key = Velnet::EthAddr;
-   using Row = BridgeSnmp::Dot1dTpFdbEntry;
+struct TpFdbTable
+    : Snmp::KeyedRows<TpFdbTable, &BridgeSnmp::QBridgeMib::dot1dTpFdbTableCollection> {
    static constexpr const char* name = "dot1dTpFdbTable";
    static constexpr const char* unit = "BridgeMib";
    static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 4, 3};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_PRIV_IMPLIED_OCTET_STR, "dot1dTpFdbAddress"}};
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* filterName = "BridgeRowFilter";
    static constexpr const char* keyName = "address";
    static constexpr const char* keyTypeName = "Velnet::EthAddr";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1dTpFdbTableCollection();
-   }
    static bool filter(const Collection::IteratorConst& row) { return Snmp::BridgeRowFilter(row); }
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {

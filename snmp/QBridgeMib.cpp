@@ -80,24 +80,16 @@ const Snmp::Scalar scalars[] = {
 
 // dot1qFdbTable: one row per filtering database, from the switch's own learned-host status,
 // indexed by dot1qFdbId.
-struct FdbTable : Snmp::KeyedRows<FdbTable, Bridging::Fid> {
-   using Entity = Bridging::Status;
-   using Collection = Bridging::FdbStatusMap;
-   using Key = Bridging::Fid;
-   using Row = Bridging::FdbStatus;
+struct FdbTable : Snmp::KeyedRows<FdbTable, &Bridging::Status::fdbStatusCollection> {
    static constexpr const char* name = "dot1qFdbTable";
    static constexpr const char* unit = "QBridgeMib";
    static constexpr Snmp::EntityAt<Entity> entity{"snmp/swix/qbridgemib.status",
                                                   "Bridging::Status"};
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 1};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qFdbId"}};
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* filterName = "Dot1qFdbTableFilter";
    static constexpr const char* keyName = "fid";
    static constexpr const char* keyTypeName = "Bridging::Fid";
-   static const Collection& collection(const Entity& status) {
-      return status.fdbStatusCollection();
-   }
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<FdbTable>(row, Snmp::Dot1qFdbTableFilter);
    }
@@ -109,11 +101,16 @@ struct FdbTable : Snmp::KeyedRows<FdbTable, Bridging::Fid> {
 };
 
 // dot1qTpFdbTable: the addresses of every FID, indexed by (dot1qFdbId, dot1qTpFdbAddress).
-struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
+struct TpFdbTable
+    : Snmp::KeyedRows<TpFdbTable, &BridgeSnmp::QBridgeMib::dot1qTpFdbTableCollection> {
    static constexpr const char* name = "dot1qTpFdbTable";
    static constexpr const char* unit = "QBridgeMib";
    static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 2};
+   static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qFdbId"},
+                                                 {ASN_PRIV_IMPLIED_OCTET_STR, "dot1qTpFdbAddress"}};
+   static constexpr const char* keyName = "fid/address";
+   static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
    static constexpr const char* filterName = "QBridgeRowFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<TpFdbTable>(row, Snmp::QBridgeRowFilter);
@@ -129,27 +126,18 @@ struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
 
 // dot1qVlanCurrentTable: one row per VLAN that is up, indexed by (dot1qVlanTimeMark,
 // dot1qVlanIndex); the time mark shows only the rows whose ports changed since it.
-struct VlanCurrentTable : Snmp::KeyedRows<VlanCurrentTable, std::uint32_t> {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1qVlanCurrentTableMap;
-   using Key = std::uint32_t;
-   using Row = BridgeSnmp::Dot1qVlanCurrentEntry;
+struct VlanCurrentTable
+    : Snmp::KeyedRows<VlanCurrentTable, &BridgeSnmp::QBridgeMib::dot1qVlanCurrentTableCollection> {
    static constexpr const char* name = "dot1qVlanCurrentTable";
    static constexpr const char* unit = "QBridgeMib";
    static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 2};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_TIMETICKS, "dot1qVlanTimeMark"},
                                                  {ASN_UNSIGNED, "dot1qVlanIndex"}};
-   static constexpr unsigned indexCount = 2;
-   static constexpr bool timeFiltered = true;
    static constexpr const char* keyName = "index";
    static constexpr const char* keyTypeName = "U32";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1qVlanCurrentTableCollection();
-   }
    static double changeTime(const Row& row) { return row.lastChange(); }
    static constexpr const char* changeTimeName = "lastChange";
-   static constexpr const char* timeMarkName = "dot1qVlanTimeMark";
    // Learning is independent per VLAN: a VLAN's FID is its VLAN id. Every VLAN here comes
    // from the switch's configuration: permanent(2).
    // clang-format off

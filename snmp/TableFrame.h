@@ -18,7 +18,8 @@
 
 // The frame every table of the module shares: net-snmp's table-iterator callbacks over one
 // ordered collection of an entity, with the requested row as a hint, row and time filters.
-// A table is a policy class (TableHandler.h and CacheRows.h add the rest):
+// A table is a policy class (TableHandler.h and CacheRows.h add the rest; KeyedRows there
+// gives the defaults of a table without filters and without a time mark):
 //
 //   struct Policy {
 //      using Entity = ...;                      // what the iterator's myvoid points at
@@ -26,6 +27,7 @@
 //      static constexpr const char* name, *unit;        // "dot1dBasePortTable", "BridgeMib"
 //      static constexpr EntityAt<Entity> entity;        // in the null-entity assertion
 //      static constexpr unsigned indexCount;            // index components, time mark included
+//      static constexpr bool timeFiltered;              // whether the first index is a time mark
 //      static constexpr const char* keyName, *keyTypeName;  // "port", "Interface::EthPortId"
 //      static const Collection& collection(const Entity&);
 //      // The key named by the hint's components (after the time mark), or nothing (traced);
@@ -39,25 +41,6 @@
 //      static double changeTime(const Row&);
 //   };
 namespace Snmp {
-
-// What a table without filters and without a time mark declares; its policy derives from
-// this and states only what differs.
-struct TablePolicyDefaults {
-   static constexpr bool timeFiltered = false;
-   static constexpr const char* filterName = nullptr;
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
-   // Lower wins over another registration of the same subtree (snmpd's own modules: 127).
-   static constexpr int priority = DEFAULT_MIB_PRIORITY;
-   template <class Iterator>
-   static bool filter(const Iterator&) {
-      return true;
-   }
-   template <class Row>
-   static double changeTime(const Row&) {
-      return 0;
-   }
-};
 
 template <class Policy>
 struct TableFrame {

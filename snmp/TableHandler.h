@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <exception>
 #include <iterator>
 #include <optional>
@@ -29,8 +30,8 @@ inline constexpr const char* setPhaseNames[] = {"SET_RESERVE1", "SET_RESERVE2", 
 //   static constexpr EntityAt<Entity> entity;  // where the handler's entity is mounted
 //   static constexpr oid tableOid[];
 //   static constexpr IndexSpec indexes[];
-// and, for a read-write table, one phase of a SET of a writable column of an existing row
-// (the varbind is request->requestvb), returning the error status:
+// and, for a read-write table (one with a writable column), one phase of a SET of a writable column
+// of an existing row (the varbind is request->requestvb), returning the error status:
 //   static int setColumn(SetPhase, netsnmp_agent_request_info*,
 //                        const TableFrame<Policy>::DataContext&, unsigned column,
 //                        netsnmp_request_info* request);
@@ -44,7 +45,8 @@ template <class Policy>
 struct TableHandler {
    using Frame = TableFrame<Policy>;
    using Row = std::remove_const_t<typename Frame::Row>;
-   static constexpr bool writable = requires { &Policy::setColumn; };
+   static constexpr bool writable = std::ranges::any_of(
+       Policy::columns, [](const Column<Row>& c) { return c.set == SetAccess::writable; });
 
    static int handle(netsnmp_mib_handler*, netsnmp_handler_registration*,
                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
