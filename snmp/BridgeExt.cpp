@@ -16,7 +16,7 @@ namespace {
 // veltraDot1qTpFdbTable: the learned rows of dot1qTpFdbTable, indexed by
 // (veltraDot1qTpFdbTimeMark, dot1qFdbId, dot1qTpFdbAddress); the time mark shows only the
 // addresses that moved since it.
-struct MoveTable : Snmp::KeyedRows<MoveTable, &BridgeSnmp::QBridgeMib::dot1qTpFdbTableCollection> {
+struct MoveTable : Snmp::FdbEntryRows<MoveTable> {
    static constexpr const char* name = "veltraDot1qTpFdbTable";
    static constexpr const char* unit = "BridgeExt";
    static constexpr Snmp::EntityAt<Entity> entity{"snmp/swix/qbridgemib", "BridgeSnmp::QBridgeMib"};
@@ -24,8 +24,6 @@ struct MoveTable : Snmp::KeyedRows<MoveTable, &BridgeSnmp::QBridgeMib::dot1qTpFd
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_TIMETICKS, "veltraDot1qTpFdbTimeMark"},
                                                  {ASN_UNSIGNED, "dot1qFdbId"},
                                                  {ASN_PRIV_IMPLIED_OCTET_STR, "dot1qTpFdbAddress"}};
-   static constexpr const char* keyName = "fid/address";
-   static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
    static constexpr const char* filterName = "QBridgeExtRowFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<MoveTable>(row, Snmp::QBridgeExtRowFilter);
@@ -45,8 +43,7 @@ struct MoveTable : Snmp::KeyedRows<MoveTable, &BridgeSnmp::QBridgeMib::dot1qTpFd
 SNMP_TABLE(veltraDot1qTpFdbTable, MoveTable)
 
 void init_BridgeExt() {
-   Snmp::debugInitializing("BridgeExt", __func__, "BridgeExt", __LINE__);
-   initialize_table_veltraDot1qTpFdbTable();
+   Snmp::initUnit("BridgeExt", __func__, __LINE__, {}, {initialize_table_veltraDot1qTpFdbTable});
 }
 
 SNMP_UNIT_REGISTRATION(BridgeExt)

@@ -45,17 +45,16 @@ const Snmp::Scalar scalars[] = {
      handle_dot1dBaseBridgeAddress,
      {1, 3, 6, 1, 2, 1, 17, 1, 1},
      ASN_OCTET_STR,
-     attribute(config, "bridgeMacAddr", Snmp::velnetEthAddrToAsnOctetString,
-               [](const Bridging::Config& c) { return c.bridgeMacAddr(); }),
+     attribute<&Bridging::Config::bridgeMacAddr>(config, "bridgeMacAddr",
+                                                 Snmp::velnetEthAddrToAsnOctetString),
      HANDLER_CAN_RONLY,
      {6}},
     {"dot1dBaseNumPorts",
      handle_dot1dBaseNumPorts,
      {1, 3, 6, 1, 2, 1, 17, 1, 2},
      ASN_INTEGER,
-     attribute(
-         cache, "dot1dBasePortTables", Snmp::s32ToAsnInteger,
-         [](const auto& mib) { return static_cast<std::int32_t>(mib.dot1dBasePortTables()); })},
+     attribute<&BridgeSnmp::QBridgeMib::dot1dBasePortTables>(cache, "dot1dBasePortTables",
+                                                             Snmp::s32ToAsnInteger)},
     {"dot1dBaseType",
      handle_dot1dBaseType,
      {1, 3, 6, 1, 2, 1, 17, 1, 3},
@@ -121,10 +120,8 @@ SNMP_TABLE(dot1dBasePortTable, BasePortTable)
 SNMP_TABLE(dot1dTpFdbTable, TpFdbTable)
 
 void init_BridgeMib() {
-   Snmp::debugInitializing("BridgeMib", __func__, "BridgeMib", __LINE__);
-   Snmp::registerScalars(unit, scalars);
-   initialize_table_dot1dBasePortTable();
-   initialize_table_dot1dTpFdbTable();
+   Snmp::initUnit(unit, __func__, __LINE__, scalars,
+                  {initialize_table_dot1dBasePortTable, initialize_table_dot1dTpFdbTable});
 }
 
 SNMP_UNIT_REGISTRATION(BridgeMib)

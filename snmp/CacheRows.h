@@ -1,17 +1,14 @@
 #pragma once
 
 #include <iterator>
-#include <optional>
-#include <ostream>
-#include <span>
+#include <type_traits>
 
 #include "model/QBridgeMib.h"
 #include "snmp/IndexCodec.h"
 #include "snmp/TableFrame.h"
 
-// Table policies share the key codec and the row collections of the cache: a table names
-// itself (`name`, `unit`) and its `indexes` (a time mark first, when it has one), and derives
-// from the collection it walks, named by the entity's accessor.
+// A table policy names itself (`name`, `unit`) and its `indexes` (a time mark first, when it
+// has one), and derives from the collection it walks, named by the entity's accessor.
 namespace Snmp {
 
 template <class Accessor>
@@ -22,28 +19,19 @@ struct AccessorOf<const C& (E::*)() const> {
    using Collection = C;
 };
 
-// The entity, collection, key and row types of a table's rows, and the hint, index values and
-// trace form of a key, from the table's indexes.
+// The entity, collection, key and row types of a table's rows; its index count and time mark,
+// from its indexes; and the defaults of a table without a row filter.
 template <class Table, auto collectionOf>
 struct KeyedRows {
    using Entity = typename AccessorOf<decltype(collectionOf)>::Entity;
    using Collection = typename AccessorOf<decltype(collectionOf)>::Collection;
    using Key = typename Collection::Key;
-   using Row = typename Kel::detail::RowOf<typename Collection::Value>::type;
+   using Row = std::remove_const_t<typename Kel::detail::RowOf<typename Collection::Value>::type>;
    static constexpr unsigned indexCount = std::size(Table::indexes);
    // A time mark, when the table has one, is its first index.
    static constexpr bool timeFiltered = Table::indexes[0].type == ASN_TIMETICKS;
    static constexpr const char* timeMarkName = timeFiltered ? Table::indexes[0].name : "";
    static const Collection& collection(const Entity& entity) { return (entity.*collectionOf)(); }
-   static std::optional<Key> hintKey(const netsnmp_variable_list* c) {
-      const std::span<const IndexSpec> indexes(Table::indexes);
-      return Index::hint<Key>(c, indexes.subspan(Table::timeFiltered ? 1 : 0), Table::unit,
-                              Table::name);
-   }
-   static void putIndexes(netsnmp_variable_list* vars, const Key& key) {
-      Index::KeyIndex<Key>::put(vars, key);
-   }
-   static void printKey(std::ostream& os, const Key& key) { os << key; }
    // No row filter and no change time, unless the table states them.
    static constexpr const char* filterName = nullptr;
    static constexpr const char* changeTimeName = "";
@@ -59,6 +47,13 @@ struct BasePortRows : KeyedRows<Table, &BridgeSnmp::QBridgeMib::dot1dBasePortTab
    static constexpr IndexSpec indexes[] = {{ASN_INTEGER, "dot1dBasePort"}};
    static constexpr const char* keyName = "port";
    static constexpr const char* keyTypeName = "Interface::EthPortId";
+};
+
+// The cache's forwarding-entry rows, keyed by FID and address.
+template <class Table>
+struct FdbEntryRows : KeyedRows<Table, &BridgeSnmp::QBridgeMib::dot1qTpFdbTableCollection> {
+   static constexpr const char* keyName = "fid/address";
+   static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
 };
 
 }  // namespace Snmp

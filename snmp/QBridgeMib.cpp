@@ -55,9 +55,8 @@ const Snmp::Scalar scalars[] = {
      handle_dot1qNumVlans,
      {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 4},
      ASN_UNSIGNED,
-     attribute(
-         cache, "dot1qVlanStaticTables", Snmp::s32ToAsnInteger,
-         [](const auto& mib) { return static_cast<std::int32_t>(mib.dot1qVlanStaticTables()); })},
+     attribute<&BridgeSnmp::QBridgeMib::dot1qVlanStaticTables>(cache, "dot1qVlanStaticTables",
+                                                               Snmp::s32ToAsnInteger)},
     {"dot1qGvrpStatus",
      handle_dot1qGvrpStatus,
      {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 5},
@@ -68,9 +67,8 @@ const Snmp::Scalar scalars[] = {
      handle_dot1qVlanNumDeletes,
      {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 1},
      ASN_COUNTER,
-     attribute(
-         cache, "dot1qVlanNumDeletes", Snmp::s32ToAsnInteger,
-         [](const auto& mib) { return static_cast<std::int32_t>(mib.dot1qVlanNumDeletes()); })},
+     attribute<&BridgeSnmp::QBridgeMib::dot1qVlanNumDeletes>(cache, "dot1qVlanNumDeletes",
+                                                             Snmp::s32ToAsnInteger)},
     {"dot1qNextFreeLocalVlanIndex",
      handle_dot1qNextFreeLocalVlanIndex,
      {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 4},
@@ -101,16 +99,13 @@ struct FdbTable : Snmp::KeyedRows<FdbTable, &Bridging::Status::fdbStatusCollecti
 };
 
 // dot1qTpFdbTable: the addresses of every FID, indexed by (dot1qFdbId, dot1qTpFdbAddress).
-struct TpFdbTable
-    : Snmp::KeyedRows<TpFdbTable, &BridgeSnmp::QBridgeMib::dot1qTpFdbTableCollection> {
+struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
    static constexpr const char* name = "dot1qTpFdbTable";
    static constexpr const char* unit = "QBridgeMib";
    static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 2};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qFdbId"},
                                                  {ASN_PRIV_IMPLIED_OCTET_STR, "dot1qTpFdbAddress"}};
-   static constexpr const char* keyName = "fid/address";
-   static constexpr const char* keyTypeName = "BridgeSnmp::Dot1qTpFdbEntryKey";
    static constexpr const char* filterName = "QBridgeRowFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<TpFdbTable>(row, Snmp::QBridgeRowFilter);
@@ -158,13 +153,10 @@ SNMP_TABLE(dot1qTpFdbTable, TpFdbTable)
 SNMP_TABLE(dot1qVlanCurrentTable, VlanCurrentTable)
 
 void init_QBridgeMib() {
-   Snmp::debugInitializing("QBridgeMib", __func__, "QBridgeMib", __LINE__);
-   Snmp::registerScalars(unit, scalars);
-   initialize_table_dot1qFdbTable();
-   initialize_table_dot1qTpFdbTable();
-   initialize_table_dot1qVlanCurrentTable();
-   initialize_table_dot1qVlanStaticTable();
-   initialize_table_dot1qPortVlanTable();
+   Snmp::initUnit(unit, __func__, __LINE__, scalars,
+                  {initialize_table_dot1qFdbTable, initialize_table_dot1qTpFdbTable,
+                   initialize_table_dot1qVlanCurrentTable, initialize_table_dot1qVlanStaticTable,
+                   initialize_table_dot1qPortVlanTable});
 }
 
 SNMP_UNIT_REGISTRATION(QBridgeMib)

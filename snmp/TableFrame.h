@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <exception>
 #include <optional>
-#include <sstream>
+#include <span>
 #include <string>
 
 #include "platform/kel/Assert.h"
@@ -30,11 +30,7 @@
 //      static constexpr bool timeFiltered;              // whether the first index is a time mark
 //      static constexpr const char* keyName, *keyTypeName;  // "port", "Interface::EthPortId"
 //      static const Collection& collection(const Entity&);
-//      // The key named by the hint's components (after the time mark), or nothing (traced);
-//      // a row's index values into net-snmp's list; the key as traces show it.
-//      static std::optional<K> hintKey(netsnmp_variable_list* components);
-//      static void putIndexes(netsnmp_variable_list* vars, const K& key);
-//      static void printKey(std::ostream&, const K&);
+//      static constexpr IndexSpec indexes[];   // a time mark first, then the key's (IndexCodec.h)
 //      // Row filter, named filterName in traces; the defaults have none and no time mark.
 //      static bool filter(const typename Collection::IteratorConst& row);
 //      // A time-filtered table's row time that the mark is compared with.
@@ -71,11 +67,11 @@ struct TableFrame {
 
    static std::string fn(const char* what) { return std::string(Policy::name) + what; }
 
-   // What the first data point asserts of the iterator's entity: the policy's own text, or
-   // where the entity should be mounted and of what type.
+   // What the first data point asserts of the iterator's entity: the policy's own text (after
+   // the callback's name), or where the entity should be mounted and of what type.
    static std::string entityText() {
       if constexpr (requires { Policy::entityText; }) {
-         return Policy::entityText;
+         return fn("_get_first_data_point - ") + Policy::entityText;
       } else {
          return fn("_get_first_data_point") + " - entity /ve/Statedb/" + Policy::entity.path +
                 " is not of type " + Policy::entity.typeName;
@@ -200,7 +196,9 @@ struct TableFrame {
       {
          Kel::Expect expect(Kel::ExceptionId::range);
          try {
-            key = Policy::hintKey(components);
+            const std::span<const IndexSpec> indexes(Policy::indexes);
+            key = Index::hint<Key>(components, indexes.subspan(Policy::timeFiltered ? 1 : 0),
+                                   Policy::unit, Policy::name);
          } catch (const Kel::Exception& e) {
             SNMP_TRACE(0, Policy::unit,
                        "Bad hint for " << Policy::name << ": " << Policy::keyTypeName
@@ -220,11 +218,8 @@ struct TableFrame {
             SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=1");
             return;
          }
-         std::ostringstream text;
-         Policy::printKey(text, *key);
          SNMP_TRACE(2, Policy::unit,
-                    fn("_get_first_data_point")
-                        << " - key '" << text.str() << "' not found in table");
+                    fn("_get_first_data_point") << " - key '" << *key << "' not found in table");
       }
       SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=0");
       startAtOrAfter(loop, hint);
@@ -249,15 +244,11 @@ struct TableFrame {
       }
       const auto least = Index::leastKeyAtOrAfter(index, length, Index::KeyIndex<Key>::shape);
       loop.it = least ? rows.lowerBound(Index::KeyIndex<Key>::make(*least)) : rows.end();
-      if (Snmp::snmpTrace().enabled(2)) [[unlikely]] {
-         std::ostringstream text;
-         if (loop.it) {
-            Policy::printKey(text, loop.it.key());
-         } else {
-            text << "past the end";
-         }
+      if (loop.it) {
          SNMP_TRACE(2, Policy::unit,
-                    fn("_get_first_data_point") << " - starting at " << text.str());
+                    fn("_get_first_data_point") << " - starting at " << loop.it.key());
+      } else {
+         SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - starting at past the end");
       }
    }
 
@@ -321,14 +312,10 @@ struct TableFrame {
          snmp_set_var_value(rest, &mark, sizeof mark);
          rest = rest->next_variable;
       }
-      Policy::putIndexes(rest, loop.it.key());
-      if (Snmp::snmpTrace().enabled(2)) [[unlikely]] {
-         std::ostringstream text;
-         Policy::printKey(text, loop.it.key());
-         SNMP_TRACE(2, Policy::unit,
-                    Policy::name << "IterationHelper - iterator has another value: "
-                                 << Policy::keyName << "=" << text.str());
-      }
+      Index::KeyIndex<Key>::put(rest, loop.it.key());
+      SNMP_TRACE(2, Policy::unit,
+                 Policy::name << "IterationHelper - iterator has another value: " << Policy::keyName
+                              << "=" << loop.it.key());
       return vars;
    }
 };
