@@ -40,39 +40,15 @@ using Snmp::attribute;
 // dot1dBaseType: transparent-only(2). dot1dTpLearnedEntryDiscards: this bridge never
 // discards a learned entry for want of room. dot1dTpAgingTime is registered read-write, yet
 // every SET is refused with notWritable.
+// clang-format off
 const Snmp::Scalar scalars[] = {
-    {"dot1dBaseBridgeAddress",
-     handle_dot1dBaseBridgeAddress,
-     {1, 3, 6, 1, 2, 1, 17, 1, 1},
-     ASN_OCTET_STR,
-     attribute<&Bridging::Config::bridgeMacAddr>(config, "bridgeMacAddr",
-                                                 Snmp::velnetEthAddrToAsnOctetString),
-     HANDLER_CAN_RONLY,
-     {6}},
-    {"dot1dBaseNumPorts",
-     handle_dot1dBaseNumPorts,
-     {1, 3, 6, 1, 2, 1, 17, 1, 2},
-     ASN_INTEGER,
-     attribute<&BridgeSnmp::QBridgeMib::dot1dBasePortTables>(cache, "dot1dBasePortTables",
-                                                             Snmp::s32ToAsnInteger)},
-    {"dot1dBaseType",
-     handle_dot1dBaseType,
-     {1, 3, 6, 1, 2, 1, 17, 1, 3},
-     ASN_INTEGER,
-     Snmp::constant(2)},
-    {"dot1dTpLearnedEntryDiscards",
-     handle_dot1dTpLearnedEntryDiscards,
-     {1, 3, 6, 1, 2, 1, 17, 4, 1},
-     ASN_COUNTER,
-     Snmp::constant(0)},
-    {"dot1dTpAgingTime",
-     handle_dot1dTpAgingTime,
-     {1, 3, 6, 1, 2, 1, 17, 4, 2},
-     ASN_INTEGER,
-     attribute(config, "hostAgingTime", Snmp::hostAgingTimeToAsnInteger,
-               [](const Bridging::Config& c) { return agingSeconds(c); }),
-     HANDLER_CAN_RWRITE},
+    {SNMP_SCALAR_NAMED(dot1dBaseBridgeAddress), {1, 3, 6, 1, 2, 1, 17, 1, 1}, ASN_OCTET_STR, attribute<&Bridging::Config::bridgeMacAddr>(config, "bridgeMacAddr", Snmp::velnetEthAddrToAsnOctetString), HANDLER_CAN_RONLY, {6}},
+    {SNMP_SCALAR_NAMED(dot1dBaseNumPorts), {1, 3, 6, 1, 2, 1, 17, 1, 2}, ASN_INTEGER, attribute<&BridgeSnmp::QBridgeMib::dot1dBasePortTables>(cache, "dot1dBasePortTables", Snmp::s32ToAsnInteger)},
+    {SNMP_SCALAR_NAMED(dot1dBaseType), {1, 3, 6, 1, 2, 1, 17, 1, 3}, ASN_INTEGER, Snmp::constant(2)},
+    {SNMP_SCALAR_NAMED(dot1dTpLearnedEntryDiscards), {1, 3, 6, 1, 2, 1, 17, 4, 1}, ASN_COUNTER, Snmp::constant(0)},
+    {SNMP_SCALAR_NAMED(dot1dTpAgingTime), {1, 3, 6, 1, 2, 1, 17, 4, 2}, ASN_INTEGER, attribute(config, "hostAgingTime", Snmp::hostAgingTimeToAsnInteger, [](const Bridging::Config& c) { return agingSeconds(c); }), HANDLER_CAN_RWRITE},
 };
+// clang-format on
 
 // dot1dBasePortTable: one row per bridge port, indexed by dot1dBasePort. The port number is
 // encoded unsigned and typed INTEGER, as the MIB declares the column.

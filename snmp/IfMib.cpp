@@ -109,8 +109,7 @@ SNMP_TABLE(ifXTable, IfXTable)
 namespace {
 
 // ifNumber: how many rows ifTable has.
-const Snmp::Scalar ifNumber = {"ifNumber",
-                               handle_ifNumber,
+const Snmp::Scalar ifNumber = {SNMP_SCALAR_NAMED(ifNumber),
                                {1, 3, 6, 1, 2, 1, 2, 1},
                                ASN_INTEGER,
                                Snmp::attribute(

@@ -199,6 +199,9 @@ int getColumn(const Column<Row>& column, const Row& row, netsnmp_variable_list* 
 
 }  // namespace Snmp
 
+// The first two fields of a scalar's row: its name and its handler, handle_<object>.
+#define SNMP_SCALAR_NAMED(object) #object, handle_##object
+
 // Defines the named net-snmp node handler of a scalar, handle_<object>.
 #define SNMP_SCALAR_HANDLER(object)                                                           \
    int handle_##object(netsnmp_mib_handler* handler, netsnmp_handler_registration* reg,       \

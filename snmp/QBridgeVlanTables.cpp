@@ -51,10 +51,9 @@ int refused(int status, const char* why, const netsnmp_request_info* request, co
 // untagged ports, which the request's PVID bindings must match.
 struct VlanStaticTable
     : Snmp::KeyedRows<VlanStaticTable, &BridgeSnmp::QBridgeMib::dot1qVlanStaticTableCollection>,
-      RequestWideSet<VlanStaticTable> {
+      RequestWideSet<VlanStaticTable>,
+      QBridgeMibUnit::CacheTable {
    static constexpr const char* name = "dot1qVlanStaticTable";
-   static constexpr const char* unit = "QBridgeMib";
-   static constexpr auto entity = QBridgeMibUnit::cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 3};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qVlanIndex"}};
    static constexpr const char* keyName = "index";
@@ -96,10 +95,10 @@ struct VlanStaticTable
 
 // dot1qPortVlanTable: one row per bridge port with a switchport configuration that carries
 // VLANs, indexed by dot1dBasePort.
-struct PortVlanTable : Snmp::BasePortRows<PortVlanTable>, RequestWideSet<PortVlanTable> {
+struct PortVlanTable : Snmp::BasePortRows<PortVlanTable>,
+                       RequestWideSet<PortVlanTable>,
+                       QBridgeMibUnit::CacheTable {
    static constexpr const char* name = "dot1qPortVlanTable";
-   static constexpr const char* unit = "QBridgeMib";
-   static constexpr auto entity = QBridgeMibUnit::cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 5};
    static constexpr const char* filterName = "Dot1qPortVlanTableFilter";
    static bool filter(const Collection::IteratorConst& row) {
