@@ -1,6 +1,7 @@
 #!/bin/sh
 # Plants each known fault in the product in turn, builds, runs the tests of <build dir>, and
-# prints the tests that failed; the product file is restored after every fault.
+# prints the tests that failed (skipped ones are not counted); the product file is restored after
+# every fault. Exits 1 when a fault no longer plants, does not build or is not caught.
 #   tests/inject-faults.sh <build dir> [fault name...]     (default: every fault)
 set -eu
 cd "$(dirname "$0")/.."
@@ -37,6 +38,7 @@ trap 'restore; rm -f "$saved"' EXIT
 
 list=$(mktemp)
 faults >"$list"
+failed=0
 while IFS='	' read -r name path change; do
    if [ $# -gt 0 ] && ! printf ' %s ' "$*" | grep -q " $name "; then continue; fi
    file=$path
@@ -44,14 +46,18 @@ while IFS='	' read -r name path change; do
    perl -0pi -e "$change" "$file"
    if cmp -s "$file" "$saved"; then
       echo "$name: NOT PLANTED (the code no longer matches)"
+      failed=1
    elif ! cmake --build "$build" >/dev/null 2>&1; then
       echo "$name: does not build"
+      failed=1
    else
-      caught=$(cd "$build" && ctest -j2 2>&1 | sed -n 's/^[[:space:]]*[0-9]* - \([^ ]*\) .*/\1/p' | tr '\n' ' ')
+      caught=$(cd "$build" && ctest -j2 2>&1 | sed -n '/(Skipped)$/d; s/^[[:space:]]*[0-9]* - \([^ ]*\) .*/\1/p' | tr '\n' ' ')
       echo "$name: ${caught:-NOT CAUGHT}"
+      [ -n "$caught" ] || failed=1
    fi
    restore
    file=
 done <"$list"
 rm -f "$list"
 cmake --build "$build" >/dev/null
+exit "$failed"

@@ -7,11 +7,6 @@
 
 #include "tests/fuzz/InProcessAgent.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-   Fuzz::startAgent();
-   return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
    std::vector<u_char> ber(data, data + size);
    std::size_t remaining = ber.size();

@@ -163,7 +163,7 @@ std::filesystem::path& agentDirectory() {
 
 }  // namespace
 
-void startAgent() {
+static void startAgent() {
    const auto dir =
        std::filesystem::temp_directory_path() / ("bridgesnmp-fuzz-" + std::to_string(::getpid()));
    std::filesystem::create_directories(dir);
@@ -227,3 +227,8 @@ std::string inputConfigText() {
 }
 
 }  // namespace Fuzz
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+   Fuzz::startAgent();
+   return 0;
+}

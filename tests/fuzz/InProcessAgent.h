@@ -8,9 +8,9 @@
 // the lab switch, answering PDUs through a session whose transport keeps the encoded answer.
 namespace Fuzz {
 
-// Starts the agent once: private configuration and persistent directories (no snmpd.conf
-// of the machine is read) and a private control socket.
-void startAgent();
+// The agent is started once, by the LLVMFuzzerInitialize defined with it: private
+// configuration and persistent directories (no snmpd.conf of the machine is read) and a
+// private control socket.
 
 // Hands `request` to the agent as snmpd hands it a received PDU, then runs the switch's
 // and the agent's work that is due, as snmpd's loop would between requests. Aborts unless

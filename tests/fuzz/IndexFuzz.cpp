@@ -33,11 +33,6 @@ constexpr std::array<int, 3> commands{SNMP_MSG_GET, SNMP_MSG_GETNEXT, SNMP_MSG_G
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-   Fuzz::startAgent();
-   return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
    FuzzedDataProvider input(data, size);
    netsnmp_pdu* pdu = snmp_pdu_create(input.PickValueInArray(commands));

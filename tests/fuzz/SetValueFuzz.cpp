@@ -69,11 +69,6 @@ constexpr std::array<u_char, 9> types{ASN_INTEGER,   ASN_OCTET_STR, ASN_UNSIGNED
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-   Fuzz::startAgent();
-   return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
    FuzzedDataProvider input(data, size);
    netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_SET);

@@ -1,5 +1,6 @@
-// The VLAN machines' rows as VLANs change state. What they show of a switch as it starts (names,
-// members, PVIDs, frame types, time marks) the SNMP scenarios check table by table.
+// The VLAN machines' rows as VLANs change state. What they show of a switch as it starts (which
+// VLANs: suspended, hidden and internal ones left out; names, members, PVIDs, frame types, time
+// marks) the SNMP scenarios check table by table.
 
 #include <gtest/gtest.h>
 
@@ -10,19 +11,6 @@ namespace {
 using Bridging::VlanId;
 
 class VlanSmTest : public TestSupport::AgentTest {};
-
-TEST_F(VlanSmTest, StaticRowsFollowAdminStateAndTheNotShownFlags) {
-   sw.vlanAdminStateIs(VlanId(20), Bridging::AdminState::suspended);
-   EXPECT_FALSE(mib->dot1qVlanStaticTable(20));
-   sw.vlanAdminStateIs(VlanId(20), Bridging::AdminState::active);
-   EXPECT_TRUE(mib->dot1qVlanStaticTable(20));
-   sw.vlanHiddenIs(VlanId(30), true);
-   EXPECT_FALSE(mib->dot1qVlanStaticTable(30));
-   sw.vlanHiddenIs(VlanId(30), false);
-   EXPECT_EQ(mib->dot1qVlanStaticTable(30)->configuredName(), Kel::String8("vlan30"));
-   sw.vlanIs({VlanId(4094), "internal", true});
-   EXPECT_FALSE(mib->dot1qVlanStaticTable(4094)) << "internal VLANs are not shown";
-}
 
 TEST_F(VlanSmTest, PortMovedBetweenVlansChangesBothRowsAlone) {
    time.nowIs(1500.0);

@@ -33,42 +33,6 @@ class ClockTest : public ::testing::Test {
    std::vector<std::string> log;
 };
 
-TEST_F(ClockTest, WakeUpIsOneShotAtTheRequestedTime) {
-   Wakee w(&log, "w");
-   w.notifierIs(manager.clock());
-   w.timeMinIs(105.0);
-   EXPECT_EQ(loop.nextWake(), 105.0);
-
-   time.nowIs(104.5);
-   loop.runOnce(0);
-   EXPECT_TRUE(log.empty());
-
-   time.nowIs(105.0);
-   loop.runOnce(0);
-   loop.runOnce(0);
-   EXPECT_EQ(log, std::vector<std::string>{"w at 105.000000 idle"});
-   EXPECT_EQ(w.timeMin(), Kel::timeNever);
-   EXPECT_EQ(loop.nextWake(), Kel::timeNever);
-}
-
-TEST_F(ClockTest, ReactorThatRearmsAsapRunsOncePerPass) {
-   TestSupport::PipeInput input(&log, "input");
-   ASSERT_TRUE(manager.fdReactorIs(input.readFd(), &input));
-   Wakee w(&log, "w");
-   w.rearmTo = Kel::timeAsap;
-   w.notifierIs(manager.clock());
-   w.timeMinIs(Kel::timeAsap);
-
-   loop.runOnce(0);
-   input.arrive();
-   loop.runOnce(0);
-   EXPECT_EQ(log,
-             (std::vector<std::string>{"w at 100.000000 idle", "input", "w at 100.000000 idle"}))
-       << "input arriving between passes is served before the next wake-up";
-   EXPECT_EQ(loop.nextWake(), Kel::timeAsap);
-   manager.fdReactorDel(input.readFd());
-}
-
 class Destroyer : public Kel::Clock::NotifieeConst {
  public:
    std::unique_ptr<Wakee> victim;

@@ -111,18 +111,6 @@ TEST(RbTreeMapTest, KeyedOperationsAgreeWithAPlainMapInAnyKeyOrder) {
    }
 }
 
-TEST(HashMapTest, LookupInsertAndErase) {
-   Kel::HashMap<Kel::String8, int> m;
-   const auto [value, inserted] = m.findOrInsert("et1", [] { return 1; });
-   EXPECT_TRUE(inserted);
-   EXPECT_EQ(*value, 1);
-   EXPECT_EQ(*m.findOrInsert("et1", [] { return 2; }).first, 1) << "found, not inserted again";
-   EXPECT_EQ(m.find("et2"), nullptr);
-   EXPECT_TRUE(m.begin() && !++m.begin()) << "one row to walk";
-   EXPECT_TRUE(m.erase("et1"));
-   EXPECT_TRUE(m.empty());
-}
-
 TEST(HashMapDeathTest, IteratorUsedAfterAChangeEndsTheProcess) {
    Kel::HashMap<int, int> m;
    m.assign(1, 1);

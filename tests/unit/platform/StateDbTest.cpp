@@ -27,15 +27,4 @@ TEST(DirTest, MountsAndFindsByPath) {
    EXPECT_EQ(config->references(), 1u) << "unmounting drops the directory's reference";
 }
 
-TEST(StateDbTest, RelativeLookupWithADownCastThatCanFail) {
-   auto config = Kel::make<Bridging::Config>();
-   SnmpUtil::stateRoot().mount("test/statedb/config", config);
-   const auto found = SnmpUtil::getEntityRelative("test/statedb/config");
-   EXPECT_TRUE(Kel::ptrCast<Bridging::Config>(found));
-   EXPECT_FALSE(Kel::ptrCast<Kel::Dir>(found));
-   EXPECT_FALSE(SnmpUtil::getEntityRelative("test/statedb/missing"));
-   EXPECT_FALSE(SnmpUtil::getEntityRelative(nullptr));
-   SnmpUtil::stateRoot().unmount("test/statedb/config");
-}
-
 }  // namespace

@@ -93,14 +93,6 @@ TEST_F(CommandInterpreterTest, FlushRemovesWhatItsFiltersSelect) {
    EXPECT_EQ(sw.learnedHosts(), 0u);
 }
 
-TEST_F(CommandInterpreterTest, LinkSetsTheOperationalStatus) {
-   EXPECT_EQ(run("link Ethernet1 down"), "ok\n");
-   EXPECT_EQ(sw.entities().intfStatusDir->intfStatus("Ethernet1")->operStatus(),
-             Interface::OperStatus::down);
-   EXPECT_EQ(run("link Ethernet3 up"), "ok\n");
-   EXPECT_EQ(run("learn 20 " + hostB + " Ethernet3"), "ok\nlearned\n") << "Ethernet3 is active";
-}
-
 // Each command in turn, and the VLAN's applied settings after it: internal, hidden, state, name.
 TEST_F(CommandInterpreterTest, VlanSettingsReachTheAppliedConfiguration) {
    const struct {

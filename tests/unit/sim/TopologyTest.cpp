@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -58,26 +57,6 @@ std::string errorOf(const std::string& text) {
 
 EthAddr mac(const char* text) {
    return *EthAddr::parse(text);
-}
-
-// Port id and ifIndex 0 mean none, and may repeat.
-TEST(TopologyParse, PortsOneByOneAndAsRuns) {
-   const Sim::Topology t = Sim::parseTopology(
-       lines({"ports:",
-              "  - {range: Ethernet1-3, port_id: 10, "
-              "if_index: 1001}",
-              "  - {name: Ethernet4, port_id: 4, link: down}", "  - {range: Management1-2}",
-              "  - name: Port-Channel7", "    if_index: 2007"}),
-       "t.yaml");
-   std::ostringstream ports;
-   for (const Sim::PortSpec& p : t.ports) {
-      ports << p.name << " " << p.portId << " " << p.ifIndex << (p.linkUp ? " up" : " down")
-            << "; ";
-   }
-   EXPECT_EQ(
-       ports.str(),
-       "Ethernet1 10 1001 up; Ethernet2 11 1002 up; Ethernet3 12 1003 up; Ethernet4 4 0 down; "
-       "Management1 0 0 up; Management2 0 0 up; Port-Channel7 0 2007 up; ");
 }
 
 TEST(TopologyErrors, StructureAndPorts) {

@@ -1,6 +1,6 @@
 // The converters' edges: buffers too small, malformed OIDs, tick wrap, the aging time's range,
 // the port map's lookups, and received values out of range. What each one writes is read back
-// through net-snmp in the plug-in tests.
+// through net-snmp in tests/snmp.
 
 #include <gtest/gtest.h>
 

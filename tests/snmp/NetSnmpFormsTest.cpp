@@ -1,6 +1,7 @@
 // The values the converters and conversions write, stored into a varbind by net-snmp's own
-// snmp_set_var_typed_value() as a handler does, read back by net-snmp as what was meant;
-// and received values, as net-snmp keeps them in a varbind, read by the input converters.
+// snmp_set_var_typed_value() as a handler does, read back by net-snmp as what was meant.
+// Received values are read from net-snmp's long wherever it lies (ConvertersTest) and from
+// real varbinds by the SET scenarios.
 
 #include <gtest/gtest.h>
 
@@ -15,7 +16,6 @@
 #include "conversions/SnmpConversions.h"
 #include "platform/snmputil/AsnTypes.h"
 #include "platform/snmputil/Converters.h"
-#include "platform/velnet/EthAddr.h"
 #include "snmp/NetSnmp.h"
 
 namespace {
@@ -45,11 +45,6 @@ class Varbind {
    bool store(std::uint8_t type, const unsigned char* buf, int n) {
       return n >= 0 && snmp_set_var_typed_value(var_, type, buf, static_cast<size_t>(n)) == 0;
    }
-   // Stores a long, as net-snmp keeps a received integer-type value.
-   bool storeLong(std::uint8_t type, long value) {
-      return snmp_set_var_typed_integer(var_, type, value) == 0;
-   }
-
    const netsnmp_variable_list* operator->() const { return var_; }
    std::string octets() const {
       return std::string(reinterpret_cast<const char*>(var_->val.string), var_->val_len);
@@ -122,25 +117,6 @@ TEST_F(NetSnmpFormsTest, EveryConverterReadsBackAsWhatItMeant) {
          EXPECT_EQ(var.objid(), std::get<std::vector<oid>>(form.expected)) << form.what;
       }
    }
-}
-
-// Received values as net-snmp keeps them in a varbind (their ranges: the unit tests).
-TEST_F(NetSnmpFormsTest, ReceivedValuesAreReadFromTheVarbind) {
-   ASSERT_TRUE(var.storeLong(ASN_INTEGER, -2147483647L - 1));
-   EXPECT_EQ(Snmp::AsnIntegerToS32(var->val.integer), -2147483647 - 1);
-   ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 4294967295L));
-   EXPECT_EQ(Snmp::AsnUnsignedToU32(var->val.integer), 4294967295u);
-   ASSERT_TRUE(var.storeLong(ASN_INTEGER, 2));
-   EXPECT_EQ(AsnIntegerToFrameAdmits(var->val.integer), admitOnlyVlanTagged);
-   ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 4094));
-   EXPECT_EQ(AsnUnsignedToVlanIdOrNone(var->val.integer).value(), 4094);
-   ASSERT_TRUE(var.storeLong(ASN_UNSIGNED, 0));
-   EXPECT_TRUE(AsnUnsignedToVlanIdOrNone(var->val.integer).isNone());
-   const Velnet::EthAddr mac = *Velnet::EthAddr::parse("00:1c:73:aa:bb:cc");
-   const int n = Snmp::VelnetEthAddrToAsnOctetStringF()(mac, buf, sizeof(buf));
-   ASSERT_TRUE(var.store(ASN_OCTET_STR, buf, n));
-   EXPECT_EQ(Snmp::AsnOctetStringToVelnetEthAddr(var->val.string, static_cast<int>(var->val_len)),
-             mac);
 }
 
 }  // namespace
