@@ -24,15 +24,12 @@ struct MoveTable : Snmp::FdbEntryRows<MoveTable> {
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_TIMETICKS, "veltraDot1qTpFdbTimeMark"},
                                                  {ASN_UNSIGNED, "dot1qFdbId"},
                                                  {ASN_PRIV_IMPLIED_OCTET_STR, "dot1qTpFdbAddress"}};
-   static constexpr unsigned indexCount = 3;
-   static constexpr bool timeFiltered = true;
    static constexpr const char* filterName = "QBridgeExtRowFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<MoveTable>(row, Snmp::QBridgeExtRowFilter);
    }
    static double changeTime(const Row& row) { return row.lastMoveTime(); }
    static constexpr const char* changeTimeName = "lastMoveTime";
-   static constexpr const char* timeMarkName = "veltraDot1qTpFdbTimeMark";
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {
        {2, "veltraDot1qTpFdbNumMoves", ASN_COUNTER, Snmp::u64ToCounter32, "moves", [](const Row& r) { return r.moves(); }},
@@ -46,8 +43,7 @@ struct MoveTable : Snmp::FdbEntryRows<MoveTable> {
 SNMP_TABLE(veltraDot1qTpFdbTable, MoveTable)
 
 void init_BridgeExt() {
-   Snmp::debugInitializing("BridgeExt", __func__, "BridgeExt", __LINE__);
-   initialize_table_veltraDot1qTpFdbTable();
+   Snmp::initUnit("BridgeExt", __func__, __LINE__, {}, {initialize_table_veltraDot1qTpFdbTable});
 }
 
 SNMP_UNIT_REGISTRATION(BridgeExt)

@@ -40,40 +40,15 @@ using Snmp::attribute;
 // dot1dBaseType: transparent-only(2). dot1dTpLearnedEntryDiscards: this bridge never
 // discards a learned entry for want of room. dot1dTpAgingTime is registered read-write, yet
 // every SET is refused with notWritable.
+// clang-format off
 const Snmp::Scalar scalars[] = {
-    {"dot1dBaseBridgeAddress",
-     handle_dot1dBaseBridgeAddress,
-     {1, 3, 6, 1, 2, 1, 17, 1, 1},
-     ASN_OCTET_STR,
-     attribute(config, "bridgeMacAddr", Snmp::velnetEthAddrToAsnOctetString,
-               [](const Bridging::Config& c) { return c.bridgeMacAddr(); }),
-     HANDLER_CAN_RONLY,
-     {6}},
-    {"dot1dBaseNumPorts",
-     handle_dot1dBaseNumPorts,
-     {1, 3, 6, 1, 2, 1, 17, 1, 2},
-     ASN_INTEGER,
-     attribute(
-         cache, "dot1dBasePortTables", Snmp::s32ToAsnInteger,
-         [](const auto& mib) { return static_cast<std::int32_t>(mib.dot1dBasePortTables()); })},
-    {"dot1dBaseType",
-     handle_dot1dBaseType,
-     {1, 3, 6, 1, 2, 1, 17, 1, 3},
-     ASN_INTEGER,
-     Snmp::constant(2)},
-    {"dot1dTpLearnedEntryDiscards",
-     handle_dot1dTpLearnedEntryDiscards,
-     {1, 3, 6, 1, 2, 1, 17, 4, 1},
-     ASN_COUNTER,
-     Snmp::constant(0)},
-    {"dot1dTpAgingTime",
-     handle_dot1dTpAgingTime,
-     {1, 3, 6, 1, 2, 1, 17, 4, 2},
-     ASN_INTEGER,
-     attribute(config, "hostAgingTime", Snmp::hostAgingTimeToAsnInteger,
-               [](const Bridging::Config& c) { return agingSeconds(c); }),
-     HANDLER_CAN_RWRITE},
+    {SNMP_SCALAR_NAMED(dot1dBaseBridgeAddress), {1, 3, 6, 1, 2, 1, 17, 1, 1}, ASN_OCTET_STR, attribute<&Bridging::Config::bridgeMacAddr>(config, "bridgeMacAddr", Snmp::velnetEthAddrToAsnOctetString), HANDLER_CAN_RONLY, {6}},
+    {SNMP_SCALAR_NAMED(dot1dBaseNumPorts), {1, 3, 6, 1, 2, 1, 17, 1, 2}, ASN_INTEGER, attribute<&BridgeSnmp::QBridgeMib::dot1dBasePortTables>(cache, "dot1dBasePortTables", Snmp::s32ToAsnInteger)},
+    {SNMP_SCALAR_NAMED(dot1dBaseType), {1, 3, 6, 1, 2, 1, 17, 1, 3}, ASN_INTEGER, Snmp::constant(2)},
+    {SNMP_SCALAR_NAMED(dot1dTpLearnedEntryDiscards), {1, 3, 6, 1, 2, 1, 17, 4, 1}, ASN_COUNTER, Snmp::constant(0)},
+    {SNMP_SCALAR_NAMED(dot1dTpAgingTime), {1, 3, 6, 1, 2, 1, 17, 4, 2}, ASN_INTEGER, attribute(config, "hostAgingTime", Snmp::hostAgingTimeToAsnInteger, [](const Bridging::Config& c) { return agingSeconds(c); }), HANDLER_CAN_RWRITE},
 };
+// clang-format on
 
 // dot1dBasePortTable: one row per bridge port, indexed by dot1dBasePort. The port number is
 // encoded unsigned and typed INTEGER, as the MIB declares the column.
@@ -95,23 +70,16 @@ struct BasePortTable : Snmp::BasePortRows<BasePortTable> {
 };
 
 // dot1dTpFdbTable: the addresses of FID 1, indexed by the address (implied length).
-struct TpFdbTable : Snmp::KeyedRows<TpFdbTable, Velnet::EthAddr> {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1dTpFdbTableMap;
-   using Key = Velnet::EthAddr;
-   using Row = BridgeSnmp::Dot1dTpFdbEntry;
+struct TpFdbTable
+    : Snmp::KeyedRows<TpFdbTable, &BridgeSnmp::QBridgeMib::dot1dTpFdbTableCollection> {
    static constexpr const char* name = "dot1dTpFdbTable";
    static constexpr const char* unit = "BridgeMib";
    static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 4, 3};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_PRIV_IMPLIED_OCTET_STR, "dot1dTpFdbAddress"}};
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* filterName = "BridgeRowFilter";
    static constexpr const char* keyName = "address";
    static constexpr const char* keyTypeName = "Velnet::EthAddr";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1dTpFdbTableCollection();
-   }
    static bool filter(const Collection::IteratorConst& row) { return Snmp::BridgeRowFilter(row); }
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {
@@ -128,10 +96,8 @@ SNMP_TABLE(dot1dBasePortTable, BasePortTable)
 SNMP_TABLE(dot1dTpFdbTable, TpFdbTable)
 
 void init_BridgeMib() {
-   Snmp::debugInitializing("BridgeMib", __func__, "BridgeMib", __LINE__);
-   Snmp::registerScalars(unit, scalars);
-   initialize_table_dot1dBasePortTable();
-   initialize_table_dot1dTpFdbTable();
+   Snmp::initUnit(unit, __func__, __LINE__, scalars,
+                  {initialize_table_dot1dBasePortTable, initialize_table_dot1dTpFdbTable});
 }
 
 SNMP_UNIT_REGISTRATION(BridgeMib)

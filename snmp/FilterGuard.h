@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sstream>
-
 #include "platform/kel/Exception.h"
 #include "snmp/SnmpTrace.h"
 
@@ -16,13 +14,9 @@ bool guardedFilter(const Iterator& row, Filter filter) {
       Kel::Expect expect(Kel::ExceptionId::range);
       return filter(row);
    } catch (const Kel::RangeException& e) {
-      if (snmpTrace().enabled(2)) [[unlikely]] {
-         std::ostringstream key;
-         Policy::printKey(key, row.key());
-         SNMP_TRACE(2, Policy::unit,
-                    Policy::name << "_get_*_data_point: " << Policy::filterName << " drops "
-                                 << Policy::keyName << "=" << key.str() << ": " << e.what());
-      }
+      SNMP_TRACE(2, Policy::unit,
+                 Policy::name << "_get_*_data_point: " << Policy::filterName << " drops "
+                              << Policy::keyName << "=" << row.key() << ": " << e.what());
    }
    return false;
 }

@@ -25,6 +25,7 @@ using Interface::EthIntfStatus;
 constexpr const char* unit = "IfMib";
 constexpr const char* intfStatusPath = "Statedb/interface/status/eth";
 constexpr const char* viewPath = "snmp/ifmib/interfaces";
+constexpr Snmp::EntityAt<Interface::IfIndexView> ifIndexView{viewPath, "Interface::IfIndexView"};
 
 // IANAifType ethernetCsmacd: every Ethernet interface, whatever its speed.
 constexpr std::int32_t ethernetCsmacd = 6;
@@ -53,21 +54,16 @@ std::string intfName(const EthIntfStatus& s) {
 
 // Both tables walk the interfaces by ifIndex (InterfaceIndex: 1..2147483647).
 template <class Table>
-struct InterfaceRows : Snmp::KeyedRows<Table, std::int32_t> {
-   using Entity = Interface::IfIndexView;
-   using Collection = Interface::IfIndexView::Map;
-   using Key = std::int32_t;
-   using Row = EthIntfStatus;
+struct InterfaceRows : Snmp::KeyedRows<Table, &Interface::IfIndexView::interfaces> {
    static constexpr const char* unit = ::unit;
-   static constexpr Snmp::EntityAt<Entity> entity{viewPath, "Interface::IfIndexView"};
+   static constexpr auto entity = ifIndexView;
+   static constexpr const char* entityText = "no Interface::IfIndexView to walk";
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_INTEGER, "ifIndex"}};
    // Ahead of snmpd's own host-interface tables (127) when those are loaded as well: the
    // switch's ports are what a manager of the switch asks about.
    static constexpr int priority = 100;
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* keyName = "ifIndex";
    static constexpr const char* keyTypeName = "InterfaceIndex";
-   static const Collection& collection(const Entity& view) { return view.interfaces(); }
 };
 
 using Row = EthIntfStatus;
@@ -76,8 +72,6 @@ using Row = EthIntfStatus;
 // columns it does not have are left out, and net-snmp skips them.
 struct IfTable : InterfaceRows<IfTable> {
    static constexpr const char* name = "ifTable";
-   static constexpr const char* entityText =
-       "ifTable_get_first_data_point - no Interface::IfIndexView to walk";
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 2, 2};
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {
@@ -96,8 +90,6 @@ struct IfTable : InterfaceRows<IfTable> {
 
 struct IfXTable : InterfaceRows<IfXTable> {
    static constexpr const char* name = "ifXTable";
-   static constexpr const char* entityText =
-       "ifXTable_get_first_data_point - no Interface::IfIndexView to walk";
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 31, 1, 1};
    // clang-format off
    static constexpr Snmp::Column<Row> columns[] = {
@@ -117,18 +109,15 @@ SNMP_TABLE(ifXTable, IfXTable)
 namespace {
 
 // ifNumber: how many rows ifTable has.
-const Snmp::Scalar ifNumber = {
-    "ifNumber",
-    handle_ifNumber,
-    {1, 3, 6, 1, 2, 1, 2, 1},
-    ASN_INTEGER,
-    Snmp::attribute(
-        Snmp::EntityAt<Interface::IfIndexView>{viewPath, "Interface::IfIndexView"}, "interfaces",
-        Snmp::s32ToAsnInteger,
-        [](const Interface::IfIndexView& view) {
-           return static_cast<std::int32_t>(view.interfaces().size());
-        },
-        ".size()")};
+const Snmp::Scalar ifNumber = {SNMP_SCALAR_NAMED(ifNumber),
+                               {1, 3, 6, 1, 2, 1, 2, 1},
+                               ASN_INTEGER,
+                               Snmp::attribute(
+                                   ifIndexView, "interfaces", Snmp::s32ToAsnInteger,
+                                   [](const Interface::IfIndexView& view) {
+                                      return static_cast<std::int32_t>(view.interfaces().size());
+                                   },
+                                   ".size()")};
 
 }  // namespace
 
@@ -146,12 +135,9 @@ bool Snmp::registerInterfaceTables() {
       return false;
    }
    // Mounted, so that the state database keeps the view alive for the handlers.
-   const auto view = Kel::make<Interface::IfIndexView>(dir);
-   SnmpUtil::stateRoot().mount(viewPath, view);
-   debugInitializing(unit, __func__, unit, __LINE__);
-   registerScalar(unit, ifNumber);
-   initialize_table_ifTable();
-   initialize_table_ifXTable();
+   SnmpUtil::stateRoot().mount(viewPath, Kel::make<Interface::IfIndexView>(dir));
+   initUnit(unit, __func__, __LINE__, {&ifNumber, 1},
+            {initialize_table_ifTable, initialize_table_ifXTable});
    registered = true;
    return true;
 }

@@ -117,6 +117,8 @@ int scalarHandler(netsnmp_mib_handler* handler, netsnmp_handler_registration* re
    return SNMP_ERR_GENERR;
 }
 
+namespace {
+
 void registerScalar(const char* unit, const Scalar& scalar) {
    SNMP_TRACE(1, unit, "init_" << unit << " initializing oid " << oidText(scalar.scalarOid));
    netsnmp_handler_registration* reg =
@@ -131,6 +133,24 @@ void registerScalar(const char* unit, const Scalar& scalar) {
    scalar.unit = unit;
    reg->handler->myvoid = const_cast<Scalar*>(&scalar);
    netsnmp_register_scalar(reg);
+}
+
+}  // namespace
+
+void initUnit(const char* unit, const char* function, int line, std::span<const Scalar> scalars,
+              std::initializer_list<void (*)()> initializeTables) {
+   if (snmp_get_do_debugging()) {
+      debugmsgtoken("trace", "%s(): %s, %d:\n", function, unit, line);
+      debugmsg("trace", "%s(): %s, %d:\n", function, unit, line);
+      debugmsgtoken(unit, "Initializing\n");
+      debugmsg(unit, "Initializing\n");
+   }
+   for (const Scalar& scalar : scalars) {
+      registerScalar(unit, scalar);
+   }
+   for (void (*initialize)() : initializeTables) {
+      initialize();
+   }
 }
 
 }  // namespace Snmp

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
+#include <span>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -81,6 +83,12 @@ ScalarSource attribute(const EntityAt<T>& at, const char* name, Conversion<F> co
            readingTail};
 }
 
+// An attribute read by the entity's own accessor, `read`, converted as the conversion takes it.
+template <auto read, class T, auto F>
+ScalarSource attribute(const EntityAt<T>& at, const char* name, Conversion<F> conversion) {
+   return attribute(at, name, conversion, [](const T& entity) { return (entity.*read)(); });
+}
+
 inline ScalarSource constant(int value) {
    ScalarSource source;
    source.constant = value;
@@ -98,15 +106,11 @@ struct Scalar {
    mutable const char* unit = nullptr;  // the registering unit's, for the handler's traces
 };
 
-// Registers each scalar at priority 64, ahead of default-priority (127) registrations, with
-// its entity (null when it cannot be found: its handler then answers genErr).
-void registerScalar(const char* unit, const Scalar& scalar);
-template <std::size_t N>
-void registerScalars(const char* unit, const Scalar (&scalars)[N]) {
-   for (const Scalar& s : scalars) {
-      registerScalar(unit, s);
-   }
-}
+// A unit's init_<unit>: the "Initializing" message (when net-snmp debugging is on), then
+// each scalar, registered at priority 64, ahead of default-priority (127) registrations, with
+// its entity (null when it cannot be found: its handler then answers genErr), then each table.
+void initUnit(const char* unit, const char* function, int line, std::span<const Scalar> scalars,
+              std::initializer_list<void (*)()> initializeTables);
 
 // The shared node handler of every scalar: the row is the handler's own myvoid, the
 // entity the registration's my_reg_void. GET converts into a 1024-byte buffer and sets
@@ -194,6 +198,9 @@ int getColumn(const Column<Row>& column, const Row& row, netsnmp_variable_list* 
 }
 
 }  // namespace Snmp
+
+// The first two fields of a scalar's row: its name and its handler, handle_<object>.
+#define SNMP_SCALAR_NAMED(object) #object, handle_##object
 
 // Defines the named net-snmp node handler of a scalar, handle_<object>.
 #define SNMP_SCALAR_HANDLER(object)                                                           \

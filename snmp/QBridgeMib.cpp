@@ -35,69 +35,30 @@ constexpr int maxVlanId = 4094;
 // dot1qNextFreeLocalVlanIndex: 0, as no dot1qVlanStaticTable row is created by SET.
 // dot1qNumVlans: the VLANs the static table shows. dot1qVlanNumDeletes: current VLAN rows
 // removed since the agent started, a Counter32 whose bit pattern is kept past 2^31.
+// clang-format off
 const Snmp::Scalar scalars[] = {
-    {"dot1qVlanVersionNumber",
-     handle_dot1qVlanVersionNumber,
-     {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 1},
-     ASN_INTEGER,
-     Snmp::constant(1)},
-    {"dot1qMaxVlanId",
-     handle_dot1qMaxVlanId,
-     {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 2},
-     ASN_INTEGER,
-     Snmp::constant(maxVlanId)},
-    {"dot1qMaxSupportedVlans",
-     handle_dot1qMaxSupportedVlans,
-     {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 3},
-     ASN_UNSIGNED,
-     Snmp::constant(maxVlanId)},
-    {"dot1qNumVlans",
-     handle_dot1qNumVlans,
-     {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 4},
-     ASN_UNSIGNED,
-     attribute(
-         cache, "dot1qVlanStaticTables", Snmp::s32ToAsnInteger,
-         [](const auto& mib) { return static_cast<std::int32_t>(mib.dot1qVlanStaticTables()); })},
-    {"dot1qGvrpStatus",
-     handle_dot1qGvrpStatus,
-     {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 5},
-     ASN_INTEGER,
-     Snmp::constant(2),
-     HANDLER_CAN_RWRITE},
-    {"dot1qVlanNumDeletes",
-     handle_dot1qVlanNumDeletes,
-     {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 1},
-     ASN_COUNTER,
-     attribute(
-         cache, "dot1qVlanNumDeletes", Snmp::s32ToAsnInteger,
-         [](const auto& mib) { return static_cast<std::int32_t>(mib.dot1qVlanNumDeletes()); })},
-    {"dot1qNextFreeLocalVlanIndex",
-     handle_dot1qNextFreeLocalVlanIndex,
-     {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 4},
-     ASN_INTEGER,
-     Snmp::constant(0)},
+    {SNMP_SCALAR_NAMED(dot1qVlanVersionNumber), {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 1}, ASN_INTEGER, Snmp::constant(1)},
+    {SNMP_SCALAR_NAMED(dot1qMaxVlanId), {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 2}, ASN_INTEGER, Snmp::constant(maxVlanId)},
+    {SNMP_SCALAR_NAMED(dot1qMaxSupportedVlans), {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 3}, ASN_UNSIGNED, Snmp::constant(maxVlanId)},
+    {SNMP_SCALAR_NAMED(dot1qNumVlans), {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 4}, ASN_UNSIGNED, attribute<&BridgeSnmp::QBridgeMib::dot1qVlanStaticTables>(cache, "dot1qVlanStaticTables", Snmp::s32ToAsnInteger)},
+    {SNMP_SCALAR_NAMED(dot1qGvrpStatus), {1, 3, 6, 1, 2, 1, 17, 7, 1, 1, 5}, ASN_INTEGER, Snmp::constant(2), HANDLER_CAN_RWRITE},
+    {SNMP_SCALAR_NAMED(dot1qVlanNumDeletes), {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 1}, ASN_COUNTER, attribute<&BridgeSnmp::QBridgeMib::dot1qVlanNumDeletes>(cache, "dot1qVlanNumDeletes", Snmp::s32ToAsnInteger)},
+    {SNMP_SCALAR_NAMED(dot1qNextFreeLocalVlanIndex), {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 4}, ASN_INTEGER, Snmp::constant(0)},
 };
+// clang-format on
 
 // dot1qFdbTable: one row per filtering database, from the switch's own learned-host status,
 // indexed by dot1qFdbId.
-struct FdbTable : Snmp::KeyedRows<FdbTable, Bridging::Fid> {
-   using Entity = Bridging::Status;
-   using Collection = Bridging::FdbStatusMap;
-   using Key = Bridging::Fid;
-   using Row = Bridging::FdbStatus;
+struct FdbTable : Snmp::KeyedRows<FdbTable, &Bridging::Status::fdbStatusCollection> {
    static constexpr const char* name = "dot1qFdbTable";
    static constexpr const char* unit = "QBridgeMib";
    static constexpr Snmp::EntityAt<Entity> entity{"snmp/swix/qbridgemib.status",
                                                   "Bridging::Status"};
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 1};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qFdbId"}};
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* filterName = "Dot1qFdbTableFilter";
    static constexpr const char* keyName = "fid";
    static constexpr const char* keyTypeName = "Bridging::Fid";
-   static const Collection& collection(const Entity& status) {
-      return status.fdbStatusCollection();
-   }
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<FdbTable>(row, Snmp::Dot1qFdbTableFilter);
    }
@@ -109,11 +70,11 @@ struct FdbTable : Snmp::KeyedRows<FdbTable, Bridging::Fid> {
 };
 
 // dot1qTpFdbTable: the addresses of every FID, indexed by (dot1qFdbId, dot1qTpFdbAddress).
-struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
+struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable>, QBridgeMibUnit::CacheTable {
    static constexpr const char* name = "dot1qTpFdbTable";
-   static constexpr const char* unit = "QBridgeMib";
-   static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 2, 2};
+   static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qFdbId"},
+                                                 {ASN_PRIV_IMPLIED_OCTET_STR, "dot1qTpFdbAddress"}};
    static constexpr const char* filterName = "QBridgeRowFilter";
    static bool filter(const Collection::IteratorConst& row) {
       return Snmp::guardedFilter<TpFdbTable>(row, Snmp::QBridgeRowFilter);
@@ -129,27 +90,17 @@ struct TpFdbTable : Snmp::FdbEntryRows<TpFdbTable> {
 
 // dot1qVlanCurrentTable: one row per VLAN that is up, indexed by (dot1qVlanTimeMark,
 // dot1qVlanIndex); the time mark shows only the rows whose ports changed since it.
-struct VlanCurrentTable : Snmp::KeyedRows<VlanCurrentTable, std::uint32_t> {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1qVlanCurrentTableMap;
-   using Key = std::uint32_t;
-   using Row = BridgeSnmp::Dot1qVlanCurrentEntry;
+struct VlanCurrentTable
+    : Snmp::KeyedRows<VlanCurrentTable, &BridgeSnmp::QBridgeMib::dot1qVlanCurrentTableCollection>,
+      QBridgeMibUnit::CacheTable {
    static constexpr const char* name = "dot1qVlanCurrentTable";
-   static constexpr const char* unit = "QBridgeMib";
-   static constexpr auto entity = cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 2};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_TIMETICKS, "dot1qVlanTimeMark"},
                                                  {ASN_UNSIGNED, "dot1qVlanIndex"}};
-   static constexpr unsigned indexCount = 2;
-   static constexpr bool timeFiltered = true;
    static constexpr const char* keyName = "index";
    static constexpr const char* keyTypeName = "U32";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1qVlanCurrentTableCollection();
-   }
    static double changeTime(const Row& row) { return row.lastChange(); }
    static constexpr const char* changeTimeName = "lastChange";
-   static constexpr const char* timeMarkName = "dot1qVlanTimeMark";
    // Learning is independent per VLAN: a VLAN's FID is its VLAN id. Every VLAN here comes
    // from the switch's configuration: permanent(2).
    // clang-format off
@@ -170,13 +121,10 @@ SNMP_TABLE(dot1qTpFdbTable, TpFdbTable)
 SNMP_TABLE(dot1qVlanCurrentTable, VlanCurrentTable)
 
 void init_QBridgeMib() {
-   Snmp::debugInitializing("QBridgeMib", __func__, "QBridgeMib", __LINE__);
-   Snmp::registerScalars(unit, scalars);
-   initialize_table_dot1qFdbTable();
-   initialize_table_dot1qTpFdbTable();
-   initialize_table_dot1qVlanCurrentTable();
-   initialize_table_dot1qVlanStaticTable();
-   initialize_table_dot1qPortVlanTable();
+   Snmp::initUnit(unit, __func__, __LINE__, scalars,
+                  {initialize_table_dot1qFdbTable, initialize_table_dot1qTpFdbTable,
+                   initialize_table_dot1qVlanCurrentTable, initialize_table_dot1qVlanStaticTable,
+                   initialize_table_dot1qPortVlanTable});
 }
 
 SNMP_UNIT_REGISTRATION(QBridgeMib)

@@ -14,8 +14,13 @@ void initialize_table_dot1qVlanStaticTable();
 void initialize_table_dot1qPortVlanTable();
 
 namespace QBridgeMibUnit {
-// The unit's name in traces, and where its cache is mounted.
-inline constexpr const char* unit = "QBridgeMib";
-inline constexpr Snmp::EntityAt<BridgeSnmp::QBridgeMib> cache{"snmp/swix/qbridgemib",
-                                                              "BridgeSnmp::QBridgeMib"};
+// The unit's name in traces, and where its cache is mounted: what each table of the cache
+// states, by deriving from CacheTable.
+struct CacheTable {
+   static constexpr const char* unit = "QBridgeMib";
+   static constexpr Snmp::EntityAt<BridgeSnmp::QBridgeMib> entity{"snmp/swix/qbridgemib",
+                                                                  "BridgeSnmp::QBridgeMib"};
+};
+inline constexpr const char* unit = CacheTable::unit;
+inline constexpr auto cache = CacheTable::entity;
 }  // namespace QBridgeMibUnit

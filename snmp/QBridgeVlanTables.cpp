@@ -20,35 +20,44 @@ namespace {
 
 using QBridgeMibUnit::unit;
 
-// RESERVE2 and ACTION are the whole request's, whichever binding of either table runs them;
-// COMMIT, FREE and UNDO do nothing.
-int requestPhase(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
-                 BridgeSnmp::QBridgeMib& mib) {
-   if (phase == Snmp::SetPhase::reserve2) {
-      Snmp::checkOnce(reqinfo, mib);
+// One phase of a SET of a writable column of either table: RESERVE1 checks the binding
+// (Table::reserve); RESERVE2 and ACTION are the whole request's, whichever binding of either
+// table runs them; COMMIT, FREE and UNDO do nothing.
+template <class Table>
+struct RequestWideSet {
+   static int setColumn(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo, const auto& data,
+                        unsigned column, netsnmp_request_info* request) {
+      if (phase == Snmp::SetPhase::reserve1) {
+         return Table::reserve(reqinfo, data.row, request, column);
+      }
+      if (phase == Snmp::SetPhase::reserve2) {
+         Snmp::checkOnce(reqinfo, *data.row->parent());
+      }
+      return phase == Snmp::SetPhase::action ? Snmp::applyOnce(reqinfo) : SNMP_ERR_NOERROR;
    }
-   return phase == Snmp::SetPhase::action ? Snmp::applyOnce(reqinfo) : SNMP_ERR_NOERROR;
+};
+
+// A varbind's type or length is not the column's, or its value is outside the column's.
+int refused(int status, const char* why, const netsnmp_request_info* request, const char* column,
+            const char* takes) {
+   SNMP_TRACE(3, unit,
+              "SET refused (" << why << "): varbind " << request->index << ", " << column
+                              << " takes " << takes);
+   return status;
 }
 
 // dot1qVlanStaticTable: one row per configured VLAN that is shown, indexed by
 // dot1qVlanIndex. A SET changes the egress ports (the trunks that carry the VLAN) and names
 // untagged ports, which the request's PVID bindings must match.
-struct VlanStaticTable : Snmp::KeyedRows<VlanStaticTable, std::uint32_t> {
-   using Entity = BridgeSnmp::QBridgeMib;
-   using Collection = BridgeSnmp::Dot1qVlanStaticTableMap;
-   using Key = std::uint32_t;
-   using Row = BridgeSnmp::Dot1qVlanStaticEntry;
+struct VlanStaticTable
+    : Snmp::KeyedRows<VlanStaticTable, &BridgeSnmp::QBridgeMib::dot1qVlanStaticTableCollection>,
+      RequestWideSet<VlanStaticTable>,
+      QBridgeMibUnit::CacheTable {
    static constexpr const char* name = "dot1qVlanStaticTable";
-   static constexpr const char* unit = "QBridgeMib";
-   static constexpr auto entity = QBridgeMibUnit::cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 3};
    static constexpr Snmp::IndexSpec indexes[] = {{ASN_UNSIGNED, "dot1qVlanIndex"}};
-   static constexpr unsigned indexCount = 1;
    static constexpr const char* keyName = "index";
    static constexpr const char* keyTypeName = "U32";
-   static const Collection& collection(const Entity& mib) {
-      return mib.dot1qVlanStaticTableCollection();
-   }
 
    // dot1qVlanStaticName is a SnmpAdminString of at most 32 octets. No port is ever
    // forbidden: an empty PortList. A shown VLAN's row is always in service: active(1).
@@ -62,43 +71,34 @@ struct VlanStaticTable : Snmp::KeyedRows<VlanStaticTable, std::uint32_t> {
    };
    // clang-format on
 
-   static int setColumn(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
-                        const Snmp::TableFrame<VlanStaticTable>::DataContext& data, unsigned column,
-                        netsnmp_request_info* request) {
-      if (phase != Snmp::SetPhase::reserve1) {
-         return requestPhase(phase, reqinfo, *data.row->parent());
-      }
-      const bool egress = column == 2;
+   // RESERVE1: an OCTET STRING of ports the row may take, then the binding.
+   static int reserve(netsnmp_agent_request_info* reqinfo, const Kel::Ptr<const Row>& row,
+                      netsnmp_request_info* request, unsigned column) {
       const netsnmp_variable_list* var = request->requestvb;
       if (const int wrongType = netsnmp_check_vb_type(var, ASN_OCTET_STR)) {
-         SNMP_TRACE(3, unit,
-                    "SET refused (wrongType): varbind " << request->index << ", "
-                                                        << columns[column - 1].name
-                                                        << " takes an OCTET STRING");
-         return wrongType;
+         return refused(wrongType, "wrongType", request, columns[column - 1].name,
+                        "an OCTET STRING");
       }
-      const auto ports = decode(var);
-      if (!BridgeSnmp::validateDot1qVlanStaticPorts(data.row, ports)) {
+      const auto ports =
+          BridgeSnmp::PortListToPortIdSet(var->val.string, static_cast<int>(var->val_len));
+      if (!BridgeSnmp::validateDot1qVlanStaticPorts(row, ports)) {
          return SNMP_ERR_INCONSISTENTVALUE;
       }
-      return egress ? Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::egress,
-                                       BridgeSnmp::BindingColumn::egress, {data.row, ports})
-                    : Snmp::addBinding(reqinfo, request, &BridgeSnmp::SetBindings::untagged,
-                                       BridgeSnmp::BindingColumn::untagged, {data.row, ports});
-   }
-
- private:
-   static BridgeSnmp::EthPortIdSet::PtrConst decode(const netsnmp_variable_list* var) {
-      return BridgeSnmp::PortListToPortIdSet(var->val.string, static_cast<int>(var->val_len));
+      const bool egress = column == 2;
+      return Snmp::addBinding(
+          reqinfo, request,
+          egress ? &BridgeSnmp::SetBindings::egress : &BridgeSnmp::SetBindings::untagged,
+          egress ? BridgeSnmp::BindingColumn::egress : BridgeSnmp::BindingColumn::untagged,
+          {row, ports});
    }
 };
 
 // dot1qPortVlanTable: one row per bridge port with a switchport configuration that carries
 // VLANs, indexed by dot1dBasePort.
-struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
+struct PortVlanTable : Snmp::BasePortRows<PortVlanTable>,
+                       RequestWideSet<PortVlanTable>,
+                       QBridgeMibUnit::CacheTable {
    static constexpr const char* name = "dot1qPortVlanTable";
-   static constexpr const char* unit = "QBridgeMib";
-   static constexpr auto entity = QBridgeMibUnit::cache;
    static constexpr oid tableOid[] = {1, 3, 6, 1, 2, 1, 17, 7, 1, 4, 5};
    static constexpr const char* filterName = "Dot1qPortVlanTableFilter";
    static bool filter(const Collection::IteratorConst& row) {
@@ -120,30 +120,29 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
    };
    // clang-format on
 
-   static int setColumn(Snmp::SetPhase phase, netsnmp_agent_request_info* reqinfo,
-                        const Snmp::TableFrame<PortVlanTable>::DataContext& data, unsigned column,
-                        netsnmp_request_info* request) {
-      if (phase != Snmp::SetPhase::reserve1) {
-         return requestPhase(phase, reqinfo, *data.row->parent());
-      }
+   // RESERVE1: the varbind's type, a value the column holds, the column's check, and then
+   // the binding.
+   static int reserve(netsnmp_agent_request_info* reqinfo, const Kel::Ptr<const Row>& row,
+                      netsnmp_request_info* request, unsigned column) {
       if (column == 1) {
-         return reserve(
-             reqinfo, data, request, 1, ASN_UNSIGNED,
+         return reserveInteger(
+             reqinfo, row, request, column, ASN_UNSIGNED, "an Unsigned32 VLAN id from 1 to 4094",
              [](const netsnmp_variable_list* var) {
                 return decoded(var, AsnUnsignedToVlanIdOrNone);
              },
-             [](const auto& row, auto vlan) { return BridgeSnmp::validateDot1qPvid(row, vlan); },
+             [](const auto& r, auto vlan) { return BridgeSnmp::validateDot1qPvid(r, vlan); },
              &BridgeSnmp::SetBindings::pvid, BridgeSnmp::BindingColumn::pvid);
       }
-      return reserve(
-          reqinfo, data, request, 2, ASN_INTEGER,
+      return reserveInteger(
+          reqinfo, row, request, column, ASN_INTEGER,
+          "an INTEGER, admitAll(1) or admitOnlyVlanTagged(2)",
           [](const netsnmp_variable_list* var) {
              const long value = *var->val.integer;
              return value == admitAll_ || value == admitOnlyVlanTagged_
                         ? decoded(var, AsnIntegerToFrameAdmits)
                         : std::optional<FrameAdmits>();
           },
-          [](const auto& row, auto admits) { return BridgeSnmp::validateAdmitFrame(row, admits); },
+          [](const auto& r, auto admits) { return BridgeSnmp::validateAdmitFrame(r, admits); },
           &BridgeSnmp::SetBindings::aft, BridgeSnmp::BindingColumn::aft);
    }
 
@@ -164,38 +163,25 @@ struct PortVlanTable : Snmp::BasePortRows<PortVlanTable> {
       }
    }
 
-   // A varbind's type or length is not the column's, or its value is outside the column's.
-   static int refused(int status, const char* why, const netsnmp_request_info* request,
-                      unsigned column) {
-      SNMP_TRACE(3, unit,
-                 "SET refused (" << why << "): varbind " << request->index << ", "
-                                 << columns[column - 1].name << " takes "
-                                 << (column == 1 ? "an Unsigned32 VLAN id from 1 to 4094"
-                                                 : "an INTEGER, admitAll(1) or "
-                                                   "admitOnlyVlanTagged(2)"));
-      return status;
-   }
-
-   // RESERVE1 of an integer column: the varbind's type, a value the column holds, the
-   // column's check, and then the binding.
    template <class Decode, class Validate, class Bindings>
-   static int reserve(netsnmp_agent_request_info* reqinfo,
-                      const Snmp::TableFrame<PortVlanTable>::DataContext& data,
-                      netsnmp_request_info* request, unsigned column, u_char type, Decode decode,
-                      Validate validate, Bindings BridgeSnmp::SetBindings::*list,
-                      BridgeSnmp::BindingColumn binding) {
+   static int reserveInteger(netsnmp_agent_request_info* reqinfo, const Kel::Ptr<const Row>& row,
+                             netsnmp_request_info* request, unsigned column, u_char type,
+                             const char* takes, Decode decode, Validate validate,
+                             Bindings BridgeSnmp::SetBindings::*list,
+                             BridgeSnmp::BindingColumn binding) {
+      const char* columnName = columns[column - 1].name;
       const netsnmp_variable_list* var = request->requestvb;
       if (const int wrong = netsnmp_check_vb_type_and_size(var, type, sizeof(long))) {
-         return refused(wrong, "wrongType", request, column);
+         return refused(wrong, "wrongType", request, columnName, takes);
       }
       const auto value = decode(var);
       if (!value) {
-         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, column);
+         return refused(SNMP_ERR_WRONGVALUE, "wrongValue", request, columnName, takes);
       }
-      if (!validate(data.row, *value)) {
+      if (!validate(row, *value)) {
          return SNMP_ERR_INCONSISTENTVALUE;
       }
-      return Snmp::addBinding(reqinfo, request, list, binding, {data.row, *value});
+      return Snmp::addBinding(reqinfo, request, list, binding, {row, *value});
    }
 };
 

@@ -78,13 +78,4 @@ void registerTable(const char* unit, const char* name, Netsnmp_Node_Handler* han
    SNMP_TRACE(8, unit, "Initialized table " << name << " ");
 }
 
-void debugInitializing(const char* token, const char* function, const char* file, int line) {
-   if (snmp_get_do_debugging()) {
-      debugmsgtoken("trace", "%s(): %s, %d:\n", function, file, line);
-      debugmsg("trace", "%s(): %s, %d:\n", function, file, line);
-      debugmsgtoken(token, "Initializing\n");
-      debugmsg(token, "Initializing\n");
-   }
-}
-
 }  // namespace Snmp

@@ -43,9 +43,6 @@ struct EntityAt {
 template <class T>
 T* entityAt(const char* path);
 
-// The "Initializing" message of a unit's init function, when net-snmp debugging is on.
-void debugInitializing(const char* token, const char* function, const char* file, int line);
-
 }  // namespace Snmp
 
 #include "platform/statedb/StateDb.h"

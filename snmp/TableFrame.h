@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <exception>
 #include <optional>
-#include <sstream>
+#include <span>
 #include <string>
 
 #include "platform/kel/Assert.h"
@@ -18,7 +18,8 @@
 
 // The frame every table of the module shares: net-snmp's table-iterator callbacks over one
 // ordered collection of an entity, with the requested row as a hint, row and time filters.
-// A table is a policy class (TableHandler.h and CacheRows.h add the rest):
+// A table is a policy class (TableHandler.h and CacheRows.h add the rest; KeyedRows there
+// gives the defaults of a table without filters and without a time mark):
 //
 //   struct Policy {
 //      using Entity = ...;                      // what the iterator's myvoid points at
@@ -26,38 +27,16 @@
 //      static constexpr const char* name, *unit;        // "dot1dBasePortTable", "BridgeMib"
 //      static constexpr EntityAt<Entity> entity;        // in the null-entity assertion
 //      static constexpr unsigned indexCount;            // index components, time mark included
+//      static constexpr bool timeFiltered;              // whether the first index is a time mark
 //      static constexpr const char* keyName, *keyTypeName;  // "port", "Interface::EthPortId"
 //      static const Collection& collection(const Entity&);
-//      // The key named by the hint's components (after the time mark), or nothing (traced);
-//      // a row's index values into net-snmp's list; the key as traces show it.
-//      static std::optional<K> hintKey(netsnmp_variable_list* components);
-//      static void putIndexes(netsnmp_variable_list* vars, const K& key);
-//      static void printKey(std::ostream&, const K&);
+//      static constexpr IndexSpec indexes[];   // a time mark first, then the key's (IndexCodec.h)
 //      // Row filter, named filterName in traces; the defaults have none and no time mark.
 //      static bool filter(const typename Collection::IteratorConst& row);
 //      // A time-filtered table's row time that the mark is compared with.
 //      static double changeTime(const Row&);
 //   };
 namespace Snmp {
-
-// What a table without filters and without a time mark declares; its policy derives from
-// this and states only what differs.
-struct TablePolicyDefaults {
-   static constexpr bool timeFiltered = false;
-   static constexpr const char* filterName = nullptr;
-   static constexpr const char* changeTimeName = "";
-   static constexpr const char* timeMarkName = "";
-   // Lower wins over another registration of the same subtree (snmpd's own modules: 127).
-   static constexpr int priority = DEFAULT_MIB_PRIORITY;
-   template <class Iterator>
-   static bool filter(const Iterator&) {
-      return true;
-   }
-   template <class Row>
-   static double changeTime(const Row&) {
-      return 0;
-   }
-};
 
 template <class Policy>
 struct TableFrame {
@@ -88,11 +67,11 @@ struct TableFrame {
 
    static std::string fn(const char* what) { return std::string(Policy::name) + what; }
 
-   // What the first data point asserts of the iterator's entity: the policy's own text, or
-   // where the entity should be mounted and of what type.
+   // What the first data point asserts of the iterator's entity: the policy's own text (after
+   // the callback's name), or where the entity should be mounted and of what type.
    static std::string entityText() {
       if constexpr (requires { Policy::entityText; }) {
-         return Policy::entityText;
+         return fn("_get_first_data_point - ") + Policy::entityText;
       } else {
          return fn("_get_first_data_point") + " - entity /ve/Statedb/" + Policy::entity.path +
                 " is not of type " + Policy::entity.typeName;
@@ -217,7 +196,9 @@ struct TableFrame {
       {
          Kel::Expect expect(Kel::ExceptionId::range);
          try {
-            key = Policy::hintKey(components);
+            const std::span<const IndexSpec> indexes(Policy::indexes);
+            key = Index::hint<Key>(components, indexes.subspan(Policy::timeFiltered ? 1 : 0),
+                                   Policy::unit, Policy::name);
          } catch (const Kel::Exception& e) {
             SNMP_TRACE(0, Policy::unit,
                        "Bad hint for " << Policy::name << ": " << Policy::keyTypeName
@@ -237,11 +218,8 @@ struct TableFrame {
             SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=1");
             return;
          }
-         std::ostringstream text;
-         Policy::printKey(text, *key);
          SNMP_TRACE(2, Policy::unit,
-                    fn("_get_first_data_point")
-                        << " - key '" << text.str() << "' not found in table");
+                    fn("_get_first_data_point") << " - key '" << *key << "' not found in table");
       }
       SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - hintMatched=0");
       startAtOrAfter(loop, hint);
@@ -266,15 +244,11 @@ struct TableFrame {
       }
       const auto least = Index::leastKeyAtOrAfter(index, length, Index::KeyIndex<Key>::shape);
       loop.it = least ? rows.lowerBound(Index::KeyIndex<Key>::make(*least)) : rows.end();
-      if (Snmp::snmpTrace().enabled(2)) [[unlikely]] {
-         std::ostringstream text;
-         if (loop.it) {
-            Policy::printKey(text, loop.it.key());
-         } else {
-            text << "past the end";
-         }
+      if (loop.it) {
          SNMP_TRACE(2, Policy::unit,
-                    fn("_get_first_data_point") << " - starting at " << text.str());
+                    fn("_get_first_data_point") << " - starting at " << loop.it.key());
+      } else {
+         SNMP_TRACE(2, Policy::unit, fn("_get_first_data_point") << " - starting at past the end");
       }
    }
 
@@ -338,14 +312,10 @@ struct TableFrame {
          snmp_set_var_value(rest, &mark, sizeof mark);
          rest = rest->next_variable;
       }
-      Policy::putIndexes(rest, loop.it.key());
-      if (Snmp::snmpTrace().enabled(2)) [[unlikely]] {
-         std::ostringstream text;
-         Policy::printKey(text, loop.it.key());
-         SNMP_TRACE(2, Policy::unit,
-                    Policy::name << "IterationHelper - iterator has another value: "
-                                 << Policy::keyName << "=" << text.str());
-      }
+      Index::KeyIndex<Key>::put(rest, loop.it.key());
+      SNMP_TRACE(2, Policy::unit,
+                 Policy::name << "IterationHelper - iterator has another value: " << Policy::keyName
+                              << "=" << loop.it.key());
       return vars;
    }
 };

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <exception>
 #include <iterator>
 #include <optional>
-#include <sstream>
 #include <type_traits>
 #include <vector>
 
@@ -29,8 +29,8 @@ inline constexpr const char* setPhaseNames[] = {"SET_RESERVE1", "SET_RESERVE2", 
 //   static constexpr EntityAt<Entity> entity;  // where the handler's entity is mounted
 //   static constexpr oid tableOid[];
 //   static constexpr IndexSpec indexes[];
-// and, for a read-write table, one phase of a SET of a writable column of an existing row
-// (the varbind is request->requestvb), returning the error status:
+// and, for a read-write table (one with a writable column), one phase of a SET of a writable column
+// of an existing row (the varbind is request->requestvb), returning the error status:
 //   static int setColumn(SetPhase, netsnmp_agent_request_info*,
 //                        const TableFrame<Policy>::DataContext&, unsigned column,
 //                        netsnmp_request_info* request);
@@ -44,7 +44,8 @@ template <class Policy>
 struct TableHandler {
    using Frame = TableFrame<Policy>;
    using Row = std::remove_const_t<typename Frame::Row>;
-   static constexpr bool writable = requires { &Policy::setColumn; };
+   static constexpr bool writable = std::ranges::any_of(
+       Policy::columns, [](const Column<Row>& c) { return c.set == SetAccess::writable; });
 
    static int handle(netsnmp_mib_handler*, netsnmp_handler_registration*,
                      netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
@@ -55,16 +56,20 @@ struct TableHandler {
       } catch (const std::exception& e) {
          // Stops here (net-snmp's frames are C): genErr for every request not yet done.
          SNMP_TRACE(0, Policy::unit, Policy::name << "_handler: " << e.what());
-         for (netsnmp_request_info* r = requests; r; r = r->next) {
-            if (!r->processed) {
-               netsnmp_request_set_error(r, SNMP_ERR_GENERR);
-            }
-         }
+         failUnprocessed(requests);
       }
       return SNMP_ERR_NOERROR;
    }
 
  private:
+   static void failUnprocessed(netsnmp_request_info* requests) {
+      for (netsnmp_request_info* request = requests; request; request = request->next) {
+         if (!request->processed) {
+            netsnmp_request_set_error(request, SNMP_ERR_GENERR);
+         }
+      }
+   }
+
    static std::optional<SetPhase> phaseOf(int mode) {
       static_assert(MODE_SET_RESERVE1 == 0 && MODE_SET_UNDO == 5);
       if (!writable || mode < MODE_SET_RESERVE1 || mode > MODE_SET_UNDO) {
@@ -78,11 +83,7 @@ struct TableHandler {
       const std::optional<SetPhase> phase = phaseOf(reqinfo->mode);
       if (writable && reqinfo->mode != MODE_GET && !phase) {
          SNMP_TRACE(2, Policy::unit, Policy::name << "_handler: request with unsupported mode");
-         for (netsnmp_request_info* request = requests; request; request = request->next) {
-            if (!request->processed) {
-               netsnmp_request_set_error(request, SNMP_ERR_GENERR);
-            }
-         }
+         failUnprocessed(requests);
          return SNMP_ERR_GENERR;
       }
       for (netsnmp_request_info* request = requests; request; request = request->next) {
@@ -111,13 +112,9 @@ struct TableHandler {
    }
 
    static void traceRequest(const char* what, const char* column, const typename Frame::Key& key) {
-      if (snmpTrace().enabled(2)) [[unlikely]] {
-         std::ostringstream text;
-         Policy::printKey(text, key);
-         SNMP_TRACE(2, Policy::unit,
-                    Policy::name << "_handler: request " << what << " for column " << column
-                                 << ", key " << text.str());
-      }
+      SNMP_TRACE(2, Policy::unit,
+                 Policy::name << "_handler: request " << what << " for column " << column
+                              << ", key " << key);
    }
 
    static int get(netsnmp_request_info* request) {
