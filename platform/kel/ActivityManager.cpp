@@ -6,15 +6,6 @@
 #include "platform/kel/Trace.h"
 
 namespace Kel {
-namespace {
-
-TraceHandle& kelTrace() {
-   static TraceHandle handle("Kel");
-   return handle;
-}
-
-}  // namespace
-
 Clock::Ptr Activity::clock() const {
    return manager_->clock();
 }

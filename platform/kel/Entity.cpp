@@ -5,12 +5,12 @@
 #include "platform/kel/Trace.h"
 
 namespace Kel {
-namespace {
-
 TraceHandle& kelTrace() {
    static TraceHandle handle("Kel");
    return handle;
 }
+
+namespace {
 
 // Made at load, so that a trace setting can name the facility before its first line.
 [[maybe_unused]] const Kel::TraceHandle& kelTraceAtLoad = kelTrace();

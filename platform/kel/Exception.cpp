@@ -3,15 +3,6 @@
 #include "platform/kel/Trace.h"
 
 namespace Kel {
-namespace {
-
-TraceHandle& kelTrace() {
-   static TraceHandle handle("Kel");
-   return handle;
-}
-
-}  // namespace
-
 const char* exceptionIdName(ExceptionId id) {
    switch (id) {
       case ExceptionId::generic:

@@ -30,6 +30,9 @@ class TraceHandle {
    std::atomic<int> level_;
 };
 
+// The framework's own facility, "Kel": entities, reactors and exceptions.
+TraceHandle& kelTrace();
+
 // Levels a facility starts with when nothing configures it.
 inline constexpr int defaultTraceLevel = 0;
 
