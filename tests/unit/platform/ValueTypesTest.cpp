@@ -1,14 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "platform/bridging/Enums.h"
-#include "platform/bridging/Fid.h"
-#include "platform/bridging/HostKey.h"
 #include "platform/bridging/VlanId.h"
-#include "platform/interface/EthPortId.h"
 #include "platform/velnet/EthAddr.h"
 #include "platform/velnet/IntfId.h"
 #include "tests/support/Errors.h"
@@ -18,15 +13,11 @@ namespace {
 using TestSupport::kelError;
 
 TEST(VlanIdTest, RangeIsOneTo4094WithTheFixedTexts) {
-   EXPECT_EQ(Bridging::VlanId(1).value(), 1);
-   EXPECT_EQ(Bridging::VlanId(4094).value(), 4094);
    EXPECT_EQ(kelError([] { Bridging::VlanId(0); }), "VlanId::value < 1 or > 4094 not allowed");
    EXPECT_EQ(kelError([] { Bridging::VlanId(4095); }), "VlanId::value < 1 or > 4094 not allowed");
    EXPECT_EQ(Bridging::VlanIdOrNone(0).isNone(), true);
-   EXPECT_EQ(Bridging::VlanIdOrNone(4094).value(), 4094);
    EXPECT_EQ(kelError([] { Bridging::VlanIdOrNone(4095); }),
              "VlanIdOrNone::value > 4094 not allowed");
-   EXPECT_EQ(Bridging::VlanIdOrNone(Bridging::VlanId(7)).vlanId(), Bridging::VlanId(7));
 }
 
 TEST(EthAddrTest, ParsesTheUsualLayoutsAndRefusesTheRest) {
@@ -39,14 +30,9 @@ TEST(EthAddrTest, ParsesTheUsualLayoutsAndRefusesTheRest) {
       EXPECT_FALSE(Velnet::EthAddr::parse(bad)) << bad;
    }
    EXPECT_EQ(a.stringValue(), "00:1c:73:aa:bb:cc");
-   EXPECT_EQ(a.octet(1), 0x1c);
    EXPECT_EQ(Velnet::EthAddr::fromU64(a.toU64()), a);
    EXPECT_TRUE(Velnet::EthAddr::parse("01:00:5e:00:00:01")->isMulticast());
    EXPECT_FALSE(a.isMulticast());
-}
-
-TEST(EthPortIdTest, RefusesOutOfRange) {
-   EXPECT_EQ(kelError([] { Interface::EthPortId(65536); }), "EthPortId::value > 65535 not allowed");
 }
 
 TEST(IntfIdTest, OrdersNaturally) {

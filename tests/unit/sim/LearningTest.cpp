@@ -130,9 +130,6 @@ TEST_F(LearningTest, BurstSpreadsRandomHostsOverActiveMembers) {
       }
    }
    EXPECT_EQ(total, 1000u);
-   // The same seed gives the same hosts: all refreshed, none new.
-   EXPECT_EQ(sw.burst(1000, 3, 7), 0u);
-   EXPECT_EQ(sw.learnedHosts(), 1000u);
 }
 
 TEST_F(LearningTest, PacedBurstLearnsOverSeveralWakeUpsWithOtherWorkBetween) {

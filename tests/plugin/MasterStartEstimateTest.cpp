@@ -1,45 +1,15 @@
-// The module's TimeTicks against the sysUpTime a manager reads: snmpd's own, in the plug-in,
-// and the master's, learned from ping replies, in the subagent.
+// The master's start, learned from ping replies, that the subagent's TimeTicks count from.
+// (The plug-in's TimeTicks against snmpd's own sysUpTime are the switch scenarios' stamps,
+// each read between two sysUpTime reads.)
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
 
-#include <sys/time.h>
-
-#include "platform/kel/Time.h"
-#include "platform/snmputil/Converters.h"
 #include "plugin/MasterStartEstimate.h"
-#include "plugin/UptimeEpoch.h"
-#include "snmp/NetSnmp.h"
 
 namespace {
-
-TEST(UptimeEpochTest, TicksOfNowMatchTheAgentsUptime) {
-   const double savedEpoch = Snmp::agentStartTime();
-   timeval started{};
-   gettimeofday(&started, nullptr);
-   started.tv_sec -= 5;  // snmpd has been up 5.37 s when the plug-in loads
-   started.tv_usec -= 370000;
-   if (started.tv_usec < 0) {
-      started.tv_usec += 1000000;
-      started.tv_sec -= 1;
-   }
-   netsnmp_set_agent_starttime(&started);
-
-   Plugin::alignUptimeEpoch();
-   for (int i = 0; i < 2000; ++i) {  // some reads fall just beside a tick boundary
-      const unsigned long before = netsnmp_get_agent_uptime();
-      const std::uint32_t ours =
-          Snmp::SecondsToTimeTicks(Snmp::NowSecondsToUptimeSeconds(Kel::now()));
-      const unsigned long after = netsnmp_get_agent_uptime();
-      ASSERT_GE(before, 537u);
-      ASSERT_GE(ours, before);
-      ASSERT_LE(ours, after);
-   }
-   Snmp::agentStartTimeIs(savedEpoch);
-}
 
 // A master whose sysUpTime started at `start`, answering pings: each reply carries its
 // up-time in truncated hundredths, read somewhere between our send and our receipt, and
