@@ -97,6 +97,9 @@ v3set() {
 # The plug-in with the simulated switch: seen through the stock community, found by bridgectl
 # as root and as snmpd's user, a learned host and a SET kept through a reload.
 host=1.3.6.1.2.1.17.7.1.2.2.1.2.10.2.0.0.0.0.153 pvid=1.3.6.1.2.1.17.7.1.4.5.1.1.5
+# As after a boot (/run is a tmpfs): the other tests' snmpd, run as root, may have left the
+# socket's directory behind, root's, where Debian-snmp could not reach the socket.
+rm -rf /run/bridgesnmp
 unit 'dlmod|bridgesnmpPlatform simulated|bridgesnmpTopology|bridgesnmpTrace|view|sysServices|createUser|group|access' 74
 logged "bridgesnmp: serving the simulated switch from /usr/share/bridgesnmp/lab-switch.yaml"
 expect 1.3.6.1.2.1.17.1.2.0 48
